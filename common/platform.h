@@ -1,0 +1,18 @@
+/**
+ * The few services of the windowing platform that the portable code needs. The platform
+ * backend (app/window_sdl.cpp on Linux) defines them; tests define recording versions.
+ */
+#pragma once
+
+#include <cstdint>
+
+enum class MsgBoxIcon { Error, Exclamation, Information };
+
+/* Shows a modal system message box (no owner) and returns when the user closes it. */
+void platform_message_box(const char* text, const char* caption, MsgBoxIcon icon);
+
+/* Wakes the UI thread to drain received serial bytes. Safe to call from any thread. */
+void platform_post_serial_rx();
+
+/* Asks the UI loop to end with the given exit code once control returns to it. */
+void platform_post_quit(int code);

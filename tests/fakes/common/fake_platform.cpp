@@ -1,0 +1,17 @@
+/* Recording platform for tests: message boxes, serial wake-ups and quit requests. */
+#include "tests/fakes/common/fake_platform.h"
+
+FakePlatform& fake_platform() {
+    static FakePlatform state;
+    return state;
+}
+
+void fake_platform_reset() { fake_platform() = FakePlatform{}; }
+
+void platform_message_box(const char* text, const char* caption, MsgBoxIcon icon) {
+    fake_platform().message_boxes.push_back({text ? text : "", caption ? caption : "", icon});
+}
+
+void platform_post_serial_rx() { fake_platform().serial_rx_posts.fetch_add(1); }
+
+void platform_post_quit(int code) { fake_platform().quit_codes.push_back(code); }

@@ -1,0 +1,128 @@
+#include "tests/support/headless.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <vector>
+
+namespace {
+
+constexpr int W = 970;
+constexpr int H = 660;
+
+struct Headless {
+    bool ready = false;
+    lv_display_t* display = nullptr;
+    lv_indev_t* pointer = nullptr;
+    std::vector<uint8_t> buffer;
+    uint32_t now = 1000;
+    lv_point_t point{0, 0};
+    bool pressed = false;
+};
+
+Headless g;
+
+uint32_t tick_cb() { return g.now; }
+
+void flush_cb(lv_display_t* disp, const lv_area_t*, uint8_t*) { lv_display_flush_ready(disp); }
+
+void pointer_cb(lv_indev_t*, lv_indev_data_t* data) {
+    data->point = g.point;
+    data->state = g.pressed ? LV_INDEV_STATE_PRESSED : LV_INDEV_STATE_RELEASED;
+}
+
+void init_once() {
+    if (g.ready) return;
+    g.ready = true;
+    lv_init();
+    lv_tick_set_cb(tick_cb);
+    g.display = lv_display_create(W, H);
+    lv_display_set_color_format(g.display, LV_COLOR_FORMAT_XRGB8888);
+    g.buffer.assign(static_cast<size_t>(W) * H * 4 + 16, 0);
+    lv_display_set_flush_cb(g.display, flush_cb);
+    lv_display_set_buffers(g.display, g.buffer.data(), nullptr, static_cast<uint32_t>(W) * H * 4,
+                           LV_DISPLAY_RENDER_MODE_FULL);
+    g.pointer = lv_indev_create();
+    lv_indev_set_type(g.pointer, LV_INDEV_TYPE_POINTER);
+    lv_indev_set_read_cb(g.pointer, pointer_cb);
+}
+
+void collect_msgboxes(lv_obj_t* parent, std::vector<lv_obj_t*>& out) {
+    const uint32_t n = lv_obj_get_child_count(parent);
+    for (uint32_t i = 0; i < n; ++i) {
+        lv_obj_t* child = lv_obj_get_child(parent, static_cast<int32_t>(i));
+        if (lv_obj_check_type(child, &lv_msgbox_class)) out.push_back(child);
+    }
+}
+
+} // namespace
+
+void headless_new_screen() {
+    init_once();
+    lv_obj_t* old = lv_screen_active();
+    lv_obj_t* scr = lv_obj_create(nullptr);
+    lv_screen_load(scr);
+    if (old != nullptr && old != scr) lv_obj_delete(old);
+    g.pressed = false;
+    headless_run(50);
+}
+
+void headless_run(uint32_t ms) {
+    for (uint32_t t = 0; t < ms; t += 5) {
+        g.now += 5;
+        lv_timer_handler();
+    }
+}
+
+void headless_click(int32_t x, int32_t y) {
+    g.point = {x, y};
+    g.pressed = false;
+    headless_run(40);
+    g.pressed = true;
+    headless_run(40);
+    g.pressed = false;
+    headless_run(40);
+}
+
+void headless_click_obj(lv_obj_t* obj) {
+    lv_obj_update_layout(obj);
+    lv_area_t a;
+    lv_obj_get_coords(obj, &a);
+    headless_click((a.x1 + a.x2) / 2, (a.y1 + a.y2) / 2);
+}
+
+void headless_refresh() {
+    lv_obj_invalidate(lv_screen_active());
+    lv_refr_now(g.display);
+}
+
+const uint8_t* headless_pixels() { return g.buffer.data(); }
+
+std::string headless_label_text(lv_obj_t* obj) {
+    if (obj == nullptr) return "";
+    if (lv_obj_check_type(obj, &lv_label_class)) return lv_label_get_text(obj);
+    const uint32_t n = lv_obj_get_child_count(obj);
+    for (uint32_t i = 0; i < n; ++i) {
+        std::string t = headless_label_text(lv_obj_get_child(obj, static_cast<int32_t>(i)));
+        if (!t.empty()) return t;
+    }
+    return "";
+}
+
+int headless_msgbox_count() {
+    std::vector<lv_obj_t*> boxes;
+    collect_msgboxes(lv_screen_active(), boxes);
+    return static_cast<int>(boxes.size());
+}
+
+lv_obj_t* headless_msgbox(int i) {
+    std::vector<lv_obj_t*> boxes;
+    collect_msgboxes(lv_screen_active(), boxes);
+    return i >= 0 && i < static_cast<int>(boxes.size()) ? boxes[static_cast<size_t>(i)] : nullptr;
+}
+
+std::string headless_msgbox_title(lv_obj_t* box) {
+    lv_obj_t* title = lv_msgbox_get_title(box);
+    return title ? lv_label_get_text(title) : "";
+}
+
+std::string headless_msgbox_text(lv_obj_t* box) { return headless_label_text(lv_msgbox_get_content(box)); }

@@ -1,0 +1,38 @@
+/**
+ * A window-less LVGL display for tests: 970 x 660 XRGB8888, rendered in full-screen mode into
+ * memory, with a pointer the test moves and clicks, and a clock the test advances.
+ */
+#pragma once
+
+#include "lvgl.h"
+
+#include <cstdint>
+#include <string>
+
+/* Initialises LVGL and the headless display once per process, then gives the test a fresh
+ * empty active screen (the previous one is deleted). */
+void headless_new_screen();
+
+/* Advances the test clock by ms in 5 ms steps, running LVGL's timer handler at each step. */
+void headless_run(uint32_t ms);
+
+/* Presses and releases the pointer at (x, y), giving LVGL time to see both. */
+void headless_click(int32_t x, int32_t y);
+
+/* Clicks the centre of an object. */
+void headless_click_obj(lv_obj_t* obj);
+
+/* The rendered pixels (XRGB8888, stride 3880) after a full refresh. */
+const uint8_t* headless_pixels();
+
+/* Forces a redraw of the whole screen now. */
+void headless_refresh();
+
+/* Text of a label, or of the first label among obj's children (depth-first); "" when none. */
+std::string headless_label_text(lv_obj_t* obj);
+
+/* Number of message boxes on the active screen, and the title / content text of box i. */
+int headless_msgbox_count();
+lv_obj_t* headless_msgbox(int i);
+std::string headless_msgbox_title(lv_obj_t* box);
+std::string headless_msgbox_text(lv_obj_t* box);

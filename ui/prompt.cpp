@@ -1,0 +1,68 @@
+/* The three prompt boxes: non-blocking LVGL message boxes over the main screen. */
+#include "common/prompt.h"
+
+#include "assets/fonts/fonts.h"
+#include "common/lang.h"
+
+#include "lvgl.h"
+
+#include <cstring>
+
+namespace {
+
+constexpr size_t PROMPT_TEXT_SIZE = 1024;
+constexpr int32_t PROMPT_WIDTH = 350;
+constexpr int32_t PROMPT_HEIGHT = 150;
+constexpr uint32_t PROMPT_ALERT_COLOR = 0xCA1515;
+
+/* Copies text into buf, cut to fit on a UTF-8 character boundary. */
+void copy_text(char (&buf)[PROMPT_TEXT_SIZE], const char* text) {
+    if (text == nullptr) text = "";
+    size_t len = strnlen(text, PROMPT_TEXT_SIZE);
+    if (len == PROMPT_TEXT_SIZE) {
+        len = PROMPT_TEXT_SIZE - 1;
+        while (len > 0 && (static_cast<unsigned char>(text[len]) & 0xC0) == 0x80) --len;
+    }
+    memcpy(buf, text, len);
+    buf[len] = '\0';
+}
+
+prompt_box_t make_box(char (&buf)[PROMPT_TEXT_SIZE], const char* text, const char* title_en, const char* title_zh,
+                      bool red) {
+    copy_text(buf, text);
+    if (lv_display_get_default() == nullptr) return nullptr;
+
+    lv_obj_t* box = lv_msgbox_create(lv_screen_active());
+    lv_obj_t* title = lv_msgbox_add_title(box, lang_by_flag(title_en, title_zh));
+    lv_obj_set_style_text_font(title, &font_button, 0);
+
+    lv_obj_t* label = lv_label_create(lv_msgbox_get_content(box));
+    lv_label_set_text(label, buf);
+    lv_obj_set_width(label, lv_pct(100));
+    lv_obj_align(label, LV_ALIGN_CENTER, 0, 0);
+    lv_obj_set_style_text_font(label, &font_text, 0);
+    if (red) lv_obj_set_style_text_color(label, lv_color_hex(PROMPT_ALERT_COLOR), 0);
+
+    lv_obj_t* close = lv_msgbox_add_close_button(box);
+    lv_obj_set_style_text_font(close, &lv_font_montserrat_22, 0);
+
+    lv_obj_align(box, LV_ALIGN_CENTER, 0, 0);
+    lv_obj_set_size(box, PROMPT_WIDTH, PROMPT_HEIGHT);
+    return box;
+}
+
+char g_prompt_text[PROMPT_TEXT_SIZE];
+char g_alert_text[PROMPT_TEXT_SIZE];
+char g_error_text[PROMPT_TEXT_SIZE];
+
+} // namespace
+
+prompt_box_t show_prompt(const char* text) { return make_box(g_prompt_text, text, "Prompt", "提示", false); }
+
+prompt_box_t show_prompt_alert(const char* text) { return make_box(g_alert_text, text, "Prompt", "提示", true); }
+
+prompt_box_t show_error(const char* text) { return make_box(g_error_text, text, "Error", "错误", true); }
+
+void prompt_close(prompt_box_t box) {
+    if (box != nullptr && lv_obj_is_valid(static_cast<lv_obj_t*>(box))) lv_msgbox_close(static_cast<lv_obj_t*>(box));
+}
