@@ -6,6 +6,9 @@
  *  - the back buffer: the window surface itself when it is XRGB8888 with a 3880-byte pitch,
  *    else an aligned buffer of ours converted into the surface on present;
  *  - the event loop with the 5 ms tick, the serial-receive wake-up and quit as SDL user events;
+ *    on X11 the loop sleeps in poll(2) on the X connection and a wake-up descriptor and pumps
+ *    SDL only when there is something to read (SDL's own timed wait costs ~2 % of a core at
+ *    200 wake-ups a second);
  *  - keyboard state for the keypad (with a latch for presses shorter than a poll), the pointer
  *    (with queued button changes), the focus test;
  *  - system message boxes and the About box (Alt+"/" or Alt+"?").
@@ -20,9 +23,15 @@
 #include "common/platform.h"
 
 #include <SDL.h>
+#include <SDL_syswm.h>
+#include <X11/Xlib.h>
 
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
 
 namespace {
 
@@ -39,6 +48,11 @@ struct SdlWindowState {
     int exit_code = 0;
     bool first_frame_logged = false;
     uint64_t start_ms = 0;
+
+    /* poll(2) loop: the X connection, and an eventfd written by wake-ups from any thread */
+    int x_fd = -1;
+    int wake_fd = -1;
+    bool pump_needed = true; /* a present may have read events into Xlib's queue */
 
     /* keyboard */
     uint8_t latched[SDL_NUM_SCANCODES] = {};
@@ -151,7 +165,50 @@ void handle_event(const SDL_Event& ev) {
     }
 }
 
-void run_loop() {
+void wake_loop() {
+    if (g_win.wake_fd < 0) return;
+    const uint64_t one = 1;
+    ssize_t n = write(g_win.wake_fd, &one, sizeof one);
+    (void)n; /* a full counter already means "wake up" */
+}
+
+void run_tick_if_due(uint64_t& next_tick) {
+    const uint64_t now = clock_ms();
+    if (now < next_tick) return;
+    app_tick();
+    next_tick += APP_TICK_PERIOD_MS;
+    if (next_tick <= now) next_tick = now + APP_TICK_PERIOD_MS; /* fell behind: no burst */
+}
+
+/* X11: sleep in poll(2) until the X connection has input, a wake-up arrives or the tick is due. */
+void run_poll_loop() {
+    uint64_t next_tick = clock_ms() + APP_TICK_PERIOD_MS;
+    g_win.running = true;
+    while (g_win.running) {
+        const uint64_t now = clock_ms();
+        const int wait_ms = g_win.pump_needed ? 0 : (next_tick > now ? static_cast<int>(next_tick - now) : 0);
+        pollfd fds[2] = {{g_win.x_fd, POLLIN, 0}, {g_win.wake_fd, POLLIN, 0}};
+        const int ready = poll(fds, 2, wait_ms);
+        if (ready < 0 && errno == EINTR) g_win.pump_needed = true; /* a signal: SDL turns SIGTERM into quit */
+        if (ready > 0 && (fds[1].revents & POLLIN) != 0) {
+            uint64_t count;
+            ssize_t n = read(g_win.wake_fd, &count, sizeof count);
+            (void)n;
+        }
+        if (g_win.pump_needed || (ready > 0 && (fds[0].revents & POLLIN) != 0)) {
+            g_win.pump_needed = false;
+            SDL_PumpEvents();
+        }
+        SDL_Event ev;
+        while (g_win.running && SDL_PeepEvents(&ev, 1, SDL_GETEVENT, SDL_FIRSTEVENT, SDL_LASTEVENT) > 0)
+            handle_event(ev);
+        if (!g_win.running) break;
+        run_tick_if_due(next_tick);
+    }
+}
+
+/* Any other video driver: SDL's own timed wait. */
+void run_sdl_wait_loop() {
     uint64_t next_tick = clock_ms() + APP_TICK_PERIOD_MS;
     g_win.running = true;
     while (g_win.running) {
@@ -163,13 +220,21 @@ void run_loop() {
             while (g_win.running && SDL_PollEvent(&ev)) handle_event(ev);
         }
         if (!g_win.running) break;
-        const uint64_t after = clock_ms();
-        if (after >= next_tick) {
-            app_tick();
-            next_tick += APP_TICK_PERIOD_MS;
-            if (next_tick <= after) next_tick = after + APP_TICK_PERIOD_MS; /* fell behind: no burst */
-        }
+        run_tick_if_due(next_tick);
     }
+}
+
+void run_loop() {
+    SDL_SysWMinfo info;
+    SDL_VERSION(&info.version);
+    if (SDL_GetWindowWMInfo(g_win.window, &info) == SDL_TRUE && info.subsystem == SDL_SYSWM_X11) {
+        g_win.x_fd = XConnectionNumber(info.info.x11.display);
+        g_win.wake_fd = eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
+    }
+    if (g_win.x_fd >= 0 && g_win.wake_fd >= 0)
+        run_poll_loop();
+    else
+        run_sdl_wait_loop();
 }
 
 } // namespace
@@ -216,6 +281,7 @@ void window_present(int32_t x1, int32_t y1, int32_t x2, int32_t y2) {
         if (SDL_MUSTLOCK(g_win.surface)) SDL_UnlockSurface(g_win.surface);
     }
     SDL_UpdateWindowSurfaceRects(g_win.window, &r, 1);
+    g_win.pump_needed = true; /* the update syncs with the X server and may queue events */
     if (!g_win.first_frame_logged) {
         g_win.first_frame_logged = true;
         dbg_log("[Debug] first frame shown %u ms after start\n", static_cast<unsigned>(clock_ms() - g_win.start_ms));
@@ -254,6 +320,7 @@ void platform_post_serial_rx() {
     ev.user.code = 0;
     ev.user.data1 = reinterpret_cast<void*>(1);
     SDL_PushEvent(&ev);
+    wake_loop();
 }
 
 void platform_post_quit(int code) {
@@ -262,6 +329,7 @@ void platform_post_quit(int code) {
     ev.type = g_win.quit_event != 0 ? g_win.quit_event : static_cast<Uint32>(SDL_QUIT);
     ev.user.code = code;
     SDL_PushEvent(&ev);
+    wake_loop();
 }
 
 /* ---- process entry ---- */
@@ -300,6 +368,8 @@ int window_sdl_main() {
 
     SDL_DestroyWindow(g_win.window);
     g_win.window = nullptr;
+    if (g_win.wake_fd >= 0) close(g_win.wake_fd);
+    g_win.wake_fd = -1;
     SDL_Quit();
     return g_win.exit_code;
 }

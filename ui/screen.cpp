@@ -71,6 +71,18 @@ constexpr uint32_t TYPE_MAX_LENGTH = 20;
 
 bool g_styles_ready = false;
 
+/* Every handle the build sets, so that a new build starts from nothing. */
+lv_obj_t** const g_handles[] = {
+    &ui_page, &ui_top_panel, &ui_bottom_panel, &ui_info_panel, &ui_port_panel, &ui_config_image, &ui_info_title,
+    &ui_type_label, &ui_type_input, &ui_vertime_label, &ui_year_input, &ui_month_input, &ui_day_input,
+    &ui_year_label, &ui_month_label, &ui_day_label, &ui_read_info_button, &ui_read_info_label,
+    &ui_write_info_button, &ui_write_info_label, &ui_port_label, &ui_port_dropdown, &ui_port_button,
+    &ui_port_button_label, &ui_action_buttons[0], &ui_action_buttons[1], &ui_action_buttons[2],
+    &ui_action_buttons[3], &ui_lang_button, &ui_version_label, &ui_param_basic_panel, &ui_param_overload_panel,
+    &ui_param_softstart_panel, &ui_level1_checkbox, &ui_level2_checkbox, &ui_level3_checkbox,
+    &ui_direction_checkbox,
+};
+
 /* Text of the start language: the first of each pair is English. */
 const char* start_text(const char* en, const char* zh) {
     return ui_language_at_start == LANG_AT_START_CHINESE ? zh : en;
@@ -315,6 +327,7 @@ lv_obj_t* ui_make_button(lv_obj_t* parent, const char* text, int32_t x, int32_t 
 bool main_ui_build() {
     /* The platform's interface language is not consulted: the tool always starts in Chinese. */
     ui_language_at_start = ui_language_chinese == 1 ? LANG_AT_START_CHINESE : LANG_AT_START_OTHER;
+    for (lv_obj_t** handle : g_handles) *handle = nullptr;
     ui_styles_init();
 
     if (ui_input_group == nullptr) ui_input_group = lv_group_create();

@@ -36,7 +36,11 @@
 #define LV_FS_STDIO_PATH ""
 #define LV_FS_STDIO_CACHE_SIZE 0
 #define LV_FS_DEFAULT_DRIVER_LETTER 'A'
-#define LV_BIN_DECODER_RAM_LOAD 0
+#define LV_BIN_DECODER_RAM_LOAD 1
+/* Keep the decoded picture in memory: without a cache every redraw (a blinking cursor is
+ * enough) reads the file again. */
+#define LV_CACHE_DEF_SIZE (512 * 1024)
+#define LV_IMAGE_HEADER_CACHE_DEF_CNT 8
 
 #define LV_USE_DEMO_WIDGETS 0
 #define LV_BUILD_EXAMPLES 0

@@ -1,0 +1,100 @@
+"""The real program in a real X server: its window, a click, the About box, the missing picture,
+a clean quit."""
+
+import os
+import shutil
+import sys
+import tempfile
+import time
+
+sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
+from x11_session import (SCREEN_H, SCREEN_W, WINDOW_TITLE, check, parse_args, region_differs, require_tools,
+                         run_tests)
+
+ARGS = None
+
+# Client coordinates of widgets (bottom container at (5, 215), border 3 + padding 2).
+LANG_BUTTON = (5 + 5 + 745 + 75, 215 + 5 + 307 + 30)
+ACTION_COLUMN = (5 + 5 + 745, 215 + 5, 5 + 5 + 745 + 150, 215 + 5 + 4 * 75)
+
+
+def test_window_is_fixed_970_by_660_titled_and_centred(s):
+    s.start_program(ARGS.program)
+    wid = s.wait_window()
+    x, y, w, h = s.geometry(wid)
+    check((w, h) == (970, 660), f"client size {w}x{h}")
+    check((x, y) == ((SCREEN_W - 970) // 2, (SCREEN_H - 660) // 2), f"position {x},{y} is not centred")
+    check(s.run("xdotool", "getwindowname", wid).strip() == WINDOW_TITLE, "title")
+    check(wid in s.run("xdotool", "search", "--class", "QRXSERVOTOOLV106").split(), "X11 class hint")
+    hints = s.run("xprop", "-id", wid, "WM_NORMAL_HINTS")
+    check("minimum size: 970 by 660" in hints and "maximum size: 970 by 660" in hints,
+          f"window can be resized or maximised:\n{hints}")
+    m = s.wait_log(r"first frame shown (\d+) ms after start")
+    print(f"  first frame after {m.group(1)} ms")
+    check("[Success] LVGL v9.4 初始化完成" in s.stderr_text(), "start-up line missing")
+    s.screenshot("main-screen", wid)
+
+
+def test_a_click_on_the_language_button_relabels_the_action_column(s):
+    s.start_program(ARGS.program)
+    wid = s.wait_window()
+    s.wait_log(r"first frame shown")
+    time.sleep(0.3)
+    before = s.screenshot("before-click", wid)
+    s.click(wid, *LANG_BUTTON)
+    time.sleep(0.3)
+    after = s.screenshot("after-click", wid)
+    check(region_differs(before, after, ACTION_COLUMN), "the action column did not change after the click")
+    s.click(wid, *LANG_BUTTON)
+    time.sleep(0.3)
+    back = s.screenshot("after-second-click", wid)
+    check(not region_differs(before, back, ACTION_COLUMN), "the action column did not come back to Chinese")
+
+
+def test_alt_slash_opens_the_about_box_and_escape_closes_it(s):
+    s.start_program(ARGS.program)
+    wid = s.wait_window()
+    s.wait_log(r"first frame shown")
+    s.key(wid, "alt+slash")
+    about = s.wait_window("QRX_SERVO_TOOL_V_1_0_6")
+    s.screenshot("about-box")
+    s.run("xdotool", "windowfocus", "--sync", about, check_rc=False)
+    s.run("xdotool", "key", "--window", about, "Escape")
+    s.wait_no_window("QRX_SERVO_TOOL_V_1_0_6")
+    check(s.program.poll() is None, "the program ended with the About box")
+
+
+def test_missing_picture_shows_the_box_and_quits(s):
+    folder = tempfile.mkdtemp(prefix="servo-nopic-")
+    try:
+        s.start_program(ARGS.program, cwd=folder)
+        box = s.wait_window("^Error$")
+        s.screenshot("missing-picture-box")
+        s.run("xdotool", "windowfocus", "--sync", box, check_rc=False)
+        s.run("xdotool", "key", "--window", box, "Return")
+        rc = s.program.wait(10)
+        check(rc == 0, f"exit code {rc}")
+        check(":res = " in s.stderr_text() and "img_path = QRX_V107_config.bin" in s.stderr_text(),
+              "the debug line of the missing picture")
+    finally:
+        shutil.rmtree(folder, ignore_errors=True)
+
+
+def test_closing_the_window_ends_the_program_cleanly(s):
+    s.start_program(ARGS.program)
+    s.wait_window()
+    s.program.terminate()  # SDL turns the termination request into a quit, as a window close does
+    rc = s.program.wait(10)
+    check(rc == 0, f"exit code {rc}")
+
+
+if __name__ == "__main__":
+    ARGS = parse_args()
+    require_tools()
+    sys.exit(run_tests([
+        test_window_is_fixed_970_by_660_titled_and_centred,
+        test_a_click_on_the_language_button_relabels_the_action_column,
+        test_alt_slash_opens_the_about_box_and_escape_closes_it,
+        test_missing_picture_shows_the_box_and_quits,
+        test_closing_the_window_ends_the_program_cleanly,
+    ], ARGS.artifacts))

@@ -1,0 +1,226 @@
+"""A private X server with the real program in it, driven as a user would (xdotool), with
+screenshots kept as test artefacts. Shared by the end-to-end tests.
+
+Needs Xvfb, xdotool, xprop (x11-utils) and Debian's python3-pil.
+"""
+
+import argparse
+import os
+import re
+import shutil
+import subprocess
+import sys
+import time
+
+from PIL import Image, ImageChops, ImageGrab
+
+SCREEN_W, SCREEN_H = 1280, 1024
+WINDOW_TITLE = "QRX_SERVO_TOOL_V_1_0_7"
+
+
+def parse_args():
+    p = argparse.ArgumentParser()
+    p.add_argument("--program", required=True, help="path of the built servo_tool")
+    p.add_argument("--artifacts", required=True, help="folder for screenshots and logs")
+    return p.parse_args()
+
+
+class Failure(Exception):
+    pass
+
+
+def check(cond, message):
+    if not cond:
+        raise Failure(message)
+
+
+class X11Session:
+    """Xvfb on a free display; the program started from its own folder (where its picture is)."""
+
+    def __init__(self, artifacts, name):
+        self.artifacts = os.path.join(artifacts, name)
+        os.makedirs(self.artifacts, exist_ok=True)
+        self.xvfb = None
+        self.program = None
+        self.display = None
+        self.stderr_path = os.path.join(self.artifacts, "program-stderr.log")
+
+    # ---- X server ----
+    def start_x(self):
+        r, w = os.pipe()
+        self.xvfb = subprocess.Popen(
+            ["Xvfb", "-displayfd", str(w), "-screen", "0", f"{SCREEN_W}x{SCREEN_H}x24", "-nolisten", "tcp"],
+            pass_fds=(w,), stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        os.close(w)
+        number = b""
+        deadline = time.time() + 20
+        while not number.endswith(b"\n") and time.time() < deadline:
+            chunk = os.read(r, 16)
+            if not chunk:
+                break
+            number += chunk
+        os.close(r)
+        check(number.strip(), "Xvfb did not report a display number")
+        self.display = ":" + number.decode().strip()
+        return self
+
+    def env(self):
+        env = dict(os.environ)
+        env["DISPLAY"] = self.display
+        return env
+
+    def run(self, *cmd, check_rc=True, timeout=30):
+        res = subprocess.run(list(cmd), env=self.env(), capture_output=True, text=True, timeout=timeout)
+        if check_rc and res.returncode != 0:
+            raise Failure(f"{' '.join(cmd)} failed: {res.stderr.strip()}")
+        return res.stdout
+
+    # ---- the program ----
+    def start_program(self, program, cwd=None, extra_env=None):
+        env = self.env()
+        if extra_env:
+            env.update(extra_env)
+        self.program_path = os.path.abspath(program)
+        self.program_cwd = cwd or os.path.dirname(self.program_path)
+        self.started_at = time.time()
+        self.program = subprocess.Popen([self.program_path], cwd=self.program_cwd, env=env,
+                                        stdout=subprocess.DEVNULL, stderr=open(self.stderr_path, "wb"))
+        return self
+
+    def stderr_text(self):
+        with open(self.stderr_path, "rb") as f:
+            return f.read().decode("utf-8", "replace")
+
+    def windows(self, name_pattern):
+        """Ids of the windows whose name matches the pattern (xwininfo sees windows that
+        xdotool's search misses, such as SDL's message boxes)."""
+        found = []
+        for line in self.run("xwininfo", "-root", "-tree", check_rc=False).splitlines():
+            m = re.match(r'\s*(0x[0-9a-f]+) "(.*)":', line)
+            if m and re.search(name_pattern, m.group(2)):
+                found.append(str(int(m.group(1), 16)))
+        return found
+
+    def wait_window(self, name=WINDOW_TITLE, timeout=20):
+        deadline = time.time() + timeout
+        while time.time() < deadline:
+            out = self.windows(name)
+            if out:
+                return out[0]
+            if self.program is not None and self.program.poll() is not None:
+                raise Failure(f"program exited with {self.program.returncode}:\n{self.stderr_text()}")
+            time.sleep(0.05)
+        raise Failure(f"no window named {name} within {timeout} s")
+
+    def wait_no_window(self, name, timeout=10):
+        deadline = time.time() + timeout
+        while time.time() < deadline:
+            if not self.windows(name):
+                return
+            time.sleep(0.05)
+        raise Failure(f"window {name} still open after {timeout} s")
+
+    def wait_log(self, pattern, timeout=10):
+        deadline = time.time() + timeout
+        while time.time() < deadline:
+            m = re.search(pattern, self.stderr_text())
+            if m:
+                return m
+            time.sleep(0.05)
+        raise Failure(f"log line /{pattern}/ not seen within {timeout} s")
+
+    def geometry(self, wid):
+        out = self.run("xdotool", "getwindowgeometry", "--shell", wid)
+        vals = dict(line.split("=", 1) for line in out.split() if "=" in line)
+        return int(vals["X"]), int(vals["Y"]), int(vals["WIDTH"]), int(vals["HEIGHT"])
+
+    # ---- input ----
+    def click(self, wid, x, y):
+        """Left click at client coordinates of the window."""
+        self.run("xdotool", "mousemove", "--window", wid, str(x), str(y))
+        time.sleep(0.08)
+        self.run("xdotool", "click", "1")
+        time.sleep(0.25)
+
+    def key(self, wid, *keys):
+        self.run("xdotool", "windowfocus", "--sync", wid, check_rc=False)
+        for k in keys:
+            self.run("xdotool", "key", "--clearmodifiers", k)
+            time.sleep(0.1)
+
+    def type_text(self, wid, text):
+        self.run("xdotool", "windowfocus", "--sync", wid, check_rc=False)
+        self.run("xdotool", "type", "--delay", "80", text)
+        time.sleep(0.2)
+
+    # ---- pictures ----
+    def screenshot(self, name, wid=None):
+        """Grabs the screen (or the window's client area) and keeps it as an artefact."""
+        img = ImageGrab.grab(xdisplay=self.display)
+        if wid is not None:
+            x, y, w, h = self.geometry(wid)
+            img = img.crop((x, y, x + w, y + h))
+        img = img.convert("RGB")
+        img.save(os.path.join(self.artifacts, name + ".png"))
+        return img
+
+    def stop(self):
+        if self.program is not None and self.program.poll() is None:
+            self.program.terminate()
+            try:
+                self.program.wait(5)
+            except subprocess.TimeoutExpired:
+                self.program.kill()
+                self.program.wait()
+        if self.xvfb is not None:
+            self.xvfb.terminate()
+            try:
+                self.xvfb.wait(5)
+            except subprocess.TimeoutExpired:
+                self.xvfb.kill()
+
+
+def region_differs(a, b, box, threshold=8):
+    """True when some pixel of box differs by more than threshold in a channel."""
+    diff = ImageChops.difference(a.crop(box), b.crop(box))
+    return max(hi for lo, hi in diff.getextrema()) > threshold
+
+
+def mean_abs_diff(a, b):
+    """Mean absolute difference per channel value between two pictures of the same size."""
+    diff = ImageChops.difference(a.convert("RGB"), b.convert("RGB"))
+    hist = diff.histogram()
+    total = sum(i * n for i, n in enumerate(hist[:256])) + sum(i * n for i, n in enumerate(hist[256:512])) + \
+        sum(i * n for i, n in enumerate(hist[512:]))
+    return total / (a.size[0] * a.size[1] * 3)
+
+
+def run_tests(tests, artifacts):
+    """Runs each test function with a fresh session; prints a summary; returns the exit code."""
+    failures = 0
+    for test in tests:
+        session = X11Session(artifacts, test.__name__)
+        t0 = time.time()
+        try:
+            session.start_x()
+            test(session)
+            print(f"[ OK ] {test.__name__} ({time.time() - t0:.1f} s)")
+        except Exception as e:  # report every failure kind, keep going
+            failures += 1
+            print(f"[FAIL] {test.__name__}: {e}")
+            try:
+                session.screenshot("failure")
+            except Exception:
+                pass
+            print(session.stderr_text()[-3000:] if os.path.exists(session.stderr_path) else "")
+        finally:
+            session.stop()
+    print(f"{len(tests) - failures}/{len(tests)} passed; artefacts in {artifacts}")
+    return 1 if failures else 0
+
+
+def require_tools():
+    missing = [t for t in ("Xvfb", "xdotool", "xprop", "xwininfo") if shutil.which(t) is None]
+    if missing:
+        print("missing tools: " + ", ".join(missing))
+        sys.exit(1)

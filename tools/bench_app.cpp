@@ -1,0 +1,221 @@
+/**
+ * Figures of the application shell:
+ *  - launch to first frame of the real program (needs an X display: DISPLAY, or Xvfb is started);
+ *  - full-screen render time of the main screen (in process, window-less display);
+ *  - idle CPU of the real program over 10 s, and its resident memory.
+ *
+ * Usage: bench_app [path/to/servo_tool]   (default: ../servo_tool beside this bench's folder)
+ * The program is started from its own folder, where its picture is.
+ */
+#include "common/platform.h"
+#include "ui/screen.h"
+
+#include "lvgl.h"
+
+#include <algorithm>
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <poll.h>
+#include <string>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <vector>
+
+/* The in-process screen needs these platform calls; nothing here shows boxes. */
+void platform_message_box(const char* text, const char* caption, MsgBoxIcon) {
+    fprintf(stderr, "message box: %s / %s\n", caption, text);
+}
+void platform_post_serial_rx() {}
+void platform_post_quit(int) {}
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+double ms_since(Clock::time_point t0) { return std::chrono::duration<double, std::milli>(Clock::now() - t0).count(); }
+
+std::string dir_of(const std::string& path) {
+    const size_t slash = path.find_last_of('/');
+    return slash == std::string::npos ? "." : path.substr(0, slash);
+}
+
+/* ---------- in-process render ---------- */
+
+std::vector<uint8_t> g_frame;
+uint32_t g_now = 0;
+
+void render_bench() {
+    lv_init();
+    lv_tick_set_cb([] { return g_now; });
+    lv_display_t* disp = lv_display_create(UI_SCREEN_WIDTH, UI_SCREEN_HEIGHT);
+    lv_display_set_color_format(disp, LV_COLOR_FORMAT_XRGB8888);
+    g_frame.assign(static_cast<size_t>(UI_SCREEN_WIDTH) * UI_SCREEN_HEIGHT * 4, 0);
+    lv_display_set_flush_cb(disp, [](lv_display_t* d, const lv_area_t*, uint8_t*) { lv_display_flush_ready(d); });
+    lv_display_set_buffers(disp, g_frame.data(), nullptr, static_cast<uint32_t>(g_frame.size()),
+                           LV_DISPLAY_RENDER_MODE_FULL);
+
+    const auto t_build = Clock::now();
+    if (!main_ui_build()) {
+        printf("render: the picture file is missing in the working directory; skipped\n");
+        return;
+    }
+    const double build_ms = ms_since(t_build);
+
+    std::vector<double> samples;
+    for (int i = 0; i < 30; ++i) {
+        lv_obj_invalidate(lv_screen_active());
+        const auto t0 = Clock::now();
+        lv_refr_now(disp);
+        samples.push_back(ms_since(t0));
+    }
+    std::sort(samples.begin(), samples.end());
+    printf("screen build (main_ui_build):      %8.2f ms\n", build_ms);
+    printf("full-screen render, median of 30:  %8.2f ms (min %.2f, max %.2f)\n", samples[samples.size() / 2],
+           samples.front(), samples.back());
+}
+
+/* ---------- the real program ---------- */
+
+pid_t g_xvfb = -1;
+
+bool ensure_display() {
+    if (getenv("DISPLAY") != nullptr) return true;
+    int fds[2];
+    if (pipe(fds) != 0) return false;
+    g_xvfb = fork();
+    if (g_xvfb == 0) {
+        close(fds[0]);
+        const std::string fd = std::to_string(fds[1]);
+        int devnull = open("/dev/null", O_WRONLY);
+        dup2(devnull, 1);
+        dup2(devnull, 2);
+        execlp("Xvfb", "Xvfb", "-displayfd", fd.c_str(), "-screen", "0", "1280x1024x24", "-nolisten", "tcp",
+               static_cast<char*>(nullptr));
+        _exit(127);
+    }
+    close(fds[1]);
+    char num[16] = {};
+    ssize_t n = read(fds[0], num, sizeof num - 1);
+    close(fds[0]);
+    if (n <= 0) return false;
+    std::string display = ":" + std::string(num, strcspn(num, "\n"));
+    setenv("DISPLAY", display.c_str(), 1);
+    printf("started Xvfb on %s\n", display.c_str());
+    return true;
+}
+
+bool read_cpu_ticks(pid_t pid, unsigned long long* ticks) {
+    char path[64];
+    snprintf(path, sizeof path, "/proc/%d/stat", pid);
+    FILE* f = fopen(path, "r");
+    if (f == nullptr) return false;
+    char buf[2048];
+    const size_t n = fread(buf, 1, sizeof buf - 1, f);
+    fclose(f);
+    buf[n] = '\0';
+    const char* p = strrchr(buf, ')'); /* the command name may hold blanks */
+    if (p == nullptr) return false;
+    unsigned long long utime = 0, stime = 0;
+    /* fields after ")": state(3) ... utime(14) stime(15) */
+    if (sscanf(p + 2, "%*c %*d %*d %*d %*d %*d %*u %*u %*u %*u %*u %llu %llu", &utime, &stime) != 2) return false;
+    *ticks = utime + stime;
+    return true;
+}
+
+long status_kb(pid_t pid, const char* key) {
+    char path[64];
+    snprintf(path, sizeof path, "/proc/%d/status", pid);
+    FILE* f = fopen(path, "r");
+    if (f == nullptr) return -1;
+    char line[256];
+    long value = -1;
+    while (fgets(line, sizeof line, f) != nullptr)
+        if (strncmp(line, key, strlen(key)) == 0) value = strtol(line + strlen(key), nullptr, 10);
+    fclose(f);
+    return value;
+}
+
+void program_bench(const std::string& program) {
+    if (access(program.c_str(), X_OK) != 0) {
+        printf("program %s not found; launch, idle CPU and memory skipped\n", program.c_str());
+        return;
+    }
+    if (!ensure_display()) {
+        printf("no X display and Xvfb could not be started; skipped\n");
+        return;
+    }
+    int err[2];
+    if (pipe(err) != 0) return;
+    const auto t_launch = Clock::now();
+    const pid_t pid = fork();
+    if (pid == 0) {
+        dup2(err[1], 2);
+        close(err[0]);
+        if (chdir(dir_of(program).c_str()) != 0) _exit(126);
+        execl(program.c_str(), program.c_str(), static_cast<char*>(nullptr));
+        _exit(127);
+    }
+    close(err[1]);
+
+    /* Read the program's log until its first frame is shown. */
+    std::string log;
+    double first_frame_ms = -1;
+    while (first_frame_ms < 0 && ms_since(t_launch) < 10000) {
+        pollfd pfd = {err[0], POLLIN, 0};
+        if (poll(&pfd, 1, 100) > 0) {
+            char buf[4096];
+            const ssize_t n = read(err[0], buf, sizeof buf);
+            if (n <= 0) break;
+            log.append(buf, static_cast<size_t>(n));
+            if (log.find("first frame shown") != std::string::npos) first_frame_ms = ms_since(t_launch);
+        }
+    }
+    const int flags = fcntl(err[0], F_GETFL);
+    fcntl(err[0], F_SETFL, flags | O_NONBLOCK);
+    if (first_frame_ms < 0) {
+        printf("the program showed no frame within 10 s; its log:\n%s\n", log.c_str());
+    } else {
+        const size_t at = log.find("first frame shown");
+        printf("launch to first frame:             %8.1f ms (program's own count: %s)\n", first_frame_ms,
+               log.substr(at + 18, log.find('\n', at) - at - 18).c_str());
+
+        usleep(1000 * 1000); /* let start-up settle */
+        unsigned long long t0 = 0, t1 = 0;
+        read_cpu_ticks(pid, &t0);
+        const auto w0 = Clock::now();
+        for (int i = 0; i < 100; ++i) { /* keep draining its log so it never blocks on stderr */
+            usleep(100 * 1000);
+            char sink[4096];
+            while (read(err[0], sink, sizeof sink) > 0) {
+            }
+        }
+        read_cpu_ticks(pid, &t1);
+        const double wall_s = ms_since(w0) / 1000.0;
+        const double cpu_s = static_cast<double>(t1 - t0) / static_cast<double>(sysconf(_SC_CLK_TCK));
+        printf("idle CPU over %.1f s:               %8.2f %% of one core\n", wall_s, 100.0 * cpu_s / wall_s);
+        printf("resident memory (VmRSS / VmHWM):   %8ld / %ld kB\n", status_kb(pid, "VmRSS:"),
+               status_kb(pid, "VmHWM:"));
+    }
+    kill(pid, SIGTERM);
+    waitpid(pid, nullptr, 0);
+    close(err[0]);
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    std::string self = argv[0];
+    const std::string program = argc > 1 ? argv[1] : dir_of(dir_of(self)) + "/servo_tool";
+    if (chdir(dir_of(program).c_str()) != 0) perror("chdir");
+    render_bench();
+    program_bench(program);
+    if (g_xvfb > 0) {
+        kill(g_xvfb, SIGTERM);
+        waitpid(g_xvfb, nullptr, 0);
+    }
+    return 0;
+}
