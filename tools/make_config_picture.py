@@ -111,7 +111,8 @@ def to_lvgl_bin(img):
 
 def check(path):
     """Re-reads a written file: header fields and data length."""
-    data = open(path, "rb").read()
+    with open(path, "rb") as f:
+        data = f.read()
     magic, cf, flags, w, h, stride, reserved = HEADER.unpack_from(data)
     print(f"{path}: magic 0x{magic:02X} cf 0x{cf:02X} flags {flags} {w}x{h} "
           f"stride {stride}, {len(data)} bytes")

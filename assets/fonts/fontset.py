@@ -2,6 +2,7 @@
 """Helper of generate_fonts.sh: character set, typeface extraction, metric
 patch and a check of the generated LVGL font sources.
 
+  fontset.py fonts                    name, pixel size, line height, base line
   fontset.py ranges CHARSET           six lv_font_conv range arguments, one a line
   fontset.py split TTC OTF            extract Noto Sans CJK SC from the collection
   fontset.py patch FONT.c LH BL       set line_height / base_line
@@ -9,6 +10,18 @@ patch and a check of the generated LVGL font sources.
 """
 import re
 import sys
+
+# name: (pixel size, line height, base line).  The line heights and base
+# lines are fixed by the program's layout.  The sizes are the largest at which
+# ideographs and Latin descenders (g j p q y) stay inside that line box, as
+# LVGL clips a label's last line at its bottom; font_theme is one smaller,
+# for more air between lines.
+FONTS = {
+    "font_theme": (14, 17, 3),
+    "font_button": (15, 19, 3),
+    "font_aux": (15, 20, 3),
+    "font_text": (17, 21, 4),
+}
 
 # Deliberately left out of the fonts: the program shows these characters as
 # blanks, and the set is kept that way.
@@ -133,8 +146,11 @@ def cmd_check(charset, paths):
         glyphs = len(re.findall(r"\{\.bitmap_index = ", text))
         if glyphs != TOTAL + 1:  # glyph 0 is LVGL's reserved empty glyph
             errors.append(f"{glyphs} glyph descriptors, expected {TOTAL + 1}")
-        lh = re.search(r"\.line_height = (\d+)", text).group(1)
-        bl = re.search(r"\.base_line = (\d+)", text).group(1)
+        name = re.search(r"const lv_font_t (\w+) = \{", text).group(1)
+        lh = int(re.search(r"\.line_height = (\d+)", text).group(1))
+        bl = int(re.search(r"\.base_line = (\d+)", text).group(1))
+        if name not in FONTS or FONTS[name][1:] != (lh, bl):
+            errors.append(f"{name}: unexpected name or metrics")
         layout = " ".join(f"U+{s:04X}:{len(c)}" for s, c, _ in cmaps)
         print(f"{path}: line_height {lh}, base_line {bl}, {len(allcps)} chars, cmaps {layout}")
         for e in errors:
@@ -145,7 +161,10 @@ def cmd_check(charset, paths):
 
 if __name__ == "__main__":
     cmd, args = sys.argv[1], sys.argv[2:]
-    if cmd == "ranges":
+    if cmd == "fonts":
+        for name, (size, lh, bl) in FONTS.items():
+            print(name, size, lh, bl)
+    elif cmd == "ranges":
         cmd_ranges(*args)
     elif cmd == "split":
         cmd_split(*args)

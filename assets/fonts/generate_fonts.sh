@@ -28,9 +28,7 @@ otf="$build/NotoSansCJKsc-Regular.otf"
 ranges=()
 while IFS= read -r r; do ranges+=(-r "$r"); done < <("$py" "$here/fontset.py" ranges "$here/charset.txt")
 
-# name, pixel size, line height, base line.  The sizes are the largest at
-# which ideographs and Latin descenders stay inside the fixed line box
-# (font_theme one smaller, for more air between lines).
+# One conversion per font; sizes and fixed metrics come from fontset.py.
 while read -r name size line_height base_line; do
     out="$here/$name.c"
     # Run inside the build dir with relative paths: the command line is
@@ -38,15 +36,10 @@ while read -r name size line_height base_line; do
     (cd "$build" && node "$here/lv_font_conv_fixed_cmaps.js" "$conv" \
         --font "$(basename "$otf")" "${ranges[@]}" --size "$size" --bpp 4 \
         --no-compress --no-kerning --format lvgl \
-        --lv-include lvgl.h --lv-font-name "$name" -o "$name.c")
+        --lv-include lvgl.h --lv-font-name "$name" -o "$name.c" </dev/null)
     mv "$build/$name.c" "$out"
     # lv_font_conv writes the typeface's own metrics; the program needs fixed ones.
     "$py" "$here/fontset.py" patch "$out" "$line_height" "$base_line"
-done <<'EOF'
-font_theme  14 17 3
-font_button 15 19 3
-font_aux    15 20 3
-font_text   17 21 4
-EOF
+done < <("$py" "$here/fontset.py" fonts)
 
 "$py" "$here/fontset.py" check "$here/charset.txt" "$here"/font_{theme,button,aux,text}.c
