@@ -1,0 +1,113 @@
+#!/usr/bin/python3
+"""Checks the committed fonts and picture (no node or LVGL needed).
+
+  python3 tests/test_assets.py
+"""
+import os
+import re
+import subprocess
+import sys
+import tempfile
+import unittest
+
+ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
+FONTS = os.path.join(ROOT, "assets", "fonts")
+sys.path.insert(0, FONTS)
+sys.path.insert(0, os.path.join(ROOT, "tools"))
+import fontset  # noqa: E402
+import make_config_picture as picture  # noqa: E402
+
+METRICS = {"font_theme": (17, 3), "font_button": (19, 3),
+           "font_aux": (20, 3), "font_text": (21, 4)}
+CHARSET = os.path.join(FONTS, "charset.txt")
+
+# A sample of the program's texts; the seven left-out characters occur in
+# some of them on purpose.
+PROGRAM_TEXTS = [
+    "舵机信息", "舵机型号:", "舵机版本时间:", "年", "月", "日", "读取信息", "写入信息",
+    "串  口", "打开端口", "关闭端口", "读取参数", "写入参数", "从PC导入参数", "保存参数到PC",
+    "中/EN", "一级堵转", "二级堵转", "三级堵转", "反转", "提示", "错误",
+    "读取参数成功!", "舵机信息读取超时!", "日期已自动调整为当月最后一天",
+    "必须保存为TXT文件!", "月份和日期必须是两位数格式!",
+]
+
+
+def font_path(name):
+    return os.path.join(FONTS, name + ".c")
+
+
+def read(path, mode="r"):
+    with open(path, mode, **({} if "b" in mode else {"encoding": "utf-8"})) as f:
+        return f.read()
+
+
+def run_check(*paths):
+    return subprocess.run([sys.executable, os.path.join(FONTS, "fontset.py"), "check",
+                           CHARSET, *paths], capture_output=True, text=True)
+
+
+class FontTests(unittest.TestCase):
+    def test_committed_fonts_pass_the_layout_check(self):
+        result = run_check(*map(font_path, METRICS))
+        self.assertEqual(result.returncode, 0, result.stdout + result.stderr)
+
+    def test_metrics_and_names(self):
+        for name, (lh, bl) in METRICS.items():
+            text = read(font_path(name))
+            self.assertIn(f"const lv_font_t {name} = {{", text)
+            self.assertIn(f".line_height = {lh},", text)
+            self.assertIn(f".base_line = {bl},", text)
+            self.assertIn(".bpp = 4,", text)
+            self.assertIn(".bitmap_format = 0,", text)  # uncompressed
+            self.assertIn(".kern_dsc = NULL,", text)
+
+    def test_all_fonts_share_one_character_set(self):
+        sets = [[cps for _, cps, _ in fontset.parse_cmaps(read(font_path(n)))]
+                for n in METRICS]
+        self.assertTrue(all(s == sets[0] for s in sets))
+
+    def test_program_texts_covered_except_the_seven(self):
+        text = read(font_path("font_text"))
+        chars = {c for _, cps, _ in fontset.parse_cmaps(text) for c in cps}
+        for s in PROGRAM_TEXTS:
+            missing = [c for c in s if ord(c) not in chars and c not in fontset.ABSENT]
+            self.assertEqual(missing, [], s)
+        self.assertFalse({ord(c) for c in fontset.ABSENT} & chars)
+
+    def test_check_rejects_a_damaged_font(self):
+        text = read(font_path("font_theme"))
+        # 一 (U+4E00) swapped for the left-out 天 (U+5929) in the big sparse
+        # list (entries are offsets from U+301D), and a wrong line height.
+        damaged = [
+            text.replace("0x1de3,", "0x290c,", 1),
+            re.sub(r"\.line_height = \d+", ".line_height = 18", text, 1),
+        ]
+        for body in damaged:
+            with tempfile.NamedTemporaryFile("w", suffix=".c", delete=False) as f:
+                f.write(body)
+            try:
+                self.assertNotEqual(run_check(f.name).returncode, 0)
+            finally:
+                os.unlink(f.name)
+
+
+class PictureTests(unittest.TestCase):
+    path = os.path.join(ROOT, "assets", "QRX_V107_config.bin")
+
+    def test_header_and_size(self):
+        self.assertTrue(picture.check(self.path))
+        head = read(self.path, "rb")[:12]
+        # Byte layout of lv_image_header_t on a little-endian machine.
+        self.assertEqual(head, bytes([0x19, 0x11, 0, 0, 250, 0, 200, 0, 0xE8, 0x03, 0, 0]))
+
+    def test_black_panel_with_drawing(self):
+        data = read(self.path, "rb")[12:]
+        pixels = [data[i:i + 3] for i in range(0, len(data), 4)]  # B, G, R
+        self.assertEqual(pixels[0], b"\0\0\0")  # corner matches the black panel
+        self.assertEqual(set(data[3::4]), {0xFF})
+        lit = sum(1 for p in pixels if max(p) > 128)
+        self.assertGreater(lit, 1000)  # something is drawn, not a blank frame
+
+
+if __name__ == "__main__":
+    unittest.main()
