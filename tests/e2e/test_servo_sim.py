@@ -356,6 +356,35 @@ class LinkAndLog(unittest.TestCase):
                 self.assertEqual(sim.stop(), 0)
             self.assertFalse(os.path.lexists(link))
 
+    def test_serves_on_a_given_serial_device(self):
+        # A pty slave stands in for the adapter; we talk from its master side.
+        master, slave = os.openpty()
+        try:
+            tty.setraw(master)
+            proc = subprocess.Popen([SIM, "--device", os.ttyname(slave), "--family", "register"],
+                                    stdout=subprocess.PIPE)
+            try:
+                self.assertEqual(proc.stdout.readline().decode().strip(), os.ttyname(slave))
+                attrs = termios.tcgetattr(slave)
+                self.assertEqual(attrs[4:6], [termios.B115200, termios.B115200])
+                self.assertTrue(attrs[2] & termios.CSTOPB)
+                request, reply = REG_READS[0]
+                os.write(master, request)
+                got = b""
+                while len(got) < len(request) + len(reply):
+                    ready, _, _ = select.select([master], [], [], 1.0)
+                    if not ready:
+                        break
+                    got += os.read(master, 64)
+                self.assertEqual(got, request + reply)
+            finally:
+                proc.terminate()
+                self.assertEqual(proc.wait(5), 0)
+                proc.stdout.close()
+        finally:
+            os.close(master)
+            os.close(slave)
+
     def test_interrupt_ends_it_cleanly(self):
         with Sim("sigint") as sim:
             sim.close()
