@@ -17,6 +17,7 @@
 
 #include "app/app.h"
 #include "app/keypad.h"
+#include "app/pointer_input.h"
 #include "app/window.h"
 #include "common/clock.h"
 #include "common/debug_log.h"
@@ -34,8 +35,6 @@
 #include <unistd.h>
 
 namespace {
-
-constexpr int POINTER_QUEUE_SIZE = 64;
 
 struct SdlWindowState {
     SDL_Window* window = nullptr;
@@ -57,11 +56,7 @@ struct SdlWindowState {
     /* keyboard */
     uint8_t latched[SDL_NUM_SCANCODES] = {};
 
-    /* pointer */
-    int32_t x = 0, y = 0;
-    bool pressed = false;
-    bool queue[POINTER_QUEUE_SIZE] = {};
-    int q_head = 0, q_count = 0;
+    PointerInput pointer;
 };
 
 SdlWindowState g_win;
@@ -109,12 +104,6 @@ bool kb_key_down(int vk) {
 
 const KeyboardPort g_keyboard_port = {kb_window_known, kb_has_focus, kb_key_down, kb_caps_lock_on, kb_shift_down};
 
-void pointer_queue_push(bool pressed) {
-    if (g_win.q_count == POINTER_QUEUE_SIZE) return; /* a flood of clicks: keep the oldest */
-    g_win.queue[(g_win.q_head + g_win.q_count) % POINTER_QUEUE_SIZE] = pressed;
-    ++g_win.q_count;
-}
-
 void show_about_box() {
     const SDL_MessageBoxButtonData ok = {SDL_MESSAGEBOX_BUTTON_RETURNKEY_DEFAULT | SDL_MESSAGEBOX_BUTTON_ESCAPEKEY_DEFAULT,
                                          1, "确定"};
@@ -140,15 +129,11 @@ void handle_event(const SDL_Event& ev) {
     }
     switch (ev.type) {
     case SDL_MOUSEMOTION:
-        g_win.x = ev.motion.x;
-        g_win.y = ev.motion.y;
+        pointer_input_move(g_win.pointer, ev.motion.x, ev.motion.y);
         break;
     case SDL_MOUSEBUTTONDOWN:
     case SDL_MOUSEBUTTONUP:
-        if (ev.button.button == SDL_BUTTON_LEFT) {
-            g_win.pressed = ev.type == SDL_MOUSEBUTTONDOWN;
-            pointer_queue_push(g_win.pressed);
-        }
+        if (ev.button.button == SDL_BUTTON_LEFT) pointer_input_button(g_win.pointer, ev.type == SDL_MOUSEBUTTONDOWN);
         break;
     case SDL_KEYDOWN:
         if ((ev.key.keysym.mod & KMOD_ALT) != 0 && ev.key.keysym.sym == SDLK_SLASH) {
@@ -290,17 +275,7 @@ void window_present(int32_t x1, int32_t y1, int32_t x2, int32_t y2) {
 
 const KeyboardPort& window_keyboard() { return g_keyboard_port; }
 
-void window_pointer(int32_t* x, int32_t* y, bool* pressed) {
-    *x = g_win.x;
-    *y = g_win.y;
-    if (g_win.q_count > 0) {
-        *pressed = g_win.queue[g_win.q_head];
-        g_win.q_head = (g_win.q_head + 1) % POINTER_QUEUE_SIZE;
-        --g_win.q_count;
-    } else {
-        *pressed = g_win.pressed;
-    }
-}
+void window_pointer(int32_t* x, int32_t* y, bool* pressed) { pointer_input_poll(g_win.pointer, x, y, pressed); }
 
 /* ---- platform.h ---- */
 
