@@ -73,7 +73,8 @@ void add_filters(GtkFileChooser* chooser) {
 
 /* Lets GTK finish unmapping the dialog, then drops input the main window got meanwhile. */
 void settle_after_dialog() {
-    while (gtk_events_pending()) gtk_main_iteration_do(FALSE);
+    while (gtk_events_pending())
+        gtk_main_iteration_do(FALSE);
     SDL_PumpEvents();
     SDL_FlushEvents(SDL_KEYDOWN, SDL_MOUSEWHEEL);
 }
@@ -84,7 +85,8 @@ std::string run_chooser(GtkFileChooserAction action, const char* title, const ch
     GtkFileChooser* chooser = GTK_FILE_CHOOSER(native);
     add_filters(chooser);
     gtk_file_chooser_set_local_only(chooser, TRUE);
-    if (action == GTK_FILE_CHOOSER_ACTION_SAVE) gtk_file_chooser_set_do_overwrite_confirmation(chooser, overwrite_prompt);
+    if (action == GTK_FILE_CHOOSER_ACTION_SAVE)
+        gtk_file_chooser_set_do_overwrite_confirmation(chooser, overwrite_prompt);
 
     const guint pump = g_timeout_add(PUMP_PERIOD_MS, pump_main_window, nullptr);
     const gint response = gtk_native_dialog_run(GTK_NATIVE_DIALOG(native));
@@ -106,10 +108,9 @@ bool confirm_overwrite(const std::string& path) {
     const char* base = strrchr(path.c_str(), '/');
     base = base != nullptr ? base + 1 : path.c_str();
     gchar* shown = g_filename_display_name(base);
-    GtkWidget* ask = gtk_message_dialog_new(nullptr, GTK_DIALOG_MODAL, GTK_MESSAGE_QUESTION, GTK_BUTTONS_YES_NO,
-                                            lang_text("%s already exists.\nDo you want to replace it?",
-                                                      "%s 已存在。\n要替换它吗？"),
-                                            shown);
+    GtkWidget* ask = gtk_message_dialog_new(
+        nullptr, GTK_DIALOG_MODAL, GTK_MESSAGE_QUESTION, GTK_BUTTONS_YES_NO,
+        lang_text("%s already exists.\nDo you want to replace it?", "%s 已存在。\n要替换它吗？"), shown);
     g_free(shown);
     const guint pump = g_timeout_add(PUMP_PERIOD_MS, pump_main_window, nullptr);
     const gint response = gtk_dialog_run(GTK_DIALOG(ask));

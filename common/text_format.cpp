@@ -39,7 +39,8 @@ size_t utf8_sequence(const unsigned char* p) {
 /* Drops an incomplete character at the end of buf. */
 size_t trim_partial(char* buf, size_t len) {
     size_t start = len;
-    while (start > 0 && (static_cast<unsigned char>(buf[start - 1]) & 0xC0) == 0x80 && len - start < 3) --start;
+    while (start > 0 && (static_cast<unsigned char>(buf[start - 1]) & 0xC0) == 0x80 && len - start < 3)
+        --start;
     if (start > 0 && static_cast<unsigned char>(buf[start - 1]) >= 0xC0) {
         --start;
         if (utf8_sequence(reinterpret_cast<const unsigned char*>(buf + start)) != len - start) len = start;

@@ -8,12 +8,14 @@ namespace {
 constexpr int ENTRY_TEXT_SIZE = 32; /* the longest entry holds 5 characters */
 
 constexpr int ENTRY_ROWS[PANEL_ENTRY_COUNT] = {
-    PARAM_MIN_ANGLE,  PARAM_MAX_ANGLE,    PARAM_MID_ANGLE,   PARAM_PULSE_MIN,    PARAM_PULSE_MAX,   PARAM_DEADBAND1,
-    PARAM_GAIN,       PARAM_BRAKE,        PARAM_POWER_MAX,   PARAM_STALL_TIME1,  PARAM_STALL_FORCE1, PARAM_STALL_TIME2,
+    PARAM_MIN_ANGLE,    PARAM_MAX_ANGLE,   PARAM_MID_ANGLE,    PARAM_PULSE_MIN,   PARAM_PULSE_MAX,    PARAM_DEADBAND1,
+    PARAM_GAIN,         PARAM_BRAKE,       PARAM_POWER_MAX,    PARAM_STALL_TIME1, PARAM_STALL_FORCE1, PARAM_STALL_TIME2,
     PARAM_STALL_FORCE2, PARAM_STALL_TIME3, PARAM_STALL_FORCE3, PARAM_SLOW_START,
 };
 
-bool is_blank(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\v' || c == '\f'; }
+bool is_blank(char c) {
+    return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\v' || c == '\f';
+}
 } // namespace
 
 int panel_entry_row(PanelEntry entry) {
@@ -25,7 +27,8 @@ int32_t params_parse_int(const char* text, const char** end) {
     if (end != nullptr) *end = text;
     if (text == nullptr) return 0;
     const char* p = text;
-    while (is_blank(*p)) ++p;
+    while (is_blank(*p))
+        ++p;
     bool negative = false;
     if (*p == '+' || *p == '-') {
         negative = *p == '-';

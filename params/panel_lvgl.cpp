@@ -33,9 +33,9 @@ enum class CheckKind { Range, Pulse };
 
 /* Everything the panel knows about one entry. */
 struct FieldSpec {
-    const char* caption_zh;         /* at build (Chinese) */
-    const char* caption_en;         /* at build (English) */
-    const char* relabel_zh;         /* after a language switch */
+    const char* caption_zh; /* at build (Chinese) */
+    const char* caption_en; /* at build (English) */
+    const char* relabel_zh; /* after a language switch */
     const char* relabel_en;
     const char* hint;
     uint32_t max_chars;
@@ -79,14 +79,20 @@ struct PanelWidgets {
 };
 PanelWidgets g_panel;
 
-bool start_in_chinese() { return ui_language_at_start == LANG_AT_START_CHINESE; }
+bool start_in_chinese() {
+    return ui_language_at_start == LANG_AT_START_CHINESE;
+}
 
 lv_obj_t* level_box(int level) {
     switch (level) {
-    case 1: return ui_level1_checkbox;
-    case 2: return ui_level2_checkbox;
-    case 3: return ui_level3_checkbox;
-    default: return nullptr;
+    case 1:
+        return ui_level1_checkbox;
+    case 2:
+        return ui_level2_checkbox;
+    case 3:
+        return ui_level3_checkbox;
+    default:
+        return nullptr;
     }
 }
 
@@ -162,10 +168,9 @@ void make_field(lv_obj_t* parent, int i, const char* tag, int32_t entry_w, int32
     lv_obj_set_size(ta, entry_w, entry_h);
     lv_obj_align_to(ta, g_panel.captions[i], LV_ALIGN_OUT_RIGHT_MID, gap, 0);
     if (ui_input_group != nullptr) lv_group_add_obj(ui_input_group, ta);
-    lv_obj_add_event_cb(ta,
-                        spec.check == CheckKind::Pulse ? param_field_pulse_check_event_cb
-                                                       : param_field_range_check_event_cb,
-                        LV_EVENT_VALUE_CHANGED, nullptr);
+    lv_obj_add_event_cb(
+        ta, spec.check == CheckKind::Pulse ? param_field_pulse_check_event_cb : param_field_range_check_event_cb,
+        LV_EVENT_VALUE_CHANGED, nullptr);
 
     lv_obj_t* hint = lv_label_create(parent);
     lv_label_set_recolor(hint, true);
@@ -177,7 +182,9 @@ void make_field(lv_obj_t* parent, int i, const char* tag, int32_t entry_w, int32
     map_add(ta, row, tag);
 }
 
-const char* build_caption(int i) { return start_in_chinese() ? FIELDS[i].caption_zh : FIELDS[i].caption_en; }
+const char* build_caption(int i) {
+    return start_in_chinese() ? FIELDS[i].caption_zh : FIELDS[i].caption_en;
+}
 
 void build_basic(lv_obj_t* parent) {
     map_drop_tag(TAG_BASIC);
@@ -253,7 +260,9 @@ int32_t default_shown(int32_t row) {
     return stall_time ? defaultValues[row] * 100 : defaultValues[row];
 }
 
-int32_t working_value(int32_t row) { return parameterValues[row]; }
+int32_t working_value(int32_t row) {
+    return parameterValues[row];
+}
 
 } // namespace
 
@@ -317,9 +326,13 @@ void relabel_overload_boxes() {
         if (b.box != nullptr) lv_checkbox_set_text(b.box, lang_by_flag(b.en, b.zh));
 }
 
-void param_field_range_check_event_cb(lv_event_t* e) { check_field(e, false, default_shown); }
+void param_field_range_check_event_cb(lv_event_t* e) {
+    check_field(e, false, default_shown);
+}
 
-void param_field_pulse_check_event_cb(lv_event_t* e) { check_field(e, true, working_value); }
+void param_field_pulse_check_event_cb(lv_event_t* e) {
+    check_field(e, true, working_value);
+}
 
 const ParamWidgetMapEntry* param_widget_map_find(const lv_obj_t* obj) {
     if (obj == nullptr) return nullptr;
@@ -328,7 +341,9 @@ const ParamWidgetMapEntry* param_widget_map_find(const lv_obj_t* obj) {
     return nullptr;
 }
 
-int param_widget_map_count() { return g_panel.map_count; }
+int param_widget_map_count() {
+    return g_panel.map_count;
+}
 
 bool param_field_range(const lv_obj_t* obj, int32_t* min, int32_t* max) {
     if (obj == nullptr) return false;
@@ -341,7 +356,9 @@ bool param_field_range(const lv_obj_t* obj, int32_t* min, int32_t* max) {
     return false;
 }
 
-lv_obj_t* panel_entry_widget(PanelEntry entry) { return entry_obj(entry); }
+lv_obj_t* panel_entry_widget(PanelEntry entry) {
+    return entry_obj(entry);
+}
 
 lv_obj_t* panel_caption_widget(PanelEntry entry) {
     const int i = static_cast<int>(entry);
@@ -374,7 +391,9 @@ int panel_get_text(PanelEntry entry, char* out, size_t cap) {
     return static_cast<int>(n);
 }
 
-void panel_set_checked(PanelCheck check, bool checked) { set_state(check_box(check), LV_STATE_CHECKED, checked); }
+void panel_set_checked(PanelCheck check, bool checked) {
+    set_state(check_box(check), LV_STATE_CHECKED, checked);
+}
 
 bool panel_get_checked(PanelCheck check) {
     lv_obj_t* box = check_box(check);
@@ -385,7 +404,9 @@ void panel_set_check_enabled(PanelCheck check, bool enabled) {
     set_state(check_box(check), LV_STATE_DISABLED, !enabled);
 }
 
-void panel_show_level(int level, bool shown) { show_level(level, shown); }
+void panel_show_level(int level, bool shown) {
+    show_level(level, shown);
+}
 
 void panel_redraw() {
     lv_obj_t* screen = lv_screen_active();

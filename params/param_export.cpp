@@ -14,7 +14,9 @@ namespace {
 constexpr size_t MESSAGE_SIZE = 1024;
 
 /* The path as it may appear in a message: valid UTF-8 only. */
-void display_path(char (&out)[MESSAGE_SIZE], const char* path) { text_sanitize_utf8(out, sizeof out, path); }
+void display_path(char (&out)[MESSAGE_SIZE], const char* path) {
+    text_sanitize_utf8(out, sizeof out, path);
+}
 
 /* Closes f; false when anything written could not reach the file. */
 bool finish_file(FILE* f, bool written) {
@@ -49,8 +51,8 @@ int params_export_configbuffer_path(const char* path, const uint8_t* frame_from_
     char shown[MESSAGE_SIZE];
     display_path(shown, path);
     char msg[MESSAGE_SIZE];
-    text_format(msg, sizeof msg, lang_text("Save Parameter successfully!\nFile Path: %s", "保存参数成功!\n文件路径: %s"),
-                shown);
+    text_format(msg, sizeof msg,
+                lang_text("Save Parameter successfully!\nFile Path: %s", "保存参数成功!\n文件路径: %s"), shown);
     show_prompt(msg);
     return PARAM_FILE_OK;
 }

@@ -13,8 +13,22 @@
 #include <cstdint>
 
 /* Keys of the register family's file, in file order (also the order of the save record). */
-enum JvnKey : int { JVN_KP, JVN_KD, JVN_LP, JVN_MP, JVN_OD, JVN_OT, JVN_MD, JVN_DZ, JVN_LA, JVN_MA, JVN_CA, JVN_LD,
-                    JVN_RS, JVN_LS };
+enum JvnKey : int {
+    JVN_KP,
+    JVN_KD,
+    JVN_LP,
+    JVN_MP,
+    JVN_OD,
+    JVN_OT,
+    JVN_MD,
+    JVN_DZ,
+    JVN_LA,
+    JVN_MA,
+    JVN_CA,
+    JVN_LD,
+    JVN_RS,
+    JVN_LS
+};
 constexpr int JVN_KEY_COUNT = 14;
 extern const char* const jvn_key_names[JVN_KEY_COUNT];
 
@@ -23,8 +37,8 @@ constexpr int JVN_PULSE_SCALE = 4;   /* LP, MP */
 constexpr int JVN_POWER_SCALE = 80;  /* OD, MD */
 constexpr int JVN_TIME_SCALE = 1000; /* OT */
 
-constexpr int CONFIGBUFFER_LINES = 36; /* ConfigBuffer[0..35] */
-constexpr int IMPORT_LINE_CHARS = 299; /* longer lines are read in pieces */
+constexpr int CONFIGBUFFER_LINES = 36;       /* ConfigBuffer[0..35] */
+constexpr int IMPORT_LINE_CHARS = 299;       /* longer lines are read in pieces */
 constexpr int IMPORT_MAX_ERROR_PROMPTS = 20; /* further bad lines of one import go to the log only */
 
 /* Results of the import and save actions. */

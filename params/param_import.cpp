@@ -36,16 +36,20 @@ ImportState g_import;
 enum class Mode { Undecided, ConfigBuffer, Key };
 
 /* The counters never reset; they wrap rather than overflow in a very long run. */
-void count_up(int32_t& counter) { counter = static_cast<int32_t>(static_cast<uint32_t>(counter) + 1u); }
+void count_up(int32_t& counter) {
+    counter = static_cast<int32_t>(static_cast<uint32_t>(counter) + 1u);
+}
 
-bool is_blank(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\v' || c == '\f'; }
+bool is_blank(char c) {
+    return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\v' || c == '\f';
+}
 
 /* Reads a file as text: a byte-order mark selects UTF-8 (skipped), UTF-16 LE or BE; without one
  * the bytes are UTF-8. Hands out lines of at most IMPORT_LINE_CHARS characters as UTF-8 (a
  * longer line comes in pieces), each with its "\n" when it fitted; "\r\n" reads as "\n". Bytes
  * that are not text read as U+FFFD, so any file can be read to its end. */
 class LineReader {
-public:
+  public:
     explicit LineReader(FILE* f) : f_(f) { detect_encoding(); }
 
     bool next_line(std::string& out) {
@@ -60,7 +64,7 @@ public:
         return chars > 0;
     }
 
-private:
+  private:
     enum class Encoding { Utf8, Utf16Le, Utf16Be };
 
     void detect_encoding() {
@@ -76,7 +80,8 @@ private:
             enc_ = Encoding::Utf16Be;
             used = 2;
         }
-        for (size_t i = used; i < n; ++i) pushed_[pushed_count_++] = bom[i];
+        for (size_t i = used; i < n; ++i)
+            pushed_[pushed_count_++] = bom[i];
     }
 
     int get_byte() {
@@ -212,7 +217,8 @@ int scan_ints(const char* text, const char* pattern, int32_t* out, int max) {
     const char* s = text;
     for (const char* p = pattern; *p != '\0'; ++p) {
         if (is_blank(*p)) {
-            while (is_blank(*s)) ++s;
+            while (is_blank(*s))
+                ++s;
         } else if (p[0] == '%' && p[1] == 'd') {
             if (count >= max) break;
             const char* end;
@@ -284,7 +290,8 @@ void handle_key_line(ImportRun& run, const char* line) {
 bool handle_line(ImportRun& run, const std::string& piece) {
     count_up(g_import.line_counter);
     const char* line = piece.c_str(); /* a NUL in the file ends the line's text */
-    while (is_blank(*line)) ++line;
+    while (is_blank(*line))
+        ++line;
     if (*line == '\0' || *line == '#' || (line[0] == '/' && line[1] == '/')) return true;
 
     if (run.mode == Mode::Undecided) {
@@ -306,7 +313,7 @@ bool handle_line(ImportRun& run, const std::string& piece) {
 }
 
 void apply_configbuffer() {
-    memcpy(parmeterBuff, g_import.bytes + 1, 36);   /* index 0 is the command byte */
+    memcpy(parmeterBuff, g_import.bytes + 1, 36); /* index 0 is the command byte */
     memcpy(g_param_image, g_import.bytes + 1, PARAM_BLOCK_BYTES);
     memset(parameterValues, 0, sizeof parameterValues);
     params_unpack(PARAM_COUNT);
@@ -407,10 +414,18 @@ uint8_t params_import_byte(int index) {
     return index >= 0 && index < PARAM_IMAGE_SIZE ? g_import.bytes[index] : 0;
 }
 
-int32_t params_import_key(int key) { return key >= 0 && key < JVN_KEY_COUNT ? g_import.keys[key] : 0; }
+int32_t params_import_key(int key) {
+    return key >= 0 && key < JVN_KEY_COUNT ? g_import.keys[key] : 0;
+}
 
-int32_t params_import_line_count() { return g_import.line_counter; }
+int32_t params_import_line_count() {
+    return g_import.line_counter;
+}
 
-int32_t params_import_good_lines() { return g_import.good_lines; }
+int32_t params_import_good_lines() {
+    return g_import.good_lines;
+}
 
-void params_import_reset() { g_import = ImportState{}; }
+void params_import_reset() {
+    g_import = ImportState{};
+}

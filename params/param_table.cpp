@@ -2,7 +2,9 @@
 
 namespace {
 /* Packs one or two image bytes (or masks) into the int32 form of the table. */
-constexpr int32_t two(int first, int second) { return first | (second << 8); }
+constexpr int32_t two(int first, int second) {
+    return first | (second << 8);
+}
 } // namespace
 
 // clang-format off

@@ -9,10 +9,10 @@
 
 #include <cstdint>
 
-constexpr int PARAM_COUNT = 46;        /* rows of the table */
-constexpr int PARAM_BLOCK_BYTES = 35;  /* register bytes 0..34 of the servo */
-constexpr int PARAM_IMAGE_SIZE = 37;   /* room of the block buffers (36 bytes are copied around) */
-constexpr int PARAM_ARRAY_SIZE = 100;  /* area of paramArray */
+constexpr int PARAM_COUNT = 46;       /* rows of the table */
+constexpr int PARAM_BLOCK_BYTES = 35; /* register bytes 0..34 of the servo */
+constexpr int PARAM_IMAGE_SIZE = 37;  /* room of the block buffers (36 bytes are copied around) */
+constexpr int PARAM_ARRAY_SIZE = 100; /* area of paramArray */
 
 /* One row of the table. byteIndex and bitMask hold one byte per touched image byte: the low
  * byte of the int32 is the first image byte (and its mask), the second byte the second. */
@@ -22,9 +22,9 @@ struct ParameterDescriptor {
     int32_t defaultValue; /* loaded into defaultValues at start */
     int32_t minValue;
     int32_t maxValue;
-    int32_t byteCount;    /* 1 or 2 */
+    int32_t byteCount; /* 1 or 2 */
     int32_t byteIndex;
-    int32_t bitMask;      /* 0xFF in a byte means the whole byte */
+    int32_t bitMask; /* 0xFF in a byte means the whole byte */
 };
 
 /* The table, in index order. Never modified at run time. */
@@ -34,10 +34,14 @@ extern const ParameterDescriptor parameterTable[PARAM_COUNT];
 const ParameterDescriptor* params_table_row(int index);
 
 /* Image byte k (0 or 1) of a row. */
-inline int params_row_byte(const ParameterDescriptor& row, int k) { return (row.byteIndex >> (8 * k)) & 0xFF; }
+inline int params_row_byte(const ParameterDescriptor& row, int k) {
+    return (row.byteIndex >> (8 * k)) & 0xFF;
+}
 
 /* Mask of image byte k (0 or 1) of a row. */
-inline int params_row_mask(const ParameterDescriptor& row, int k) { return (row.bitMask >> (8 * k)) & 0xFF; }
+inline int params_row_mask(const ParameterDescriptor& row, int k) {
+    return (row.bitMask >> (8 * k)) & 0xFF;
+}
 
 /* True when some row lists the image byte position. */
 bool params_table_uses_byte(int position);

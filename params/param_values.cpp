@@ -14,8 +14,8 @@ int32_t parameterSource = PARAM_SOURCE_NONE;
 
 namespace {
 
-constexpr int STALL_TIME_MAX = 100;    /* stored stall time, units of 100 ms */
-constexpr int STALL_TIME_SCALE = 100;  /* shown in milliseconds */
+constexpr int STALL_TIME_MAX = 100;   /* stored stall time, units of 100 ms */
+constexpr int STALL_TIME_SCALE = 100; /* shown in milliseconds */
 constexpr int BYTE_FIELD_MAX = 255;
 constexpr int PULSE_FIELD_MAX = 4096;
 constexpr int DEADBAND_PACK_MAX = 13;
@@ -24,7 +24,7 @@ constexpr int PREPARE_MERGE_LAST = 36;
 
 struct PackState {
     bool defaults_loaded = false;
-    int high_byte = -1;      /* largest image byte met while packing */
+    int high_byte = -1;        /* largest image byte met while packing */
     int reg27_sensitivity = 0; /* the three fields of byte 27, remembered across rows and calls */
     int reg27_arm_dir = 0;
     int reg27_motor_dir = 0;
@@ -35,14 +35,14 @@ PackState g_pack;
 constexpr int STALL_TIME_ROWS[3] = {PARAM_STALL_TIME1, PARAM_STALL_TIME2, PARAM_STALL_TIME3};
 constexpr PanelEntry STALL_TIME_ENTRIES[3] = {PanelEntry::Stall1Time, PanelEntry::Stall2Time, PanelEntry::Stall3Time};
 constexpr PanelEntry STALL_POWER_ENTRIES[3] = {PanelEntry::Stall1Power, PanelEntry::Stall2Power,
-                                                 PanelEntry::Stall3Power};
+                                               PanelEntry::Stall3Power};
 constexpr PanelCheck LEVEL_CHECKS[3] = {PanelCheck::Level1, PanelCheck::Level2, PanelCheck::Level3};
 
 /* Entries that show their row's value as it is, in the order they are written. */
 constexpr PanelEntry PLAIN_ENTRIES[] = {
-    PanelEntry::Gain,        PanelEntry::Damping,     PanelEntry::MaxPulse,    PanelEntry::MinPulse,
-    PanelEntry::MaxAngle,    PanelEntry::MidAngle,    PanelEntry::MinAngle,    PanelEntry::Stall1Power,
-    PanelEntry::Stall2Power, PanelEntry::Stall3Power, PanelEntry::Deadband,    PanelEntry::OutputPower,
+    PanelEntry::Gain,        PanelEntry::Damping,     PanelEntry::MaxPulse, PanelEntry::MinPulse,
+    PanelEntry::MaxAngle,    PanelEntry::MidAngle,    PanelEntry::MinAngle, PanelEntry::Stall1Power,
+    PanelEntry::Stall2Power, PanelEntry::Stall3Power, PanelEntry::Deadband, PanelEntry::OutputPower,
     PanelEntry::SoftStart,
 };
 
@@ -58,7 +58,9 @@ uint8_t deposit_bits(int32_t value, int mask) {
     return out;
 }
 
-uint8_t low8(int64_t v) { return static_cast<uint8_t>(static_cast<uint64_t>(v) & 0xFFu); }
+uint8_t low8(int64_t v) {
+    return static_cast<uint8_t>(static_cast<uint64_t>(v) & 0xFFu);
+}
 
 /* Packs one touched byte of one row; the irregular bytes keep their historical rules because
  * servos in the field rely on exactly these bit patterns. */
@@ -97,9 +99,8 @@ void pack_byte(uint8_t* image, int row, int32_t v, int b, int m, bool last_byte)
         if (m == 0x0F) g_pack.reg27_sensitivity = v & 0x0F;
         if (m == 0x10) g_pack.reg27_arm_dir = v & 1;
         if (m == 0x20) g_pack.reg27_motor_dir = v & 1;
-        image[27] = static_cast<uint8_t>((image[27] & 0xC0) |
-                                         ((g_pack.reg27_motor_dir * 2 + g_pack.reg27_arm_dir) * 16) |
-                                         g_pack.reg27_sensitivity);
+        image[27] = static_cast<uint8_t>(
+            (image[27] & 0xC0) | ((g_pack.reg27_motor_dir * 2 + g_pack.reg27_arm_dir) * 16) | g_pack.reg27_sensitivity);
         dbg_log("[Debug] int2Byte() [REG27] value: 0x%02X\n", image[27]);
         return;
     }
@@ -152,7 +153,8 @@ int32_t params_unpack_value(const uint8_t* image, int row) {
 
 void params_unpack(int count) {
     count = clamp_count(count, PARAM_COUNT);
-    for (int i = 0; i < count; ++i) parameterValues[i] = params_unpack_value(g_param_image, i);
+    for (int i = 0; i < count; ++i)
+        parameterValues[i] = params_unpack_value(g_param_image, i);
 }
 
 void int2Byte(uint8_t* image, int count) {
@@ -168,7 +170,9 @@ void int2Byte(uint8_t* image, int count) {
     }
 }
 
-int params_packed_high_byte() { return g_pack.high_byte; }
+int params_packed_high_byte() {
+    return g_pack.high_byte;
+}
 
 void params_prepare_write(int byteCount) {
     size_t bytes = byteCount < 0 ? 0 : static_cast<size_t>(byteCount);
@@ -184,7 +188,8 @@ void update_par(int32_t* values, int count) {
     if (values == nullptr) return;
     count = clamp_count(count, PARAM_COUNT);
     dbg_log("\n[DEBUG]update_par: \n");
-    for (int i = 0; i < count; ++i) dbg_log("par[%d] = %d\n", i, values[i]);
+    for (int i = 0; i < count; ++i)
+        dbg_log("par[%d] = %d\n", i, values[i]);
     if (count < PARAM_COUNT) return; /* the panel needs the whole set */
 
     const int byte_rows[] = {PARAM_GAIN, PARAM_BRAKE};
@@ -193,7 +198,8 @@ void update_par(int32_t* values, int count) {
     const int pulse_rows[] = {PARAM_PULSE_MAX, PARAM_PULSE_MIN, PARAM_MAX_ANGLE, PARAM_MID_ANGLE, PARAM_MIN_ANGLE};
     for (int r : pulse_rows)
         if (values[r] > PULSE_FIELD_MAX) values[r] = PULSE_FIELD_MAX;
-    for (PanelEntry e : PLAIN_ENTRIES) panel_set_int(e, values[panel_entry_row(e)]);
+    for (PanelEntry e : PLAIN_ENTRIES)
+        panel_set_int(e, values[panel_entry_row(e)]);
 
     for (int level = 0; level < 3; ++level) {
         int32_t& t = values[STALL_TIME_ROWS[level]];
@@ -222,12 +228,12 @@ void update_par(int32_t* values, int count) {
 }
 
 int getParametersFromUI() {
-    for (PanelEntry e : PLAIN_ENTRIES) paramArray[panel_entry_row(e)] = panel_get_int(e);
+    for (PanelEntry e : PLAIN_ENTRIES)
+        paramArray[panel_entry_row(e)] = panel_get_int(e);
 
     int32_t t1 = 0, t2 = 0, t3 = 0;
     if (panel_get_checked(PanelCheck::Level1)) t1 = panel_get_int(PanelEntry::Stall1Time) / STALL_TIME_SCALE;
-    if (panel_get_checked(PanelCheck::Level2) && t1 >= 1)
-        t2 = panel_get_int(PanelEntry::Stall2Time) / STALL_TIME_SCALE;
+    if (panel_get_checked(PanelCheck::Level2) && t1 >= 1) t2 = panel_get_int(PanelEntry::Stall2Time) / STALL_TIME_SCALE;
     if (panel_get_checked(PanelCheck::Level3) && t1 >= 1 && t2 >= 1)
         t3 = panel_get_int(PanelEntry::Stall3Time) / STALL_TIME_SCALE;
     paramArray[PARAM_STALL_TIME1] = t1;
@@ -246,13 +252,16 @@ int getParametersFromUI() {
     paramArray[PARAM_ARM_DIR] = panel_get_checked(PanelCheck::Direction) ? 1 : 0;
 
     bool from_panel[PARAM_COUNT] = {};
-    for (PanelEntry e : PLAIN_ENTRIES) from_panel[panel_entry_row(e)] = true;
-    for (int r : STALL_TIME_ROWS) from_panel[r] = true;
+    for (PanelEntry e : PLAIN_ENTRIES)
+        from_panel[panel_entry_row(e)] = true;
+    for (int r : STALL_TIME_ROWS)
+        from_panel[r] = true;
     from_panel[PARAM_ARM_DIR] = true;
     for (int i = 0; i < PARAM_COUNT; ++i)
         if (!from_panel[i]) paramArray[i] = parameterValues[i];
 
-    for (int i = 0; i < PARAM_COUNT; ++i) dbg_log("[Debug] paramArray[%d] =  %d\n", i, paramArray[i]);
+    for (int i = 0; i < PARAM_COUNT; ++i)
+        dbg_log("[Debug] paramArray[%d] =  %d\n", i, paramArray[i]);
     return PARAM_COUNT;
 }
 

@@ -7,7 +7,8 @@
 
 uint8_t frames_block_checksum(const uint8_t* bytes, size_t n) {
     uint8_t sum = 0;
-    for (size_t i = 0; bytes != nullptr && i < n; ++i) sum = static_cast<uint8_t>(sum + bytes[i]);
+    for (size_t i = 0; bytes != nullptr && i < n; ++i)
+        sum = static_cast<uint8_t>(sum + bytes[i]);
     return static_cast<uint8_t>(sum - 1);
 }
 

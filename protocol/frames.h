@@ -8,9 +8,9 @@
 #include <cstddef>
 #include <cstdint>
 
-constexpr uint8_t FRAME_PARAM_BLOCK_TAG = 0x26;   /* also the frame's total length */
-constexpr uint8_t FRAME_PARAM_WRITE_CMD = 0x40;   /* "@": the PC writes the block */
-constexpr size_t FRAME_PARAM_BLOCK_LEN = 38;      /* tag, command, 35 data bytes, checksum */
+constexpr uint8_t FRAME_PARAM_BLOCK_TAG = 0x26; /* also the frame's total length */
+constexpr uint8_t FRAME_PARAM_WRITE_CMD = 0x40; /* "@": the PC writes the block */
+constexpr size_t FRAME_PARAM_BLOCK_LEN = 38;    /* tag, command, 35 data bytes, checksum */
 constexpr size_t FRAME_PARAM_BLOCK_DATA = 35;
 
 /* Block checksum over n bytes: their sum minus 1, modulo 256. */

@@ -26,7 +26,8 @@ int save_block_family() {
     uint8_t frame[FRAME_PARAM_BLOCK_LEN];
     if (buildWriteFrame(parmeterBuff, frame, sizeof frame) < 0) return PARAM_FILE_WRITE_FAILED;
     dbg_log("\n[DEBUG] save_parmeterBuff: \n");
-    for (size_t i = 0; i < sizeof frame; ++i) dbg_log("sendBuff[%d] = %d\n", static_cast<int>(i), frame[i]);
+    for (size_t i = 0; i < sizeof frame; ++i)
+        dbg_log("sendBuff[%d] = %d\n", static_cast<int>(i), frame[i]);
     return params_export_configbuffer(frame + 1); /* from the command byte on */
 }
 
@@ -51,7 +52,9 @@ void param_action_fill_save_record(int32_t* record) {
     record[JVN_LS] = panel_get_int(PanelEntry::SoftStart);
 }
 
-int param_action_import() { return params_import_run(); }
+int param_action_import() {
+    return params_import_run();
+}
 
 int param_action_save() {
     switch (parameterSource) {
@@ -63,7 +66,8 @@ int param_action_save() {
         return params_export_jvn(record);
     }
     default:
-        show_error(lang_text("Save failed, please read or import parameters first!!", "保存参数失败，请先读取或导入参数!!"));
+        show_error(
+            lang_text("Save failed, please read or import parameters first!!", "保存参数失败，请先读取或导入参数!!"));
         return PARAM_FILE_NO_SOURCE;
     }
 }

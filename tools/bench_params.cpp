@@ -70,7 +70,8 @@ int main() {
     measure("reference: bare 36-line file write", 2000, [&] {
         FILE* f = fopen(cb.c_str(), "wb");
         if (f == nullptr) return;
-        for (int k = 0; k < CONFIGBUFFER_LINES; ++k) fprintf(f, "ConfigBuffer[%d] = %d;\n", k, k);
+        for (int k = 0; k < CONFIGBUFFER_LINES; ++k)
+            fprintf(f, "ConfigBuffer[%d] = %d;\n", k, k);
         fclose(f);
     });
 

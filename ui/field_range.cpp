@@ -40,7 +40,7 @@ bool field_range(const lv_obj_t* obj, int32_t* min, int32_t* max) {
 
 const char* field_range_message(int32_t min, int32_t max) {
     text_format(g_range_message, sizeof g_range_message,
-                lang_by_flag("Please enter a number between %d and %d", "请输入 %d-%d 之间的数字"), static_cast<int>(min),
-                static_cast<int>(max));
+                lang_by_flag("Please enter a number between %d and %d", "请输入 %d-%d 之间的数字"),
+                static_cast<int>(min), static_cast<int>(max));
     return g_range_message;
 }

@@ -34,7 +34,7 @@ std::string data_file(const char* name) {
 }
 
 class Export : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override {
         params_reset();
         params_import_reset();
@@ -99,9 +99,9 @@ TEST_F(Export, block_family_save_writes_the_hand_worked_defaults_file) {
 
 TEST_F(Export, configbuffer_file_round_trips_through_import_and_save) {
     /* A block with every kept field set and the irregular bytes in shapes that survive repacking. */
-    uint8_t frame[CONFIGBUFFER_LINES] = {64, 100, 20, 15, 160, 5, 220, 3, 232, 12, 0, 8, 0, 1, 44, 50, 0x7D, 0x21,
-                                         0, 200, 0xA6, 0xC7, 0xE4, 150, 12, 0xB3, 0xF2, 0x34, 0xED, 0x97, 40,
-                                         20, 10, 0x2B, 100, 0x1F};
+    uint8_t frame[CONFIGBUFFER_LINES] = {64, 100,  20,   15,   160,  5,    220, 3,   232,  12,   0,    8,
+                                         0,  1,    44,   50,   0x7D, 0x21, 0,   200, 0xA6, 0xC7, 0xE4, 150,
+                                         12, 0xB3, 0xF2, 0x34, 0xED, 0x97, 40,  20,  10,   0x2B, 100,  0x1F};
     const std::string in = dir + "/in.txt", out = dir + "/out.txt";
     ASSERT_EQ(params_export_configbuffer_path(in.c_str(), frame), PARAM_FILE_OK);
     ASSERT_EQ(params_import_path(in.c_str()), PARAM_FILE_OK);
@@ -161,7 +161,8 @@ TEST_F(Export, jvn_file_round_trips_through_import) {
     ASSERT_EQ(params_import_path(path.c_str()), PARAM_FILE_OK);
     param_action_fill_save_record(record);
     const int32_t expected[JVN_KEY_COUNT] = {65, 50, 4000, 8000, 400, 300000, 8000, 3, 596, 3500, 2048, 0, 1, 1};
-    for (int k = 0; k < JVN_KEY_COUNT; ++k) EXPECT_EQ(record[k], expected[k]) << jvn_key_names[k];
+    for (int k = 0; k < JVN_KEY_COUNT; ++k)
+        EXPECT_EQ(record[k], expected[k]) << jvn_key_names[k];
 }
 
 TEST_F(Export, jvn_path_checks_the_extension_and_restores_only_on_success) {

@@ -24,7 +24,7 @@ std::string data_file(const char* name) {
 }
 
 class Import : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override {
         params_reset();
         params_import_reset();
@@ -52,7 +52,8 @@ protected:
     }
     std::vector<std::string> texts() const {
         std::vector<std::string> out;
-        for (const FakePrompt& p : fake_prompts()) out.push_back(p.text);
+        for (const FakePrompt& p : fake_prompts())
+            out.push_back(p.text);
         return out;
     }
     std::string dir;
@@ -84,21 +85,23 @@ TEST_F(Import, default_block_file_fills_block_image_and_panel) {
 
 TEST_F(Import, bad_configbuffer_lines_are_reported_one_by_one_with_their_numbers) {
     ui_language_chinese = 0;
-    const std::string path = write("b.txt",
-                                   "ConfigBuffer[0] = 64;\n"    /* good, never used */
-                                   "ConfigBuffer[36] = 1;\n"    /* 2 */
-                                   "ConfigBuffer[3] = 256;\n"   /* 3 */
-                                   "ConfigBuffer[3] = -1;\n"    /* 4 */
-                                   "ConfigBuffer[-1] = 1;\n"    /* 5 */
-                                   "KP:65\n"                    /* 6 */
-                                   "ConfigBuffer[4]=7\n"        /* good: blanks may be missing, so may ';' */
-                                   "ConfigBuffer[ 5] =  9 ;\n"  /* good */
-                                   "ConfigBuffer [5] = 1;\n"); /* 9: a blank before '[' */
+    const std::string path = write("b.txt", "ConfigBuffer[0] = 64;\n"   /* good, never used */
+                                            "ConfigBuffer[36] = 1;\n"   /* 2 */
+                                            "ConfigBuffer[3] = 256;\n"  /* 3 */
+                                            "ConfigBuffer[3] = -1;\n"   /* 4 */
+                                            "ConfigBuffer[-1] = 1;\n"   /* 5 */
+                                            "KP:65\n"                   /* 6 */
+                                            "ConfigBuffer[4]=7\n"       /* good: blanks may be missing, so may ';' */
+                                            "ConfigBuffer[ 5] =  9 ;\n" /* good */
+                                            "ConfigBuffer [5] = 1;\n"); /* 9: a blank before '[' */
     EXPECT_EQ(params_import_path(path.c_str()), PARAM_FILE_OK);
     const std::vector<std::string> expected = {
-        "Import failed! \nLine 2: Index out of range", "Import failed! \nLine 3: Value overflow",
-        "Import failed! \nLine 4: Value overflow",     "Import failed! \nLine 5: Index out of range",
-        "Import failed! \nLine 6: Format error",       "Import failed! \nLine 9: Format error",
+        "Import failed! \nLine 2: Index out of range",
+        "Import failed! \nLine 3: Value overflow",
+        "Import failed! \nLine 4: Value overflow",
+        "Import failed! \nLine 5: Index out of range",
+        "Import failed! \nLine 6: Format error",
+        "Import failed! \nLine 9: Format error",
         "Successfully imported!",
     };
     EXPECT_EQ(texts(), expected);
@@ -198,7 +201,8 @@ TEST_F(Import, extension_and_open_failures) {
 }
 
 TEST_F(Import, byte_order_marks_and_utf16_text_are_read) {
-    const std::string utf8 = write("bom8.txt", "\xEF\xBB\xBF" "ConfigBuffer[1] = 33;\n");
+    const std::string utf8 = write("bom8.txt", "\xEF\xBB\xBF"
+                                               "ConfigBuffer[1] = 33;\n");
     EXPECT_EQ(params_import_path(utf8.c_str()), PARAM_FILE_OK);
     EXPECT_EQ(parmeterBuff[0], 33);
 
@@ -232,7 +236,8 @@ TEST_F(Import, long_lines_are_read_in_pieces_of_299_characters) {
 
 TEST_F(Import, many_bad_lines_show_a_limited_number_of_boxes) {
     std::string content = "ConfigBuffer[1] = 1;\n";
-    for (int i = 0; i < 50; ++i) content += "ConfigBuffer[1] = 999;\n";
+    for (int i = 0; i < 50; ++i)
+        content += "ConfigBuffer[1] = 999;\n";
     EXPECT_EQ(params_import_path(write("many.txt", content).c_str()), PARAM_FILE_OK);
     EXPECT_EQ(fake_prompts().size(), static_cast<size_t>(IMPORT_MAX_ERROR_PROMPTS + 1));
     EXPECT_TRUE(log.contains("line 51: Value overflow"));
@@ -250,7 +255,8 @@ TEST_F(Import, binary_and_endless_files_end_without_harm) {
     EXPECT_EQ(fake_prompts().size(), 1u);
 
     std::string endless;
-    while (endless.size() < 2 * 1024 * 1024) endless += "ConfigBuffer[1] = 1;";
+    while (endless.size() < 2 * 1024 * 1024)
+        endless += "ConfigBuffer[1] = 1;";
     fake_prompts().clear();
     const int32_t lines_before = params_import_line_count();
     EXPECT_EQ(params_import_path(write("endless.txt", endless).c_str()), PARAM_FILE_OK);

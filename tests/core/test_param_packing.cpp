@@ -26,7 +26,7 @@ const uint8_t DEFAULT_BLOCK[PARAM_BLOCK_BYTES] = {
 };
 
 class Packing : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override {
         params_reset();
         fake_panel_reset();
@@ -69,12 +69,14 @@ TEST_F(Packing, all_zero_image_unpacks_to_zero_even_below_a_table_minimum) {
     uint8_t zero[PARAM_BLOCK_BYTES] = {};
     parameterValues[29] = 5;
     unpack_block(zero);
-    for (int i = 0; i < PARAM_COUNT; ++i) EXPECT_EQ(parameterValues[i], 0) << i;
+    for (int i = 0; i < PARAM_COUNT; ++i)
+        EXPECT_EQ(parameterValues[i], 0) << i;
 }
 
 TEST_F(Packing, start_up_pass_leaves_only_the_derived_deadband) {
     params_startup_registers();
-    for (int i = 0; i < PARAM_COUNT; ++i) EXPECT_EQ(parameterValues[i], i == 15 ? 2 : 0) << i;
+    for (int i = 0; i < PARAM_COUNT; ++i)
+        EXPECT_EQ(parameterValues[i], i == 15 ? 2 : 0) << i;
     EXPECT_EQ(g_param_image[19], 0x20);
     EXPECT_EQ(parmeterBuff[19], 0); /* the block itself is not touched */
 }
@@ -82,7 +84,7 @@ TEST_F(Packing, start_up_pass_leaves_only_the_derived_deadband) {
 TEST_F(Packing, two_byte_fields_at_and_beyond_their_limits) {
     int32_t v[PARAM_COUNT];
     memcpy(v, defaultValues, sizeof v);
-    v[2] = 4096;  /* 0x1000 */
+    v[2] = 4096; /* 0x1000 */
     v[4] = 0;
     v[5] = 4095;  /* 0x0FFF */
     v[7] = 70000; /* 0x11170: only 16 bits fit */
@@ -191,7 +193,8 @@ TEST_F(Packing, a_read_block_travels_back_unchanged_except_the_deadband_rule) {
     memcpy(parmeterBuff, ones, sizeof ones);
     unpack_block(parmeterBuff);
     pack(parameterValues);
-    for (int b = 0; b < PARAM_IMAGE_SIZE; ++b) EXPECT_EQ(parmeterBuff[b], b == 19 ? 0xFD : 0xFF) << "byte " << b;
+    for (int b = 0; b < PARAM_IMAGE_SIZE; ++b)
+        EXPECT_EQ(parmeterBuff[b], b == 19 ? 0xFD : 0xFF) << "byte " << b;
 }
 
 TEST_F(Packing, block_frame_carries_command_data_and_checksum) {
@@ -241,8 +244,8 @@ TEST_F(Packing, update_par_sets_levels_from_the_stall_times) {
         int zero_power; /* level whose power shows "0", 0 for none */
     };
     const Case cases[] = {
-        {3, 0, 0, true, false, false, 2},  {0, 5, 5, false, false, false, 1}, {3, 5, 0, true, true, false, 3},
-        {3, 5, 7, true, true, true, 0},    {3, 0, 7, true, false, false, 2},
+        {3, 0, 0, true, false, false, 2}, {0, 5, 5, false, false, false, 1}, {3, 5, 0, true, true, false, 3},
+        {3, 5, 7, true, true, true, 0},   {3, 0, 7, true, false, false, 2},
     };
     const PanelEntry powers[] = {PanelEntry::Stall1Power, PanelEntry::Stall2Power, PanelEntry::Stall3Power};
     for (const Case& c : cases) {

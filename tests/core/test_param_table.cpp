@@ -18,7 +18,8 @@ TEST(ParamTable, unnamed_slots_carry_null_and_their_defaults) {
     const int rows[] = {9, 17, 19, 24, 26, 33, 38, 42, 45};
     const int defaults[] = {13, 0, 0, 0, 0, 0, 1, 1, 1};
     int nulls = 0;
-    for (const ParameterDescriptor& r : parameterTable) nulls += strcmp(r.name, "NULL") == 0;
+    for (const ParameterDescriptor& r : parameterTable)
+        nulls += strcmp(r.name, "NULL") == 0;
     EXPECT_EQ(nulls, 9);
     for (int k = 0; k < 9; ++k) {
         EXPECT_STREQ(parameterTable[rows[k]].name, "NULL") << rows[k];
@@ -51,7 +52,8 @@ TEST(ParamTable, every_bit_of_the_block_belongs_to_exactly_one_row) {
             covered[b] = static_cast<uint8_t>(covered[b] | params_row_mask(r, k));
         }
     }
-    for (int b = 0; b < PARAM_BLOCK_BYTES; ++b) EXPECT_EQ(covered[b], 0xFF) << "byte " << b;
+    for (int b = 0; b < PARAM_BLOCK_BYTES; ++b)
+        EXPECT_EQ(covered[b], 0xFF) << "byte " << b;
     EXPECT_TRUE(params_table_uses_byte(34));
     EXPECT_FALSE(params_table_uses_byte(35));
 }
@@ -59,10 +61,13 @@ TEST(ParamTable, every_bit_of_the_block_belongs_to_exactly_one_row) {
 TEST(ParamTable, shared_bytes_are_the_known_ones) {
     int users[PARAM_BLOCK_BYTES] = {};
     for (const ParameterDescriptor& r : parameterTable)
-        for (int k = 0; k < r.byteCount; ++k) ++users[params_row_byte(r, k)];
+        for (int k = 0; k < r.byteCount; ++k)
+            ++users[params_row_byte(r, k)];
     const int shared[] = {15, 16, 19, 20, 21, 24, 25, 26, 27, 28, 32, 34};
     int n = 0;
-    for (int b = 0; b < PARAM_BLOCK_BYTES; ++b) n += users[b] > 1;
+    for (int b = 0; b < PARAM_BLOCK_BYTES; ++b)
+        n += users[b] > 1;
     EXPECT_EQ(n, 12);
-    for (int b : shared) EXPECT_GT(users[b], 1) << b;
+    for (int b : shared)
+        EXPECT_GT(users[b], 1) << b;
 }

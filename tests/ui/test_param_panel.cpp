@@ -32,7 +32,7 @@ std::string read_all(const std::string& path) {
 }
 
 class ParamPanel : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override {
         params_reset();
         params_import_reset();
@@ -65,7 +65,7 @@ protected:
 
 TEST_F(ParamPanel, fresh_build_shows_table_defaults_with_captions_hints_and_limits) {
     const char* expected[PANEL_ENTRY_COUNT] = {"596", "3500", "2048", "1000", "2000", "3", "65", "50",
-                                               "100", "3",   "1",    "0",    "0",    "0",    "0", "1"};
+                                               "100", "3",    "1",    "0",    "0",    "0", "0",  "1"};
     const uint32_t max_chars[PANEL_ENTRY_COUNT] = {4, 4, 4, 4, 4, 2, 3, 3, 3, 5, 2, 5, 2, 5, 2, 3};
     for (int i = 0; i < PANEL_ENTRY_COUNT; ++i) {
         const PanelEntry e = static_cast<PanelEntry>(i);
@@ -240,7 +240,7 @@ TEST_F(ParamPanel, field_ranges_follow_the_widget_and_the_date_fields) {
         int32_t days;
     };
     const Case cases[] = {{"2024", "02", 29}, {"2100", "02", 28}, {"2000", "02", 29}, {"2023", "04", 30},
-                          {"2023", "0", 31},   {"1999", "02", 31}, {"2023", "13", 31}};
+                          {"2023", "0", 31},  {"1999", "02", 31}, {"2023", "13", 31}};
     for (const Case& c : cases) {
         lv_textarea_set_text(ui_year_input, c.year);
         lv_textarea_set_text(ui_month_input, c.month);

@@ -11,7 +11,9 @@ FakeFileDialog& fake_file_dialog() {
     return state;
 }
 
-void fake_file_dialog_reset() { fake_file_dialog() = FakeFileDialog{}; }
+void fake_file_dialog_reset() {
+    fake_file_dialog() = FakeFileDialog{};
+}
 
 namespace {
 bool answer(char* out, size_t cap) {

@@ -8,7 +8,9 @@ FakePanel& fake_panel() {
     return state;
 }
 
-void fake_panel_reset() { fake_panel() = FakePanel{}; }
+void fake_panel_reset() {
+    fake_panel() = FakePanel{};
+}
 
 void panel_set_text(PanelEntry entry, const char* text) {
     const int i = static_cast<int>(entry);
@@ -50,4 +52,6 @@ void panel_show_level(int level, bool shown) {
     fake_panel().writes.push_back("level" + std::to_string(level) + "=" + (shown ? "1" : "0"));
 }
 
-void panel_redraw() { ++fake_panel().redraws; }
+void panel_redraw() {
+    ++fake_panel().redraws;
+}

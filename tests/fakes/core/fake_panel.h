@@ -20,5 +20,9 @@ FakePanel& fake_panel();
 void fake_panel_reset();
 
 /* Shortcuts for tests. */
-inline std::string& fake_entry(PanelEntry e) { return fake_panel().text[static_cast<int>(e)]; }
-inline bool& fake_checked(PanelCheck c) { return fake_panel().checked[static_cast<int>(c)]; }
+inline std::string& fake_entry(PanelEntry e) {
+    return fake_panel().text[static_cast<int>(e)];
+}
+inline bool& fake_checked(PanelCheck c) {
+    return fake_panel().checked[static_cast<int>(c)];
+}
