@@ -27,21 +27,6 @@ TEST(ParamTable, unnamed_slots_carry_null_and_their_defaults) {
     }
 }
 
-TEST(ParamTable, two_byte_rows_list_both_bytes_and_masks) {
-    const ParameterDescriptor& pulse_max = parameterTable[2];
-    EXPECT_EQ(pulse_max.byteCount, 2);
-    EXPECT_EQ(params_row_byte(pulse_max, 0), 2);
-    EXPECT_EQ(params_row_byte(pulse_max, 1), 3);
-    EXPECT_EQ(params_row_mask(pulse_max, 1), 0xFF);
-    const ParameterDescriptor& slow_start = parameterTable[25];
-    EXPECT_EQ(params_row_byte(slow_start, 0), 24);
-    EXPECT_EQ(params_row_byte(slow_start, 1), 28);
-    EXPECT_EQ(params_row_mask(slow_start, 0), 0xF0);
-    EXPECT_EQ(params_row_mask(slow_start, 1), 0xF0);
-    EXPECT_STREQ(parameterTable[29].name, "HallLinear");
-    EXPECT_EQ(parameterTable[29].minValue, 1);
-}
-
 TEST(ParamTable, every_bit_of_the_block_belongs_to_exactly_one_row) {
     uint8_t covered[PARAM_BLOCK_BYTES] = {};
     for (const ParameterDescriptor& r : parameterTable) {

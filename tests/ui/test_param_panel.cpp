@@ -166,18 +166,6 @@ TEST_F(ParamPanel, unchecking_level_one_takes_the_later_levels_down_and_checking
     EXPECT_FALSE(disabled(ui_level3_checkbox));
 }
 
-TEST_F(ParamPanel, update_par_hides_levels_whose_time_is_zero) {
-    int32_t v[PARAM_COUNT];
-    memcpy(v, defaultValues, sizeof v);
-    v[8] = 0;
-    v[10] = 4;
-    update_par(v, PARAM_COUNT);
-    EXPECT_TRUE(group_hidden(1) && group_hidden(2) && group_hidden(3));
-    EXPECT_FALSE(checked(ui_level1_checkbox));
-    EXPECT_EQ(text(PanelEntry::Stall1Power), "0");
-    EXPECT_TRUE(checked(ui_direction_checkbox));
-}
-
 TEST_F(ParamPanel, out_of_range_entries_are_restored_with_an_error_box) {
     parameterValues[5] = 3000;
     type(PanelEntry::MaxAngle, "5000");
