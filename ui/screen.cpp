@@ -4,6 +4,9 @@
 #include "common/debug_log.h"
 #include "common/lang.h"
 #include "common/platform.h"
+#include "params/panel_lvgl.h"
+#include "params/param_values.h"
+#include "protocol/param_actions_lvgl.h"
 #include "ui/language.h"
 
 #include <cstdio>
@@ -214,6 +217,7 @@ void build_action_column() {
         ui_action_buttons[i] = ui_make_button(ui_bottom_panel, start_text(ui_action_texts_en[i], ui_action_texts_zh[i]),
                                               745, 150, 60, 7 + i * 75);
         lv_obj_set_style_bg_color(ui_action_buttons[i], lv_color_hex(COLOR_BUTTON_BG), 0);
+        lv_obj_add_event_cb(ui_action_buttons[i], action_button_event_cb, LV_EVENT_CLICKED, nullptr);
     }
     ui_lang_button = ui_make_button(ui_bottom_panel, "中/EN", 745, 150, 60, 307);
     lv_obj_set_style_bg_color(ui_lang_button, lv_color_hex(COLOR_BUTTON_BG), 0);
@@ -262,6 +266,11 @@ void build_parameter_containers() {
 
     ui_direction_checkbox = make_checkbox(ui_param_softstart_panel, start_text("Inversion", "反转 "));
     lv_obj_align(ui_direction_checkbox, LV_ALIGN_LEFT_MID, 35, 0);
+
+    for (lv_obj_t* level : levels) lv_obj_add_event_cb(level, stall_level_changed, LV_EVENT_VALUE_CHANGED, nullptr);
+    build_parameter_fields(ui_param_basic_panel);
+    build_parameter_fields(ui_param_overload_panel);
+    build_parameter_fields(ui_param_softstart_panel);
 }
 
 } // namespace
@@ -329,6 +338,7 @@ bool main_ui_build() {
     ui_language_at_start = ui_language_chinese == 1 ? LANG_AT_START_CHINESE : LANG_AT_START_OTHER;
     for (lv_obj_t** handle : g_handles) *handle = nullptr;
     ui_styles_init();
+    params_load_defaults(); /* the parameter entries start with them */
 
     if (ui_input_group == nullptr) ui_input_group = lv_group_create();
     for (lv_indev_t* indev = lv_indev_get_next(nullptr); indev != nullptr; indev = lv_indev_get_next(indev))
@@ -352,5 +362,6 @@ bool main_ui_build() {
     build_action_column();
     build_port_panel();
     build_parameter_containers();
+    params_startup_registers();
     return true;
 }

@@ -1,0 +1,89 @@
+#include "common/text_format.h"
+
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+
+namespace {
+
+/* Length of the valid UTF-8 sequence at p (1..4), or 0 when it is not one. */
+size_t utf8_sequence(const unsigned char* p) {
+    const unsigned char c = p[0];
+    if (c < 0x80) return 1;
+    size_t n;
+    unsigned min;
+    unsigned cp;
+    if ((c & 0xE0) == 0xC0) {
+        n = 2;
+        cp = c & 0x1F;
+        min = 0x80;
+    } else if ((c & 0xF0) == 0xE0) {
+        n = 3;
+        cp = c & 0x0F;
+        min = 0x800;
+    } else if ((c & 0xF8) == 0xF0) {
+        n = 4;
+        cp = c & 0x07;
+        min = 0x10000;
+    } else {
+        return 0;
+    }
+    for (size_t i = 1; i < n; ++i) {
+        if ((p[i] & 0xC0) != 0x80) return 0; /* also stops at the terminator */
+        cp = (cp << 6) | (p[i] & 0x3F);
+    }
+    if (cp < min || cp > 0x10FFFF || (cp >= 0xD800 && cp <= 0xDFFF)) return 0;
+    return n;
+}
+
+/* Drops an incomplete character at the end of buf. */
+size_t trim_partial(char* buf, size_t len) {
+    size_t start = len;
+    while (start > 0 && (static_cast<unsigned char>(buf[start - 1]) & 0xC0) == 0x80 && len - start < 3)
+        --start;
+    if (start > 0 && static_cast<unsigned char>(buf[start - 1]) >= 0xC0) {
+        --start;
+        if (utf8_sequence(reinterpret_cast<const unsigned char*>(buf + start)) != len - start) len = start;
+    }
+    buf[len] = '\0';
+    return len;
+}
+
+} // namespace
+
+size_t text_format(char* buf, size_t cap, const char* fmt, ...) {
+    if (buf == nullptr || cap == 0) return 0;
+    va_list args;
+    va_start(args, fmt);
+    const int n = vsnprintf(buf, cap, fmt, args);
+    va_end(args);
+    if (n < 0) {
+        buf[0] = '\0';
+        return 0;
+    }
+    if (static_cast<size_t>(n) < cap) return static_cast<size_t>(n);
+    return trim_partial(buf, cap - 1);
+}
+
+size_t text_sanitize_utf8(char* buf, size_t cap, const char* text) {
+    if (buf == nullptr || cap == 0) return 0;
+    static const char REPLACEMENT[] = "\xEF\xBF\xBD";
+    size_t len = 0;
+    const unsigned char* p = reinterpret_cast<const unsigned char*>(text != nullptr ? text : "");
+    while (*p != 0) {
+        size_t n = utf8_sequence(p);
+        const char* piece = reinterpret_cast<const char*>(p);
+        size_t piece_len = n;
+        if (n == 0) {
+            piece = REPLACEMENT;
+            piece_len = 3;
+            n = 1;
+        }
+        if (len + piece_len >= cap) break;
+        memcpy(buf + len, piece, piece_len);
+        len += piece_len;
+        p += n;
+    }
+    buf[len] = '\0';
+    return len;
+}

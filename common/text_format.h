@@ -1,0 +1,12 @@
+/* UTF-8 message texts: formatting into fixed buffers without splitting a character. */
+#pragma once
+
+#include <cstddef>
+
+/* snprintf into buf (cap bytes); a character cut at the end is dropped whole. Returns the
+ * length written. */
+size_t text_format(char* buf, size_t cap, const char* fmt, ...) __attribute__((format(printf, 3, 4)));
+
+/* Copies text into buf (cap bytes) with every byte that is not part of valid UTF-8 replaced by
+ * U+FFFD, cut on a character boundary. Returns the length written. */
+size_t text_sanitize_utf8(char* buf, size_t cap, const char* text);

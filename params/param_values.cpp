@@ -1,0 +1,276 @@
+#include "params/param_values.h"
+
+#include "common/debug_log.h"
+#include "params/panel_fields.h"
+
+#include <cstring>
+
+int32_t defaultValues[PARAM_COUNT];
+int32_t parameterValues[PARAM_COUNT];
+int32_t paramArray[PARAM_ARRAY_SIZE];
+uint8_t parmeterBuff[PARAM_IMAGE_SIZE];
+uint8_t g_param_image[PARAM_IMAGE_SIZE];
+int32_t parameterSource = PARAM_SOURCE_NONE;
+
+namespace {
+
+constexpr int STALL_TIME_MAX = 100;   /* stored stall time, units of 100 ms */
+constexpr int STALL_TIME_SCALE = 100; /* shown in milliseconds */
+constexpr int BYTE_FIELD_MAX = 255;
+constexpr int PULSE_FIELD_MAX = 4096;
+constexpr int DEADBAND_PACK_MAX = 13;
+constexpr int PREPARE_COPY_BYTES = 36;
+constexpr int PREPARE_MERGE_LAST = 36;
+
+struct PackState {
+    bool defaults_loaded = false;
+    int high_byte = -1;        /* largest image byte met while packing */
+    int reg27_sensitivity = 0; /* the three fields of byte 27, remembered across rows and calls */
+    int reg27_arm_dir = 0;
+    int reg27_motor_dir = 0;
+};
+PackState g_pack;
+
+/* Rows whose stall level groups follow them, by level 1..3. */
+constexpr int STALL_TIME_ROWS[3] = {PARAM_STALL_TIME1, PARAM_STALL_TIME2, PARAM_STALL_TIME3};
+constexpr PanelEntry STALL_TIME_ENTRIES[3] = {PanelEntry::Stall1Time, PanelEntry::Stall2Time, PanelEntry::Stall3Time};
+constexpr PanelEntry STALL_POWER_ENTRIES[3] = {PanelEntry::Stall1Power, PanelEntry::Stall2Power,
+                                               PanelEntry::Stall3Power};
+constexpr PanelCheck LEVEL_CHECKS[3] = {PanelCheck::Level1, PanelCheck::Level2, PanelCheck::Level3};
+
+/* Entries that show their row's value as it is, in the order they are written. */
+constexpr PanelEntry PLAIN_ENTRIES[] = {
+    PanelEntry::Gain,        PanelEntry::Damping,     PanelEntry::MaxPulse, PanelEntry::MinPulse,
+    PanelEntry::MaxAngle,    PanelEntry::MidAngle,    PanelEntry::MinAngle, PanelEntry::Stall1Power,
+    PanelEntry::Stall2Power, PanelEntry::Stall3Power, PanelEntry::Deadband, PanelEntry::OutputPower,
+    PanelEntry::SoftStart,
+};
+
+/* Value's low bits, lowest first, into the set bits of the mask from bit 0 upward. */
+uint8_t deposit_bits(int32_t value, int mask) {
+    uint32_t v = static_cast<uint32_t>(value);
+    uint8_t out = 0;
+    for (int bit = 0; bit < 8; ++bit) {
+        if ((mask & (1 << bit)) == 0) continue;
+        if (v & 1u) out = static_cast<uint8_t>(out | (1 << bit));
+        v >>= 1;
+    }
+    return out;
+}
+
+uint8_t low8(int64_t v) {
+    return static_cast<uint8_t>(static_cast<uint64_t>(v) & 0xFFu);
+}
+
+/* Packs one touched byte of one row; the irregular bytes keep their historical rules because
+ * servos in the field rely on exactly these bit patterns. */
+void pack_byte(uint8_t* image, int row, int32_t v, int b, int m, bool last_byte) {
+    if (m == 0xFF) {
+        image[b] = last_byte ? low8(v) : low8(static_cast<int64_t>(v) >> 8); /* two-byte values are big-endian */
+        return;
+    }
+    const int64_t v16 = static_cast<int64_t>(v) * 16;
+    if (b == 15) { /* rows 9 and 10 both land in the high nibble; the low nibble is never rewritten */
+        image[15] = static_cast<uint8_t>(low8(v16) | (image[15] & 0x0F));
+        return;
+    }
+    if (b == 16) {
+        if (row == PARAM_STALL_FORCE2)
+            image[16] = static_cast<uint8_t>((image[16] & 0xF0) | (v & 0x0F));
+        else if (row == PARAM_STALL_FORCE3)
+            image[16] = static_cast<uint8_t>(low8(v16) | (image[16] & 0x0F));
+        return;
+    }
+    if (b == 19 && m == 0x0F) { /* the servo expects the second deadband at the first plus 2 */
+        int d = v & 0x0F;
+        if (d > DEADBAND_PACK_MAX) d = DEADBAND_PACK_MAX;
+        image[19] = static_cast<uint8_t>(((d + 2) * 16) | d);
+        return;
+    }
+    if (b == 24 && m == 0xF0) {
+        image[24] = static_cast<uint8_t>((image[24] % 16) | (v & 0xF0));
+        return;
+    }
+    if (b == 28 && m == 0xF0) {
+        image[28] = static_cast<uint8_t>((image[28] % 16) | low8(v16));
+        return;
+    }
+    if (b == 27) { /* REG27: bits 0-3 sensitivity, bit 4 arm direction, bit 5 motor direction */
+        if (m == 0x0F) g_pack.reg27_sensitivity = v & 0x0F;
+        if (m == 0x10) g_pack.reg27_arm_dir = v & 1;
+        if (m == 0x20) g_pack.reg27_motor_dir = v & 1;
+        image[27] = static_cast<uint8_t>(
+            (image[27] & 0xC0) | ((g_pack.reg27_motor_dir * 2 + g_pack.reg27_arm_dir) * 16) | g_pack.reg27_sensitivity);
+        dbg_log("[Debug] int2Byte() [REG27] value: 0x%02X\n", image[27]);
+        return;
+    }
+    image[b] = static_cast<uint8_t>(image[b] | deposit_bits(v, m)); /* nothing is cleared first */
+}
+
+int clamp_count(int count, int limit) {
+    if (count < 0) return 0;
+    return count > limit ? limit : count;
+}
+
+int32_t stall_ms(int32_t stored) {
+    const int64_t ms = static_cast<int64_t>(stored) * STALL_TIME_SCALE;
+    return static_cast<int32_t>(ms < INT32_MIN ? INT32_MIN : ms);
+}
+
+} // namespace
+
+bool params_load_defaults() {
+    if (g_pack.defaults_loaded) return false;
+    g_pack.defaults_loaded = true;
+    for (int i = 0; i < PARAM_COUNT; ++i) {
+        defaultValues[i] = parameterTable[i].defaultValue;
+        dbg_log("[Debug] defaultValues[%d] = %d\n", i, defaultValues[i]);
+    }
+    return true;
+}
+
+void params_startup_registers() {
+    memset(parameterValues, 0, sizeof parameterValues);
+    memset(g_param_image, 0, sizeof g_param_image);
+    int2Byte(g_param_image, PARAM_COUNT);
+    params_unpack(PARAM_COUNT);
+}
+
+int32_t params_unpack_value(const uint8_t* image, int row) {
+    const ParameterDescriptor* d = params_table_row(row);
+    if (image == nullptr || d == nullptr) return 0;
+    int32_t result = 0;
+    for (int k = 0; k < d->byteCount; ++k) {
+        const int b = params_row_byte(*d, k);
+        const int m = params_row_mask(*d, k);
+        for (int bit = 7; bit >= 0; --bit) {
+            if ((m & (1 << bit)) == 0) continue;
+            result = result * 2 + ((image[b] >> bit) & 1);
+        }
+    }
+    return result;
+}
+
+void params_unpack(int count) {
+    count = clamp_count(count, PARAM_COUNT);
+    for (int i = 0; i < count; ++i)
+        parameterValues[i] = params_unpack_value(g_param_image, i);
+}
+
+void int2Byte(uint8_t* image, int count) {
+    if (image == nullptr) return;
+    count = clamp_count(count, PARAM_COUNT);
+    for (int i = 0; i < count; ++i) {
+        const ParameterDescriptor& d = parameterTable[i];
+        for (int k = d.byteCount - 1; k >= 0; --k) {
+            const int b = params_row_byte(d, k);
+            if (b > g_pack.high_byte) g_pack.high_byte = b;
+            pack_byte(image, i, parameterValues[i], b, params_row_mask(d, k), d.byteCount == 1 || k == d.byteCount - 1);
+        }
+    }
+}
+
+int params_packed_high_byte() {
+    return g_pack.high_byte;
+}
+
+void params_prepare_write(int byteCount) {
+    size_t bytes = byteCount < 0 ? 0 : static_cast<size_t>(byteCount);
+    if (bytes > sizeof parameterValues) bytes = sizeof parameterValues;
+    memcpy(parameterValues, paramArray, bytes);
+    memcpy(g_param_image, parmeterBuff, PREPARE_COPY_BYTES);
+    int2Byte(g_param_image, PARAM_COUNT);
+    for (int pos = 0; pos <= PREPARE_MERGE_LAST; ++pos)
+        if (params_table_uses_byte(pos)) parmeterBuff[pos] = g_param_image[pos];
+}
+
+void update_par(int32_t* values, int count) {
+    if (values == nullptr) return;
+    count = clamp_count(count, PARAM_COUNT);
+    dbg_log("\n[DEBUG]update_par: \n");
+    for (int i = 0; i < count; ++i)
+        dbg_log("par[%d] = %d\n", i, values[i]);
+    if (count < PARAM_COUNT) return; /* the panel needs the whole set */
+
+    const int byte_rows[] = {PARAM_GAIN, PARAM_BRAKE};
+    for (int r : byte_rows)
+        if (values[r] > BYTE_FIELD_MAX) values[r] = BYTE_FIELD_MAX;
+    const int pulse_rows[] = {PARAM_PULSE_MAX, PARAM_PULSE_MIN, PARAM_MAX_ANGLE, PARAM_MID_ANGLE, PARAM_MIN_ANGLE};
+    for (int r : pulse_rows)
+        if (values[r] > PULSE_FIELD_MAX) values[r] = PULSE_FIELD_MAX;
+    for (PanelEntry e : PLAIN_ENTRIES)
+        panel_set_int(e, values[panel_entry_row(e)]);
+
+    for (int level = 0; level < 3; ++level) {
+        int32_t& t = values[STALL_TIME_ROWS[level]];
+        if (t > STALL_TIME_MAX) t = STALL_TIME_MAX;
+        panel_set_int(STALL_TIME_ENTRIES[level], stall_ms(t));
+    }
+
+    panel_set_checked(PanelCheck::Direction, values[PARAM_ARM_DIR] == 1);
+
+    /* A level is on only when the one before it is on and its own time is not 0. */
+    bool previous_on = true;
+    for (int level = 0; level < 3; ++level) {
+        const bool on = previous_on && values[STALL_TIME_ROWS[level]] != 0;
+        panel_set_checked(LEVEL_CHECKS[level], on);
+        panel_set_check_enabled(LEVEL_CHECKS[level], previous_on); /* as a click on the level before would */
+        panel_show_level(level + 1, on);
+        previous_on = on;
+    }
+
+    for (int level = 0; level < 3; ++level) {
+        if (values[STALL_TIME_ROWS[level]] == 0) {
+            panel_set_text(STALL_POWER_ENTRIES[level], "0");
+            break;
+        }
+    }
+}
+
+int getParametersFromUI() {
+    for (PanelEntry e : PLAIN_ENTRIES)
+        paramArray[panel_entry_row(e)] = panel_get_int(e);
+
+    int32_t t1 = 0, t2 = 0, t3 = 0;
+    if (panel_get_checked(PanelCheck::Level1)) t1 = panel_get_int(PanelEntry::Stall1Time) / STALL_TIME_SCALE;
+    if (panel_get_checked(PanelCheck::Level2) && t1 >= 1) t2 = panel_get_int(PanelEntry::Stall2Time) / STALL_TIME_SCALE;
+    if (panel_get_checked(PanelCheck::Level3) && t1 >= 1 && t2 >= 1)
+        t3 = panel_get_int(PanelEntry::Stall3Time) / STALL_TIME_SCALE;
+    paramArray[PARAM_STALL_TIME1] = t1;
+    paramArray[PARAM_STALL_TIME2] = t2;
+    paramArray[PARAM_STALL_TIME3] = t3;
+
+    /* A level that is off has no power. */
+    if (t1 == 0) {
+        paramArray[PARAM_STALL_FORCE1] = paramArray[PARAM_STALL_FORCE2] = paramArray[PARAM_STALL_FORCE3] = 0;
+    } else if (t2 == 0) {
+        paramArray[PARAM_STALL_FORCE2] = paramArray[PARAM_STALL_FORCE3] = 0;
+    } else if (t3 == 0) {
+        paramArray[PARAM_STALL_FORCE3] = 0;
+    }
+
+    paramArray[PARAM_ARM_DIR] = panel_get_checked(PanelCheck::Direction) ? 1 : 0;
+
+    bool from_panel[PARAM_COUNT] = {};
+    for (PanelEntry e : PLAIN_ENTRIES)
+        from_panel[panel_entry_row(e)] = true;
+    for (int r : STALL_TIME_ROWS)
+        from_panel[r] = true;
+    from_panel[PARAM_ARM_DIR] = true;
+    for (int i = 0; i < PARAM_COUNT; ++i)
+        if (!from_panel[i]) paramArray[i] = parameterValues[i];
+
+    for (int i = 0; i < PARAM_COUNT; ++i)
+        dbg_log("[Debug] paramArray[%d] =  %d\n", i, paramArray[i]);
+    return PARAM_COUNT;
+}
+
+void params_reset() {
+    memset(defaultValues, 0, sizeof defaultValues);
+    memset(parameterValues, 0, sizeof parameterValues);
+    memset(paramArray, 0, sizeof paramArray);
+    memset(parmeterBuff, 0, sizeof parmeterBuff);
+    memset(g_param_image, 0, sizeof g_param_image);
+    parameterSource = PARAM_SOURCE_NONE;
+    g_pack = PackState{};
+}

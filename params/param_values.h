@@ -1,0 +1,75 @@
+/**
+ * The parameter arrays and the four conversions between the register block and the panel:
+ *
+ *   parmeterBuff / working image --unpack--> parameterValues --update_par--> panel
+ *   panel --getParametersFromUI--> paramArray --prepare-for-write (int2Byte)--> parmeterBuff
+ *
+ * All state here is process-wide, as the rest of the program shares it: the protocol layer fills
+ * parmeterBuff from a read and sets the parameter source, the text files read and write it.
+ */
+#pragma once
+
+#include "params/param_table.h"
+
+#include <cstdint>
+
+/* Factory defaults, loaded once from the table (params_load_defaults). */
+extern int32_t defaultValues[PARAM_COUNT];
+
+/* The working values: unpacked from the working image, shown by the panel. */
+extern int32_t parameterValues[PARAM_COUNT];
+
+/* The values gathered from the panel just before a write or a save (area of 100). */
+extern int32_t paramArray[PARAM_ARRAY_SIZE];
+
+/* The register block as last read, imported or packed (bytes 0..34; room for the copies of 36).
+ * The name's spelling is the one the whole program uses. */
+extern uint8_t parmeterBuff[PARAM_IMAGE_SIZE];
+
+/* Scratch copy of the block that unpacking reads and packing writes. */
+extern uint8_t g_param_image[PARAM_IMAGE_SIZE];
+
+/* Where the parameters on screen came from; decides how write and save work. */
+enum ParameterSourceKind : int32_t {
+    PARAM_SOURCE_NONE = 0,     /* nothing read or imported yet */
+    PARAM_SOURCE_BLOCK = 1,    /* block-family frame or a ConfigBuffer file */
+    PARAM_SOURCE_REGISTER = 2, /* register-family replies or a JVN file */
+};
+extern int32_t parameterSource;
+
+/* Fills defaultValues from the table and logs each entry, the first time only; returns true
+ * when it loaded them now. */
+bool params_load_defaults();
+
+/* Start-up pass over all 46 registers: packs all-zero values into a cleared working image and
+ * unpacks it into parameterValues (the panel keeps showing the defaults). */
+void params_startup_registers();
+
+/* Value of one row read from an image (big-endian over its masked bits); 0 for a bad row. */
+int32_t params_unpack_value(const uint8_t* image, int row);
+
+/* Writes entries 0..count-1 of parameterValues from the working image. */
+void params_unpack(int count);
+
+/* Packs the first count values of parameterValues into image (at least PARAM_IMAGE_SIZE bytes)
+ * with the fixed rules of the shared bytes. */
+void int2Byte(uint8_t* image, int count);
+
+/* Highest image byte index met by int2Byte so far (block length bookkeeping); -1 before any. */
+int params_packed_high_byte();
+
+/* Copies byteCount bytes of paramArray into parameterValues (at most the 46 values), packs them
+ * over a copy of parmeterBuff and merges every byte a row uses back into parmeterBuff. */
+void params_prepare_write(int byteCount);
+
+/* Shows count values (46) in the panel. Clamps rows 0, 1 (255), 2, 4..7 (4096) and the stall
+ * times 8, 36, 37 (100) in the array itself; sets the level boxes and groups from the stall
+ * times and the direction box from row 31. */
+void update_par(int32_t* values, int count);
+
+/* Fills paramArray from the panel (unshown rows from parameterValues), logs it; returns 46. */
+int getParametersFromUI();
+
+/* Back to the state of a fresh process (all arrays zero, source 0, defaults not loaded); tests
+ * call it between cases. */
+void params_reset();

@@ -1,0 +1,46 @@
+#include "ui/field_range.h"
+
+#include "common/date_rules.h"
+#include "common/lang.h"
+#include "common/text_format.h"
+#include "params/panel_fields.h"
+#include "params/panel_lvgl.h"
+#include "ui/screen.h"
+
+namespace {
+constexpr size_t RANGE_MESSAGE_SIZE = 50;
+char g_range_message[RANGE_MESSAGE_SIZE];
+
+int32_t field_int(lv_obj_t* ta) {
+    if (ta == nullptr) return 0;
+    return params_parse_int(lv_textarea_get_text(ta), nullptr);
+}
+} // namespace
+
+bool field_range(const lv_obj_t* obj, int32_t* min, int32_t* max) {
+    if (obj == nullptr) return false;
+    int32_t lo = 0, hi = 0;
+    if (obj == ui_year_input) {
+        lo = FIELD_YEAR_MIN;
+        hi = FIELD_YEAR_MAX;
+    } else if (obj == ui_month_input) {
+        hi = FIELD_MONTH_MAX;
+    } else if (obj == ui_day_input) {
+        const int32_t year = field_int(ui_year_input);
+        const int32_t month = field_int(ui_month_input);
+        const bool date_known = year >= FIELD_YEAR_MIN && year <= FIELD_YEAR_MAX && month <= FIELD_MONTH_MAX;
+        hi = date_known ? days_in_month(year, month) : 31;
+    } else if (!param_field_range(obj, &lo, &hi)) {
+        return false;
+    }
+    if (min != nullptr) *min = lo;
+    if (max != nullptr) *max = hi;
+    return true;
+}
+
+const char* field_range_message(int32_t min, int32_t max) {
+    text_format(g_range_message, sizeof g_range_message,
+                lang_by_flag("Please enter a number between %d and %d", "请输入 %d-%d 之间的数字"),
+                static_cast<int>(min), static_cast<int>(max));
+    return g_range_message;
+}
