@@ -61,6 +61,15 @@ class FontTests(unittest.TestCase):
             self.assertIn(".bitmap_format = 0,", text)  # uncompressed
             self.assertIn(".kern_dsc = NULL,", text)
 
+    def test_four_blanks_make_room_for_an_entry_placed_20_px_back(self):
+        # Captions such as "最小角度    " end in four blanks; the parameter entry sits 20 px
+        # back into them, so four blanks must be at least 20 px wide (LVGL rounds each
+        # advance, given in 1/16 px, to whole pixels).
+        for name in METRICS:
+            adv = int(re.search(r"id = 0 reserved \*/,\n    \{\.bitmap_index = 0, \.adv_w = (\d+)",
+                                read(font_path(name))).group(1))
+            self.assertGreaterEqual(4 * ((adv + 8) // 16), 20, name)
+
     def test_all_fonts_share_one_character_set(self):
         sets = [[cps for _, cps, _ in fontset.parse_cmaps(read(font_path(n)))]
                 for n in METRICS]

@@ -5,7 +5,7 @@ patch and a check of the generated LVGL font sources.
   fontset.py fonts                    name, pixel size, line height, base line
   fontset.py ranges CHARSET           six lv_font_conv range arguments, one a line
   fontset.py split TTC OTF            extract Noto Sans CJK SC from the collection
-  fontset.py patch FONT.c LH BL       set line_height / base_line
+  fontset.py patch FONT.c LH BL SIZE  set line_height / base_line / space width
   fontset.py check CHARSET FONT.c...  verify cmaps, character count, metrics
 """
 import re
@@ -89,8 +89,25 @@ def cmd_split(ttc, otf):
     sys.exit(f"{ttc}: no NotoSansCJKsc-Regular inside")
 
 
-def cmd_patch(path, line_height, base_line):
+def space_advance(size):
+    """Advance of U+0020 in 1/16 px: a third of the size. The typeface's own space (0.22 em) is
+    narrower than the program's layout assumes: captions such as "最小角度    " carry trailing
+    blanks into which their entry field is placed 20 px back."""
+    return round(size * 16 / 3)
+
+
+def patch_space(text, size):
+    # glyph id 1 is U+0020, the first character of the first cmap
+    text, n = re.subn(r"(/\* id = 0 reserved \*/,\n    \{\.bitmap_index = 0, \.adv_w = )\d+",
+                      lambda m: m.group(1) + str(space_advance(size)), text, count=1)
+    if n != 1:
+        sys.exit("space glyph not found")
+    return text
+
+
+def cmd_patch(path, line_height, base_line, size):
     text = open(path, encoding="utf-8").read()
+    text = patch_space(text, int(size))
     text, n1 = re.subn(r"\.line_height = -?\d+,", f".line_height = {line_height},", text)
     text, n2 = re.subn(r"\.base_line = -?\d+,", f".base_line = {base_line},", text)
     # LVGL 9 added these two fields; lv_font_conv 1.5.3 leaves them out.  Zero

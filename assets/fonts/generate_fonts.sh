@@ -39,7 +39,7 @@ while read -r name size line_height base_line; do
         --lv-include lvgl.h --lv-font-name "$name" -o "$name.c" </dev/null)
     mv "$build/$name.c" "$out"
     # lv_font_conv writes the typeface's own metrics; the program needs fixed ones.
-    "$py" "$here/fontset.py" patch "$out" "$line_height" "$base_line"
+    "$py" "$here/fontset.py" patch "$out" "$line_height" "$base_line" "$size"
 done < <("$py" "$here/fontset.py" fonts)
 
 "$py" "$here/fontset.py" check "$here/charset.txt" "$here"/font_{theme,button,aux,text}.c
