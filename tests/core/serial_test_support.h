@@ -15,6 +15,7 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <functional>
+#include <map>
 #include <poll.h>
 #include <pty.h>
 #include <string>
@@ -173,7 +174,9 @@ public:
             dev_dir = root_ + "/sys/devices/pnp0/00:00/" + name;
         else
             dev_dir = root_ + "/sys/devices/virtual";
+        if (bus == Virtual) dev_dir += "/" + name;
         const std::string tty_dir = dev_dir + "/tty/" + name;
+        device_dirs_[name] = dev_dir;
         std::filesystem::create_directories(tty_dir);
         if (bus != Virtual) std::filesystem::create_directory_symlink("../..", tty_dir + "/device");
         std::filesystem::create_directory_symlink(std::filesystem::relative(tty_dir, sys()), sys() + "/" + name);
@@ -185,15 +188,17 @@ public:
         }
     }
 
-    /* The adapter is pulled: its node goes first, then its class entry. */
+    /* The adapter is pulled: its node goes first, then its class entry and its device. */
     void remove(const std::string& name) {
         std::error_code ec;
         std::filesystem::remove(node(name), ec);
         std::filesystem::remove(sys() + "/" + name, ec);
+        std::filesystem::remove_all(device_dirs_[name], ec);
     }
 
 private:
     std::string root_;
+    std::map<std::string, std::string> device_dirs_;
 };
 
 } // namespace serial_test
