@@ -7,7 +7,10 @@
  *  - the cheap check between scans: one inotify descriptor watching both directories for
  *    entries coming and going. A kept scan is reused until an event arrives or 50 ms pass, so a
  *    system that sends no events (sysfs never does; some /dev setups don't either) still sees
- *    an adapter within 50 ms.
+ *    an adapter within 50 ms;
+ *  - cheap scans: resolving an entry's device link is what costs (some 15 us each, with 60-odd
+ *    virtual terminals listed), so each name's verdict is kept while the name stays listed. A
+ *    name belongs to one driver, so it cannot change bus without leaving the list first.
  */
 #include "serial/Serial.h"
 #include "serial/discovery.h"
@@ -27,6 +30,7 @@
 #include <sys/inotify.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <unordered_map>
 #include <vector>
 
 namespace {
@@ -34,6 +38,8 @@ namespace {
 constexpr const char* SYSTEM_TTY_CLASS_ROOT = "/sys/class/tty";
 constexpr const char* SYSTEM_DEV_ROOT = "/dev";
 constexpr uint32_t WATCH_MASK = IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO | IN_DELETE_SELF | IN_MOVE_SELF;
+
+typedef std::unordered_map<std::string, bool> UsbVerdicts; /* entry name -> its device is on USB */
 
 struct DiscoveryState {
     std::string sys_root = SYSTEM_TTY_CLASS_ROOT;
@@ -44,6 +50,7 @@ struct DiscoveryState {
     bool scanned = false;
     uint32_t last_scan_ms = 0;
     int count = 0; /* portCount of the kept scan; portNames still hold its names */
+    UsbVerdicts usb_by_name; /* of the names listed by the last scan */
 };
 
 DiscoveryState g_disc;
@@ -115,9 +122,8 @@ bool is_usb_device(const std::string& sys_root, const char* name) {
     return strstr(resolved, "USB") != nullptr || strstr(resolved, "VID_") != nullptr;
 }
 
-} // namespace
-
-int enumerate_com_ports_in(const char* sys_root, const char* dev_root) {
+/* One scan into portNames/portCount; verdicts are taken from `known` and replaced by this scan's. */
+int scan_ports(const char* sys_root, const char* dev_root, UsbVerdicts& known) {
     portCount = 0;
     if (sys_root == nullptr || dev_root == nullptr) return 0;
     DIR* dir = opendir(sys_root);
@@ -126,16 +132,21 @@ int enumerate_com_ports_in(const char* sys_root, const char* dev_root) {
         return 0;
     }
     std::vector<std::string> found;
+    UsbVerdicts listed;
     const std::string sys(sys_root);
     while (const dirent* e = readdir(dir)) {
         if (strncmp(e->d_name, "tty", 3) != 0) continue; /* the naming rule of serial ports */
-        if (!is_usb_device(sys, e->d_name)) continue;
+        const auto kept = known.find(e->d_name);
+        const bool usb = kept != known.end() ? kept->second : is_usb_device(sys, e->d_name);
+        listed.emplace(e->d_name, usb);
+        if (!usb) continue;
         const std::string node = std::string(dev_root) + "/" + e->d_name;
         struct stat st;
         if (stat(node.c_str(), &st) != 0) continue; /* not (or no longer) in the device directory */
         found.push_back(node);
     }
     closedir(dir);
+    known.swap(listed);
 
     std::sort(found.begin(), found.end(), natural_less);
     for (const std::string& node : found) {
@@ -147,12 +158,19 @@ int enumerate_com_ports_in(const char* sys_root, const char* dev_root) {
     return portCount >= 1 ? 1 : 0;
 }
 
+} // namespace
+
+int enumerate_com_ports_in(const char* sys_root, const char* dev_root) {
+    UsbVerdicts none;
+    return scan_ports(sys_root, dev_root, none);
+}
+
 int enumerate_com_ports() {
     if (!g_disc.watch_ready) watch_open();
     const uint32_t now = clock_ms32();
     const bool notified = watch_changed();
     if (!g_disc.scanned || notified || clock_elapsed32(now, g_disc.last_scan_ms) >= DISCOVERY_RESCAN_MS) {
-        enumerate_com_ports_in(g_disc.sys_root.c_str(), g_disc.dev_root.c_str());
+        scan_ports(g_disc.sys_root.c_str(), g_disc.dev_root.c_str(), g_disc.usb_by_name);
         g_disc.count = portCount;
         g_disc.scanned = true;
         g_disc.last_scan_ms = now;
@@ -168,6 +186,7 @@ void discovery_set_roots(const char* sys_root, const char* dev_root, bool watch)
     g_disc.dev_root = dev_root != nullptr ? dev_root : SYSTEM_DEV_ROOT;
     g_disc.watch = watch;
     g_disc.scanned = false;
+    g_disc.usb_by_name.clear();
 }
 
 void discovery_invalidate() { g_disc.scanned = false; }

@@ -219,7 +219,8 @@ PortIoResult port_write(port_handle_t h, const uint8_t* data, uint32_t n, uint32
         if (w < 0) {
             if (errno != EAGAIN && errno != EINTR) return io_result(PortIoStatus::ResultFailed, done, errno);
             /* Ready without taking bytes: a hang-up that the write did not report; stop here. */
-            if ((p.revents & (POLLERR | POLLHUP)) != 0) return io_result(PortIoStatus::WaitFailed, done, EIO, p.revents);
+            if ((p.revents & (POLLERR | POLLHUP)) != 0)
+                return io_result(PortIoStatus::WaitFailed, done, EIO, p.revents);
             continue;
         }
         done += static_cast<uint32_t>(w);

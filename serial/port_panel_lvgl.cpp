@@ -25,7 +25,8 @@ int port_list_selected() {
 }
 
 void port_list_select(int index) {
-    if (ui_port_dropdown != nullptr && index >= 0) lv_dropdown_set_selected(ui_port_dropdown, static_cast<uint32_t>(index));
+    if (ui_port_dropdown != nullptr && index >= 0)
+        lv_dropdown_set_selected(ui_port_dropdown, static_cast<uint32_t>(index));
 }
 
 int port_list_option_count() {

@@ -27,7 +27,9 @@ protected:
         serial_ports_reset();
         lang_reset();
     }
-    static uint32_t bg(lv_obj_t* obj) { return lv_color_to_u32(lv_obj_get_style_bg_color(obj, LV_PART_MAIN)) & 0xFFFFFF; }
+    static uint32_t bg(lv_obj_t* obj) {
+        return lv_color_to_u32(lv_obj_get_style_bg_color(obj, LV_PART_MAIN)) & 0xFFFFFF;
+    }
     static std::string options() { return lv_dropdown_get_options(ui_port_dropdown); }
     static void set_ports(std::initializer_list<const char*> names) {
         portCount = 0;
