@@ -50,7 +50,6 @@ public:
     PtyPair& operator=(const PtyPair&) = delete;
 
     const std::string& path() const { return path_; }
-    int master() const { return master_; }
 
     /* The servo sends bytes. */
     void send(const std::vector<uint8_t>& bytes) {

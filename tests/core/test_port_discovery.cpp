@@ -1,7 +1,6 @@
 /* Port discovery over a built sysfs/dev tree, and the port list it feeds. */
 #include "serial/Serial.h"
 #include "serial/discovery.h"
-#include "serial/port_panel.h"
 #include "tests/core/serial_test_support.h"
 #include "tests/fakes/common/log_capture.h"
 #include "tests/fakes/core/fake_port_panel.h"
@@ -64,19 +63,12 @@ TEST_F(PortDiscoveryTest, no_usb_port_or_no_class_directory_gives_none) {
     EXPECT_TRUE(log.contains("[ERROR] SetupDiGetClassDevs failed, error: 2"));
 }
 
-TEST_F(PortDiscoveryTest, the_default_port_is_the_first_one) {
-    tree.add("ttyUSB3", PortTree::Usb);
-    tree.add("ttyUSB2", PortTree::Usb);
-    EXPECT_EQ(discover_ports(), 1);
-    EXPECT_EQ(portCount, 2);
-    EXPECT_EQ(autoPortIndex, 0);
-    EXPECT_EQ(std::string(portNames[0]), tree.node("ttyUSB2"));
-}
-
 TEST_F(PortDiscoveryTest, a_port_that_comes_or_goes_is_seen_at_the_next_look) {
     EXPECT_EQ(discover_ports(), 0);
+    EXPECT_EQ(autoPortIndex, -1);
     tree.add("ttyUSB0", PortTree::Usb);
     EXPECT_EQ(discover_ports(), 1) << "no time has passed: the change notification must carry it";
+    EXPECT_EQ(autoPortIndex, 0);
     tree.remove("ttyUSB0");
     EXPECT_EQ(discover_ports(), 0);
 }
@@ -92,44 +84,6 @@ TEST_F(PortDiscoveryTest, without_change_notifications_a_new_port_is_found_withi
     }
     EXPECT_EQ(portCount, 1);
     EXPECT_LE(waited, 100u);
-}
-
-TEST_F(PortDiscoveryTest, list_ends_with_an_empty_option_and_keeps_the_selected_port) {
-    tree.add("ttyUSB0", PortTree::Usb);
-    tree.add("ttyUSB1", PortTree::Usb);
-    discover_ports();
-    updateddListWithoutOpen();
-    EXPECT_EQ(fake_port_panel().options, tree.node("ttyUSB0") + "\n" + tree.node("ttyUSB1") + "\n");
-    EXPECT_EQ(port_list_option_count(), 3);
-    EXPECT_TRUE(log.contains("[debug]updateddListWithoutOpen() serial_count: 1"));
-
-    port_list_select(1);
-    tree.add("ttyACM0", PortTree::Usb); /* sorts before the selected port */
-    discover_ports();
-    updateddListWithoutOpen();
-    EXPECT_EQ(fake_port_panel().selected, 2);
-    char text[PORT_SELECTED_TEXT_SIZE];
-    port_list_selected_text(text, sizeof text);
-    EXPECT_EQ(std::string(text), tree.node("ttyUSB1"));
-
-    tree.remove("ttyUSB1");
-    discover_ports();
-    updateddListWithoutOpen();
-    EXPECT_EQ(fake_port_panel().selected, 0) << "the remembered port is gone";
-}
-
-TEST_F(PortDiscoveryTest, no_port_leaves_a_single_blank_option_and_the_flag_drives_the_language_button) {
-    discover_ports();
-    noDeviceFlag = 1;
-    updateddListWithoutOpen();
-    EXPECT_EQ(fake_port_panel().options, " ");
-    EXPECT_TRUE(fake_port_panel().lang_disabled);
-    EXPECT_TRUE(log.contains("[debug]updateddListWithoutOpen() Current number of ports: -1"));
-    EXPECT_TRUE(log.contains("[debug]updateddListWithoutOpen() len: 0"));
-
-    noDeviceFlag = 0;
-    updateddListWithoutOpen();
-    EXPECT_FALSE(fake_port_panel().lang_disabled);
 }
 
 TEST_F(PortDiscoveryTest, more_ports_than_the_list_text_holds_are_cut_not_overflowed) {

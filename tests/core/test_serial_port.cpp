@@ -8,8 +8,6 @@
 #include "tests/fakes/common/fake_platform.h"
 #include "tests/fakes/common/log_capture.h"
 
-#include <gtest/gtest.h>
-
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -30,10 +28,7 @@ protected:
     void TearDown() override {
         if (port_handle_valid(g_comm.hCom)) SerialClose();
     }
-    void open_port() {
-        ASSERT_NE(SerialOpen(0, pty.path().c_str()), PORT_HANDLE_NONE);
-        ASSERT_TRUE(port_handle_valid(g_io_handle));
-    }
+    void open_port() { ASSERT_NE(SerialOpen(0, pty.path().c_str()), PORT_HANDLE_NONE); }
     int fd() const { return static_cast<int>(g_io_handle.load()); }
     bool log_has(const std::string& text) const { return log.contains(text); }
 
@@ -71,20 +66,14 @@ TEST_F(SerialPortTest, open_sets_115200_8n2_raw_and_starts_the_notifier) {
     open_port();
     termios t;
     ASSERT_EQ(tcgetattr(fd(), &t), 0);
-    EXPECT_EQ(cfgetispeed(&t), static_cast<speed_t>(B115200));
-    EXPECT_EQ(cfgetospeed(&t), static_cast<speed_t>(B115200));
-    EXPECT_EQ(t.c_cflag & CSIZE, static_cast<tcflag_t>(CS8));
-    EXPECT_NE(t.c_cflag & CSTOPB, 0u);
-    EXPECT_EQ(t.c_cflag & PARENB, 0u);
-    EXPECT_EQ(t.c_cflag & (CLOCAL | CREAD), static_cast<tcflag_t>(CLOCAL | CREAD));
-    EXPECT_EQ(t.c_lflag & (ICANON | ECHO | ISIG), 0u);
-    EXPECT_EQ(t.c_iflag & (IXON | ICRNL), 0u);
+    EXPECT_EQ(cfgetispeed(&t), speed_t(B115200));
+    EXPECT_EQ(cfgetospeed(&t), speed_t(B115200));
+    EXPECT_EQ(t.c_cflag & (CSIZE | CSTOPB | PARENB | CLOCAL | CREAD), tcflag_t(CS8 | CSTOPB | CLOCAL | CREAD));
+    EXPECT_EQ(t.c_lflag & (ICANON | ECHO | ISIG), 0u) << "raw: bytes pass untouched";
     EXPECT_EQ(t.c_oflag & OPOST, 0u);
 
     EXPECT_EQ(count_threads(), threads_before + 1);
-    EXPECT_EQ(g_comm.threadRunning.load(), 1);
     EXPECT_TRUE(log_has("[SerialOpen] Opened hCom: "));
-    EXPECT_TRUE(log_has("[SerialOpen] Opened hThreadEvent: "));
     EXPECT_TRUE(log_has("[Information]Exiting SerialOpen, hThreadEvent: "));
     EXPECT_TRUE(fake_platform().message_boxes.empty());
 }
@@ -92,9 +81,6 @@ TEST_F(SerialPortTest, open_sets_115200_8n2_raw_and_starts_the_notifier) {
 TEST_F(SerialPortTest, open_keeps_other_users_out_until_closed) {
     ASSERT_EQ(open_errno_as_other_user(pty.path()), 0) << "the other user must be able to open a free port";
     open_port();
-    int exclusive = 0;
-    ASSERT_EQ(ioctl(fd(), TIOCGEXCL, &exclusive), 0);
-    EXPECT_EQ(exclusive, 1);
     const int refused = open_errno_as_other_user(pty.path());
     if (refused == 255) GTEST_SKIP() << "cannot change user here";
     EXPECT_EQ(refused, EBUSY);
@@ -115,7 +101,7 @@ TEST_F(SerialPortTest, port_held_by_another_program_shows_the_box_once_until_the
     EXPECT_TRUE(log_has("[warning] hCom Failed: "));
 
     EXPECT_EQ(SerialOpen(0, pty.path().c_str()), PORT_HANDLE_NONE);
-    EXPECT_EQ(fake_platform().message_boxes.size(), 1u);
+    EXPECT_EQ(fake_platform().message_boxes.size(), 1u) << "once until the latch is cleared";
     openErrorShown = 0;
     EXPECT_EQ(SerialOpen(0, pty.path().c_str()), PORT_HANDLE_NONE);
     EXPECT_EQ(fake_platform().message_boxes.size(), 2u);
@@ -127,17 +113,10 @@ TEST_F(SerialPortTest, port_held_by_another_program_shows_the_box_once_until_the
 
 TEST_F(SerialPortTest, open_device_checks_the_index_and_marks_a_failed_open) {
     portCount = 1;
-    snprintf(portNames[0], PORT_NAME_SIZE, "%s", pty.path().c_str());
     autoPortIndex = 0;
     EXPECT_EQ(OpenDevice(-1), 0);
     EXPECT_EQ(OpenDevice(1), 0);
-    EXPECT_EQ(autoPortIndex, 0);
-    EXPECT_FALSE(port_handle_valid(g_io_handle));
-
-    EXPECT_EQ(OpenDevice(0), 1);
-    EXPECT_EQ(g_io_handle.load(), g_comm.hCom);
-    EXPECT_TRUE(log_has("[Success] File: comHandle: OpenDevice(): Open Device successfully!"));
-    SerialClose();
+    EXPECT_EQ(autoPortIndex, 0) << "an index out of range changes nothing";
 
     snprintf(portNames[0], PORT_NAME_SIZE, "/nonexistent/ttyUSB9");
     EXPECT_EQ(OpenDevice(0), 0);
@@ -146,7 +125,9 @@ TEST_F(SerialPortTest, open_device_checks_the_index_and_marks_a_failed_open) {
     EXPECT_EQ(fake_platform().message_boxes.size(), 1u);
 }
 
-TEST_F(SerialPortTest, write_sends_every_byte_and_logs_dump_and_completion) {
+TEST_F(SerialPortTest, write_sends_every_byte_once_open_and_nothing_before) {
+    EXPECT_EQ(SerialWrite(kRequest.data(), 4), -1);
+    EXPECT_TRUE(log_has("Data to send (4 bytes): 81 00 00 81 "));
     open_port();
     EXPECT_EQ(SerialWrite(kRequest.data(), 4), 4);
     EXPECT_EQ(pty.receive(4), kRequest);
@@ -157,15 +138,6 @@ TEST_F(SerialPortTest, write_sends_every_byte_and_logs_dump_and_completion) {
     log.clear();
     EXPECT_EQ(SerialWrite(kRequest.data(), 0), 0);
     EXPECT_TRUE(log_has("Complete write, expected=0, actual=0"));
-}
-
-TEST_F(SerialPortTest, write_on_a_closed_port_returns_minus_1_after_the_dump) {
-    EXPECT_EQ(SerialWrite(kRequest.data(), 4), -1);
-    EXPECT_TRUE(log_has("Data to send (4 bytes): 81 00 00 81 "));
-    EXPECT_EQ(g_serial_sending, 0);
-    open_port();
-    SerialClose();
-    EXPECT_EQ(SerialWrite(kRequest.data(), 4), -1);
 }
 
 TEST_F(SerialPortTest, write_while_a_write_is_outstanding_gives_up_after_50_retries) {
@@ -194,14 +166,6 @@ TEST_F(SerialPortTest, write_that_the_line_cannot_take_times_out_after_a_second)
     EXPECT_LE(dump_length, 512u);
 }
 
-TEST_F(SerialPortTest, write_to_a_hung_up_port_is_refused_at_once) {
-    open_port();
-    pty.hang_up();
-    EXPECT_EQ(SerialWrite(kRequest.data(), 4), -3);
-    EXPECT_TRUE(log_has("[Error] SerialWrite: WriteFile failed, error=5"));
-    EXPECT_EQ(g_serial_sending, 0);
-}
-
 TEST_F(SerialPortTest, port_failing_during_the_wait_returns_minus_4) {
     open_port();
     const std::vector<uint8_t> big(64 * 1024, 0x55);
@@ -223,7 +187,6 @@ TEST_F(SerialPortTest, write_whose_wait_cannot_be_prepared_returns_minus_2) {
     EXPECT_EQ(SerialWrite(kRequest.data(), 4), -2);
     dup2(saved, fd());
     close(saved);
-    EXPECT_EQ(g_serial_sending, 0);
     EXPECT_EQ(SerialWrite(kRequest.data(), 4), 4);
 }
 
@@ -238,19 +201,12 @@ TEST_F(SerialPortTest, close_stops_the_thread_frees_the_port_and_a_second_close_
     SerialClose();
     EXPECT_EQ(count_open_fds(), fds_before);
     EXPECT_EQ(count_threads(), threads_before);
-    EXPECT_EQ(g_comm.hThreadEvent, nullptr);
-    EXPECT_EQ(g_comm.hCom, PORT_HANDLE_INVALID);
     EXPECT_EQ(g_io_handle.load(), PORT_HANDLE_INVALID);
+    EXPECT_EQ(SerialWrite(kRequest.data(), 4), -1);
     EXPECT_EQ(rxWriteIndex, 0);
     EXPECT_EQ(rxReadIndex, 0);
     EXPECT_EQ(rxRing[0], 0);
-    const std::vector<std::string> order = {"[SerialClose] Entering SerialClose", "[SerialClose] Closed hThreadEvent",
-                                            "[SerialClose] Closed hCom", "[SerialClose] Exiting SerialClose",
-                                            "[Information] Exiting ResetComState()"};
-    size_t next = 0;
-    for (const std::string& line : log.lines())
-        if (next < order.size() && line.find(order[next]) != std::string::npos) ++next;
-    EXPECT_EQ(next, order.size());
+    EXPECT_TRUE(log_has("[SerialClose] Closed hCom"));
 
     log.clear();
     SerialClose();
@@ -271,6 +227,7 @@ TEST_F(SerialPortTest, adapter_vanishing_while_open_neither_spins_nor_leaks) {
     EXPECT_TRUE(log_has("[Error] SerialHandle: ClearCommError失败, 错误码=5 (串口设备未就绪)"));
     EXPECT_EQ(rxNotifyPending.load(), 0);
     EXPECT_EQ(SerialWrite(kRequest.data(), 4), -3);
+    EXPECT_TRUE(log_has("[Error] SerialWrite: WriteFile failed, error=5"));
 
     SerialClose();
     EXPECT_EQ(count_open_fds(), fds_before - 1); /* the test's own end of the line is gone too */

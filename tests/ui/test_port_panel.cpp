@@ -56,7 +56,7 @@ TEST_F(PortPanelTest, opened_look_is_yellow_with_a_grey_locked_list_and_closed_l
     EXPECT_NE(bg(ui_port_dropdown), 0xE6E6E6u) << "the grey style goes with the closed look";
 }
 
-TEST_F(PortPanelTest, captions_follow_port_state_and_language) {
+TEST_F(PortPanelTest, captions_follow_port_state_and_language_and_the_language_button) {
     relabel_port_panel();
     EXPECT_EQ(headless_label_text(ui_port_label), "  串  口   ");
     EXPECT_EQ(headless_label_text(ui_port_button), "#000000 打开端口#");
@@ -68,16 +68,9 @@ TEST_F(PortPanelTest, captions_follow_port_state_and_language) {
     EXPECT_EQ(headless_label_text(ui_port_label), "Serial Port");
     EXPECT_EQ(headless_label_text(ui_port_button), "#000000 Close Port#");
     isSerialOpen = 0;
-    relabel_port_panel();
-    EXPECT_EQ(headless_label_text(ui_port_button), "#000000 Open Port#");
-}
-
-TEST_F(PortPanelTest, language_button_relabels_the_port_panel) {
-    headless_click_obj(ui_lang_button);
-    EXPECT_EQ(headless_label_text(ui_port_label), "Serial Port");
-    EXPECT_EQ(headless_label_text(ui_port_button), "#000000 Open Port#");
-    headless_click_obj(ui_lang_button);
+    headless_click_obj(ui_lang_button); /* back to Chinese through the button */
     EXPECT_EQ(headless_label_text(ui_port_label), "  串  口   ");
+    EXPECT_EQ(headless_label_text(ui_port_button), "#000000 打开端口#");
 }
 
 TEST_F(PortPanelTest, port_list_shows_each_port_then_an_empty_option_and_keeps_the_selection) {
@@ -94,16 +87,23 @@ TEST_F(PortPanelTest, port_list_shows_each_port_then_an_empty_option_and_keeps_t
     port_list_selected_text(text, sizeof text);
     EXPECT_STREQ(text, "/dev/ttyUSB1");
 
+    set_ports({"/dev/ttyACM0", "/dev/ttyUSB0"});
+    updateddListWithoutOpen();
+    EXPECT_EQ(lv_dropdown_get_selected(ui_port_dropdown), 0u) << "the remembered port is gone";
+
     set_ports({});
     updateddListWithoutOpen();
     EXPECT_EQ(options(), " ");
 }
 
-TEST_F(PortPanelTest, port_button_without_a_port_shows_the_error_box) {
+TEST_F(PortPanelTest, port_button_without_a_port_shows_the_error_box_in_the_current_language) {
     headless_click_obj(ui_port_button);
-    ASSERT_EQ(headless_msgbox_count(), 1);
+    ui_language_chinese = 0;
+    headless_click_obj(ui_port_button);
+    ASSERT_EQ(headless_msgbox_count(), 2);
     EXPECT_EQ(headless_msgbox_title(headless_msgbox(0)), "错误");
     EXPECT_EQ(headless_msgbox_text(headless_msgbox(0)), "打开串口失败!");
+    EXPECT_EQ(headless_msgbox_text(headless_msgbox(1)), "Failed to open serial port!");
     EXPECT_EQ(isSerialOpen, 0);
 }
 
