@@ -60,18 +60,16 @@ void port_button_set_caption(const char* text) {
 }
 
 void relabel_port_panel() {
-    const bool zh = ui_language_chinese == 1;
     if (ui_port_label != nullptr) {
         lv_obj_set_style_text_font(ui_port_label, &font_button, 0);
-        lv_label_set_text(ui_port_label, zh ? "  串  口   " : "Serial Port");
-        lv_obj_align(ui_port_label, LV_ALIGN_LEFT_MID, zh ? -10 : 5, 0);
+        lv_label_set_text(ui_port_label, lang_by_flag("Serial Port", "  串  口   "));
+        lv_obj_align(ui_port_label, LV_ALIGN_LEFT_MID, ui_language_chinese == 1 ? -10 : 5, 0);
     }
     if (ui_port_button_label != nullptr) {
         lv_obj_set_style_text_font(ui_port_button_label, &font_text, 0);
-        if (isSerialOpen == 1)
-            lv_label_set_text(ui_port_button_label, zh ? "#000000 关闭端口#" : "#000000 Close Port#");
-        else
-            lv_label_set_text(ui_port_button_label, zh ? "#000000 打开端口#" : "#000000 Open Port#");
+        lv_label_set_text(ui_port_button_label, isSerialOpen == 1
+                                                    ? lang_by_flag("#000000 Close Port#", "#000000 关闭端口#")
+                                                    : lang_by_flag("#000000 Open Port#", "#000000 打开端口#"));
     }
 }
 
