@@ -3,6 +3,8 @@
 #include "app/display_input.h"
 #include "common/clock.h"
 #include "common/debug_log.h"
+#include "serial/Serial.h"
+#include "serial/rx_ring.h"
 #include "ui/screen.h"
 
 #include "lvgl.h"
@@ -23,7 +25,10 @@ int app_create() {
 
 void app_tick() {
     lv_timer_handler();
+    hot_plug_check();
 }
 
 void app_serial_rx() {
+    SerialHandle();
+    rx_ring_drain(nullptr); /* FIXME: hand the bytes to the receive parser once it exists */
 }

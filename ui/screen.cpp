@@ -7,6 +7,7 @@
 #include "params/panel_lvgl.h"
 #include "params/param_values.h"
 #include "protocol/param_actions_lvgl.h"
+#include "serial/port_panel_lvgl.h"
 #include "ui/language.h"
 
 #include <cstdio>
@@ -249,6 +250,7 @@ void build_port_panel() {
     lv_obj_align_to(ui_port_button, ui_port_dropdown, LV_ALIGN_OUT_RIGHT_MID, 58, 0);
     ui_port_button_label = make_label(ui_port_button, start_text("#000000 Open Port#", "#000000 打开端口#"), &font_text);
     lv_obj_center(ui_port_button_label);
+    lv_obj_add_event_cb(ui_port_button, openSerial_event_handler, LV_EVENT_CLICKED, nullptr);
 }
 
 void build_parameter_containers() {

@@ -1,0 +1,251 @@
+#include "serial/Serial.h"
+
+#include "common/clock.h"
+#include "common/debug_log.h"
+#include "common/lang.h"
+#include "serial/comHandle.h"
+#include "serial/discovery.h"
+#include "serial/port_panel.h"
+
+#include <cstring>
+
+char portNames[MAX_PORTS][PORT_NAME_SIZE];
+int portCount = 0;
+char portDescriptions[MAX_PORTS][PORT_NAME_SIZE];
+int autoPortIndex = -1;
+
+int isSerialOpen = 0;
+int deviceDisconnected = 0;
+int noDeviceFlag = 0;
+int prevAutoPortIndex = -1;
+int oldPortCount = 0;
+uint32_t plugFirstSeenTick = 0;
+prompt_box_t noDeviceNotice = nullptr;
+prompt_box_t deviceRemovedNotice = nullptr;
+int d_cnt = 0;
+
+namespace {
+
+const char* caption_open_port() { return lang_by_flag("#000000 Open Port#", "#000000 打开端口#"); }
+const char* caption_close_port() { return lang_by_flag("#000000 Close Port#", "#000000 关闭端口#"); }
+
+void close_notice(prompt_box_t* notice) {
+    if (*notice == nullptr) return;
+    prompt_close(*notice);
+    *notice = nullptr;
+}
+
+/* Plug-in seen and debounced: rebuild the list and open the selected port, or close an open
+ * port (a new adapter while one is open closes it and does not reopen). */
+void handle_plug_in() {
+    if (d_cnt > 0) dbg_log("WM_TIME: d_cnt: %d\n", d_cnt);
+    noDeviceFlag = 0;
+    dbg_log("File:Serial: updateSerialPortList(); Open: %d\n", openErrorShown);
+    updateddListWithoutOpen();
+    dbg_log("updateSerialPortList(): before: isSerialOpen: %d\n", isSerialOpen);
+
+    if (autoPortIndex == -1) {
+        /* NOTE: cannot happen here (a port was just found); kept as the tool has it. */
+        noDeviceNotice = show_prompt_alert(lang_text("No Device Connection!", "没有设备连接!"));
+        noDeviceFlag = 1;
+    } else if (isSerialOpen == 0) {
+        if (OpenDevice(port_list_selected()) == 1) {
+            isSerialOpen = 1;
+            openErrorShown = 0;
+            port_ui_opened();
+            relabel_port_panel();
+            dbg_log("[Debug] updateSerialPortList():after: isSerialOpen: %d\n", isSerialOpen);
+            dbg_log("[Success] updateSerialPortList():Open_Device successfully!\n");
+        } else {
+            openErrorShown = 0; /* the next failed attempt shows the box again */
+            dbg_log("updateSerialPortList(): 打开串口失败\n");
+        }
+    } else {
+        SerialClose();
+        isSerialOpen = 0;
+        relabel_port_panel();
+        port_ui_closed();
+        dbg_log("[Success] updateSerialPortList():Close_Device successfully!\n");
+    }
+    deviceDisconnected = 1;
+    close_notice(&noDeviceNotice);
+    close_notice(&deviceRemovedNotice);
+    dbg_log("[warning] deviceDisconnected：%d \n", deviceDisconnected);
+}
+
+/* The last adapter is gone: close, show the empty list and tell the user. */
+void handle_removal() {
+    dbg_log("[warning] deviceDisconnected：%d 检测设备断开\n", deviceDisconnected);
+    SerialClose();
+    noDeviceFlag = 1;
+    updateddListWithoutOpen();
+    port_ui_closed();
+    port_button_set_caption(caption_open_port());
+    isSerialOpen = 0;
+    deviceDisconnected = 0;
+    deviceRemovedNotice = show_prompt_alert(lang_text("Device removed!", "设备已弹出 !"));
+}
+
+/* Fewer adapters than before: an open port is closed and the first remaining port reopened. */
+void handle_count_decrease(int newPortnumber) {
+    dbg_log("[Debug] newPortnumber < oldPortCount 检测设备数量减少\n");
+    dbg_log("[warning] deviceDisconnected: %d\n", deviceDisconnected);
+    if (isSerialOpen == 0) {
+        updateddListWithoutOpen();
+        return;
+    }
+    SerialClose();
+    isSerialOpen = 0;
+    updateddListWithoutOpen();
+    if (newPortnumber <= 0) return;
+    port_list_select(0);
+    if (OpenDevice(0) == 1) {
+        isSerialOpen = 1;
+        port_ui_opened();
+        port_button_set_caption(caption_close_port());
+        dbg_log("[warning]如果之前是连接状态，并且还有设备没有被占用，执行打开 deviceDisconnected: %d\n",
+                deviceDisconnected);
+    } else {
+        port_button_set_caption(caption_open_port());
+        port_ui_closed();
+        isSerialOpen = 0;
+        show_error("打开串口失败!"); /* Chinese whatever the language, as the tool has it */
+        dbg_log("[warning]如果之前是连接状态，并且还有设备但是被占用，执行关闭 deviceDisconnected: %d\n",
+                deviceDisconnected);
+    }
+}
+
+} // namespace
+
+int discover_ports() {
+    autoPortIndex = -1;
+    portCount = 0;
+    if (enumerate_com_ports() == 0) return 0;
+    for (int i = 0; i < portCount && autoPortIndex == -1; ++i) {
+        const char* d = portDescriptions[i];
+        if (strstr(d, "USB") != nullptr || strstr(d, "Vid_") != nullptr || strstr(d, "VID_") != nullptr)
+            autoPortIndex = i;
+    }
+    if (autoPortIndex == -1 && portCount >= 1) autoPortIndex = 0;
+    return portCount > 0 ? 1 : 0;
+}
+
+void updateddListWithoutOpen() {
+    dbg_log("[debug]updateddListWithoutOpen()\n");
+    char remembered[PORT_SELECTED_TEXT_SIZE];
+    port_list_selected_text(remembered, sizeof remembered);
+    dbg_log("[debug]updateddListWithoutOpen() serial_count: %d\n", port_list_option_count());
+
+    char options[PORT_OPTIONS_SIZE];
+    size_t len = 0;
+    options[0] = '\0';
+    for (int i = 0; i < portCount; ++i) {
+        const size_t name_len = strlen(portNames[i]);
+        if (len + name_len + 1 >= sizeof options) {
+            dbg_log("[warning]updateddListWithoutOpen() list full, %d of %d ports shown\n", i, portCount);
+            break;
+        }
+        memcpy(options + len, portNames[i], name_len);
+        len += name_len;
+        options[len++] = '\n';
+        options[len] = '\0';
+    }
+    port_list_set_options(options);
+
+    int selection = 0;
+    if (remembered[0] != '\0' && portCount >= 1) {
+        for (int i = 0; i < portCount; ++i) {
+            if (strstr(portNames[i], remembered) != nullptr) {
+                selection = i;
+                break;
+            }
+        }
+    }
+    if (port_list_selected() != selection) port_list_select(selection);
+
+    dbg_log("[debug]updateddListWithoutOpen() Current number of ports: %d\n", autoPortIndex);
+    if (portCount == 0) {
+        dbg_log("[debug]updateddListWithoutOpen() len: %d\n", 0);
+        port_list_set_options(" "); /* never an empty drop-down */
+    }
+    lang_button_set_disabled(noDeviceFlag == 1);
+}
+
+void hot_plug_check() {
+    const int newPortnumber = portCount;
+    const int autoPortIndexBefore = autoPortIndex;
+
+    discover_ports();
+    d_cnt = port_list_option_count();
+    const uint32_t now = clock_ms32();
+
+    if (prevAutoPortIndex == -1 && autoPortIndex != -1 && deviceDisconnected == 0) {
+        dbg_log("[Debug] deviceDisconnected：%d 检测设备接入\n", deviceDisconnected);
+        if (plugFirstSeenTick == 0) plugFirstSeenTick = now;
+        if (clock_elapsed32(now, plugFirstSeenTick) < PLUG_DEBOUNCE_MS) return; /* seen again next tick */
+        plugFirstSeenTick = 0;
+        handle_plug_in();
+    } else {
+        /* An adapter that went away during its debounce starts a fresh one when it comes back. */
+        if (autoPortIndex == -1) plugFirstSeenTick = 0;
+        if (prevAutoPortIndex != -1 && autoPortIndex == -1 && deviceDisconnected == 1) handle_removal();
+    }
+
+    if (newPortnumber > oldPortCount) {
+        dbg_log("[Debug] newPortnumber > oldPortCount 检测设备数量增加\n");
+        updateddListWithoutOpen();
+        dbg_log("[warning] deviceDisconnected: %d\n", deviceDisconnected);
+        oldPortCount = newPortnumber;
+    } else if (newPortnumber < oldPortCount) {
+        handle_count_decrease(newPortnumber);
+        oldPortCount = newPortnumber;
+    }
+    prevAutoPortIndex = autoPortIndexBefore;
+}
+
+void port_button_click() {
+    dbg_log("----- openSerial_event_handler() -----\n");
+    dbg_log("[Debug] openSerial_event_handler(): isSerialOpen: %d\n", isSerialOpen);
+    if (isSerialOpen == 1) {
+        SerialClose();
+        isSerialOpen = 0;
+        relabel_port_panel();
+        port_ui_closed();
+        dbg_log("[Debug] Control_Serial_btn_event_cb(): comclose(): isSerialOpen: %d\n", isSerialOpen);
+        dbg_log("[Success] open_button_event_cb(): Close_Device successfully!\n");
+    } else if (isSerialOpen == 0) {
+        const int selectedDeviceIndex = port_list_selected();
+        dbg_log("[Infoemation] selectedDeviceIndex: %d\n", selectedDeviceIndex); /* sic */
+        if (OpenDevice(selectedDeviceIndex) != 1) {
+            show_error(lang_text("Failed to open serial port!", "打开串口失败!"));
+            dbg_log("[Error] Control_Serial_btn_event_cb() 打开串口失败\n");
+            return;
+        }
+        isSerialOpen = 1;
+        port_ui_opened();
+        relabel_port_panel();
+        dbg_log("[Debug] openSerial_event_handler(): Open_Device(): isSerialOpen: %d\n", isSerialOpen);
+        dbg_log("[Success] openSerial_event_handler():  Open_Device successfully!\n");
+    } else {
+        return;
+    }
+    dbg_log("*********************************************************************************************\n");
+}
+
+void serial_ports_reset() {
+    memset(portNames, 0, sizeof portNames);
+    portCount = 0;
+    discovery_invalidate(); /* the kept scan's names were just cleared */
+    autoPortIndex = -1;
+    isSerialOpen = 0;
+    deviceDisconnected = 0;
+    noDeviceFlag = 0;
+    prevAutoPortIndex = -1;
+    oldPortCount = 0;
+    plugFirstSeenTick = 0;
+    noDeviceNotice = nullptr;
+    deviceRemovedNotice = nullptr;
+    d_cnt = 0;
+    openErrorShown = 0;
+    g_serial_sending = 0;
+}

@@ -1,0 +1,64 @@
+/**
+ * Port discovery, the port list and the hot-plug monitor.
+ *
+ * Discovery finds the serial ports of present USB devices and keeps their names in portNames;
+ * the first one is the default port (autoPortIndex). The hot-plug check runs on every 5 ms tick:
+ * it opens the selected port about 100 ms after an adapter is plugged in, closes the port and
+ * tells the user when the last adapter is pulled, and rebuilds the list (reopening the first
+ * port if one was open) when the number of adapters changes. The port button opens and closes
+ * the port by hand. What these show goes through serial/port_panel.h. UI thread only.
+ */
+#pragma once
+
+#include "common/prompt.h"
+
+#include <cstdint>
+
+constexpr int MAX_PORTS = 1024;
+constexpr int PORT_NAME_SIZE = 1024;
+constexpr int PORT_OPTIONS_SIZE = 2048;      /* the drop-down's option text */
+constexpr int PORT_SELECTED_TEXT_SIZE = 256; /* the remembered selection */
+constexpr uint32_t PLUG_DEBOUNCE_MS = 100;
+
+/* Names of the present USB serial ports ("/dev/ttyUSB0"), entry i for port i. */
+extern char portNames[MAX_PORTS][PORT_NAME_SIZE];
+/* Number of valid entries of portNames (the hot-plug log calls it newPortnumber). */
+extern int portCount;
+/* Descriptions scanned by the default-port rule; discovery never fills them, so the default port
+ * is always the first one. */
+extern char portDescriptions[MAX_PORTS][PORT_NAME_SIZE];
+/* Default port chosen by discovery; -1 when there is none. */
+extern int autoPortIndex;
+
+extern int isSerialOpen;       /* 1 while the screen treats the port as open */
+extern int deviceDisconnected; /* despite its name: 1 once a plug-in was handled, 0 once a removal was */
+extern int noDeviceFlag;       /* 1 after a removal; disables the language button */
+extern int prevAutoPortIndex;  /* autoPortIndex as it stood when the previous check began */
+extern int oldPortCount;       /* port count remembered by the previous check */
+extern uint32_t plugFirstSeenTick; /* start of the plug-in debounce; 0 = not started */
+extern prompt_box_t noDeviceNotice;
+extern prompt_box_t deviceRemovedNotice;
+extern int d_cnt; /* option count of the drop-down, sampled by each check for the log */
+
+/* Refills portNames, portCount and autoPortIndex. Returns 1 if at least one port was found. */
+int discover_ports();
+
+/* Fills portNames and portCount with the present USB serial ports in natural name order
+ * (ttyACM0, ttyUSB0, ttyUSB1, ttyUSB10). Returns 1 if portCount >= 1. Cheap when nothing
+ * changed: a full scan runs only after a change notification, or at least every 50 ms. */
+int enumerate_com_ports();
+
+/* Rebuilds the drop-down from portNames (every name ends with a newline, so one empty option
+ * follows the ports), keeps the previous selection where a port still matches it, and enables
+ * or disables the language button by noDeviceFlag. Never opens or closes the port. */
+void updateddListWithoutOpen();
+
+/* The hot-plug check of one tick (logged as updateSerialPortList). */
+void hot_plug_check();
+
+/* What a click on the port button does: closes the open port, or opens the selected one (an
+ * error box when that fails). */
+void port_button_click();
+
+/* Back to the state of a fresh start (tests call it between cases; the port must be closed). */
+void serial_ports_reset();

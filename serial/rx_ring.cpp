@@ -1,0 +1,135 @@
+#include "serial/rx_ring.h"
+
+#include "common/clock.h"
+#include "common/debug_log.h"
+#include "common/platform.h"
+#include "serial/comHandle.h"
+#include "serial/port.h"
+
+#include <cstring>
+
+uint8_t rxRing[RX_RING_SIZE];
+uint16_t rxWriteIndex = 0;
+uint16_t rxReadIndex = 0;
+std::atomic<int32_t> rxNotifyPending{0};
+uint8_t rxChunk[RX_RING_SIZE];
+
+namespace {
+
+uint32_t g_bytes_read = 0; /* count delivered by the last read */
+
+const char* query_error_text(int error) {
+    switch (port_error_kind(error)) {
+    case PortErrorKind::AccessDenied: return "串口访问被拒绝";
+    case PortErrorKind::InvalidHandle: return "串口句柄无效";
+    case PortErrorKind::BadCommand: return "串口设备未识别命令";
+    case PortErrorKind::DeviceFailed: return "串口设备未就绪";
+    default: return "未知串口错误";
+    }
+}
+
+const char* read_result_error_text(int error) {
+    switch (port_error_kind(error)) {
+    case PortErrorKind::InvalidHandle: return "串口句柄无效";
+    case PortErrorKind::Cancelled: return "I/O操作被取消";
+    case PortErrorKind::Incomplete: return "异步I/O操作未完成";
+    default: return "未知重叠I/O错误";
+    }
+}
+
+/* Ends a SerialHandle run: the next received byte may wake the UI thread again. */
+int finish(int result) {
+    rxNotifyPending = 0;
+    return result;
+}
+
+} // namespace
+
+void rx_notifier_run() {
+    while (g_comm.threadRunning != 0) {
+        /* The port keeps reporting bytes until the UI thread reads them: wait for that instead. */
+        if (rxNotifyPending != 0) {
+            clock_sleep_ms(RX_PENDING_NAP_MS);
+            continue;
+        }
+        if (port_wait_rx(g_io_handle, RX_WAIT_MS) == 1 && rxNotifyPending == 0 && g_comm.threadRunning != 0) {
+            rxNotifyPending = 1;
+            platform_post_serial_rx();
+        }
+    }
+}
+
+int SerialHandle() {
+    const port_handle_t h = g_io_handle;
+    uint32_t queued = 0;
+    int error = 0;
+    if (port_queued(h, &queued, &error) != 0) {
+        dbg_log("[Error] SerialHandle: ClearCommError失败, 错误码=%d (%s)\n", error, query_error_text(error));
+        return finish(-4);
+    }
+    if (g_comm.threadRunning == 0) return 1; /* the flag stays set until the ring is reset */
+    if (queued == 0) return finish(0);
+    if (queued > sizeof rxChunk) queued = sizeof rxChunk; /* the rest wakes us again */
+
+    g_bytes_read = 0;
+    const PortIoResult r = port_read(h, rxChunk, queued);
+    switch (r.status) {
+    case PortIoStatus::Done:
+        g_bytes_read = r.count;
+        break;
+    case PortIoStatus::WaitTimedOut:
+    case PortIoStatus::WaitFailed:
+    case PortIoStatus::WaitSetupFailed:
+        /* NOTE: nothing to cancel here: a read that found no bytes is not left outstanding. */
+        dbg_log("[Error] SerialHandle: 等待读取完成失败, 结果=%d (%s)\n", r.wait_result,
+                r.status == PortIoStatus::WaitTimedOut ? "等待超时" : "等待函数失败");
+        return finish(-2);
+    case PortIoStatus::ResultFailed:
+        dbg_log("[Error] SerialHandle: GetOverlappedResult失败, 错误码=%d (%s)\n", r.error,
+                read_result_error_text(r.error));
+        return finish(-1);
+    case PortIoStatus::Refused:
+        dbg_log("[Error] SerialHandle: ReadFile error=%d\n", r.error);
+        return finish(-3);
+    }
+    if (g_bytes_read == 0) {
+        dbg_log("[Warning] SerialHandle: ReadFile returned 0 bytes\n");
+        return finish(1);
+    }
+
+    /* Free space and count in 16 bits, as the ring's indices are. */
+    const uint16_t free_space = rxWriteIndex < rxReadIndex ? static_cast<uint16_t>(rxReadIndex - rxWriteIndex - 1)
+                                                           : static_cast<uint16_t>(rxReadIndex - rxWriteIndex + 20479);
+    uint16_t count = static_cast<uint16_t>(g_bytes_read);
+    if (count > free_space) {
+        dbg_log("[Warning] SerialHandle: 缓冲区空间不足, 请求:%d, 可用:%d\n", count, free_space);
+        count = free_space;
+    }
+    if (count == 0) {
+        dbg_log("[Warning] SerialHandle: 缓冲区已满, 丢弃%u字节\n", g_bytes_read);
+        return finish(-5);
+    }
+    for (uint16_t i = 0; i < count; ++i) {
+        rxRing[rxWriteIndex] = rxChunk[i];
+        rxWriteIndex = rxWriteIndex + 1 == RX_RING_SIZE ? 0 : static_cast<uint16_t>(rxWriteIndex + 1);
+    }
+    return finish(0);
+}
+
+uint32_t rx_ring_drain(void (*consume)(uint8_t)) {
+    uint32_t n = 0;
+    while (rxReadIndex != rxWriteIndex) {
+        const uint8_t byte = rxRing[rxReadIndex];
+        rxReadIndex = rxReadIndex + 1 == RX_RING_SIZE ? 0 : static_cast<uint16_t>(rxReadIndex + 1);
+        ++n;
+        if (consume != nullptr) consume(byte);
+    }
+    return n;
+}
+
+void rx_ring_reset() {
+    rxReadIndex = 0;
+    rxWriteIndex = 0;
+    rxNotifyPending = 0;
+    memset(rxRing, 0, sizeof rxRing);
+}

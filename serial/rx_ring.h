@@ -1,0 +1,45 @@
+/**
+ * Receive path of the open port, in three steps:
+ *  1. the notifier thread waits (at most 50 ms at a time) for received bytes and wakes the UI
+ *     thread with platform_post_serial_rx(), at most one wake-up outstanding (rxNotifyPending);
+ *  2. on that wake-up SerialHandle() reads everything the driver holds and appends it to the
+ *     20,480-byte ring;
+ *  3. rx_ring_drain() hands the ring's bytes, in arrival order, one call per byte, to the parser.
+ * The ring and its indices belong to the UI thread; only rxNotifyPending and threadRunning are
+ * seen by both threads.
+ */
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+constexpr uint16_t RX_RING_SIZE = 20480;   /* one slot always stays free */
+constexpr uint32_t RX_WAIT_MS = 50;        /* bound of one wait of the notifier thread */
+constexpr uint32_t RX_PENDING_NAP_MS = 2;  /* nap of the notifier while its wake-up is unanswered */
+
+extern uint8_t rxRing[RX_RING_SIZE];
+extern uint16_t rxWriteIndex; /* 0..20479; equal to rxReadIndex when empty */
+extern uint16_t rxReadIndex;
+
+/* 1 from the wake-up until SerialHandle has run. */
+extern std::atomic<int32_t> rxNotifyPending;
+
+/* Destination of one read from the port. */
+extern uint8_t rxChunk[RX_RING_SIZE];
+
+/* Body of the notifier thread; returns once threadRunning is 0. */
+void rx_notifier_run();
+
+/* Moves what the port has received into the ring (UI thread, on the wake-up). Returns
+ *  0 bytes appended or nothing queued; 1 the read returned 0 bytes, or the port is closing;
+ * -1 the read failed after its wait; -2 the wait for the read failed; -3 the read was refused;
+ * -4 the queue status could not be read (a vanished adapter lands here);
+ * -5 ring full, the bytes of this read were dropped. */
+int SerialHandle();
+
+/* Takes every byte at rxReadIndex until the ring is empty, advancing and wrapping the index, and
+ * gives each to consume in arrival order; a null consume discards them. Returns the byte count. */
+uint32_t rx_ring_drain(void (*consume)(uint8_t));
+
+/* Empties the ring: indices 0, pending flag 0, all bytes zeroed. */
+void rx_ring_reset();

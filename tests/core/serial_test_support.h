@@ -1,0 +1,203 @@
+/* Stand-ins for USB serial adapters in the serial link tests: pseudo-terminal pairs (the program
+ * opens the slave by its path, the test plays the servo on the master) and a built sysfs/dev
+ * tree that discovery can be pointed at. */
+#pragma once
+
+#include "serial/comHandle.h"
+
+#include <gtest/gtest.h>
+
+#include <cctype>
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+#include <dirent.h>
+#include <fcntl.h>
+#include <filesystem>
+#include <functional>
+#include <map>
+#include <poll.h>
+#include <pty.h>
+#include <string>
+#include <sys/ioctl.h>
+#include <sys/resource.h>
+#include <termios.h>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+namespace serial_test {
+
+class PtyPair {
+public:
+    PtyPair() {
+        int slave = -1;
+        char name[128] = {};
+        if (openpty(&master_, &slave, name, nullptr, nullptr) != 0) {
+            ADD_FAILURE() << "openpty: " << strerror(errno);
+            return;
+        }
+        termios t;
+        tcgetattr(master_, &t);
+        cfmakeraw(&t);
+        tcsetattr(master_, TCSANOW, &t);
+        fcntl(master_, F_SETFL, fcntl(master_, F_GETFL) | O_NONBLOCK);
+        close(slave);
+        path_ = name;
+    }
+    ~PtyPair() { hang_up(); }
+    PtyPair(const PtyPair&) = delete;
+    PtyPair& operator=(const PtyPair&) = delete;
+
+    const std::string& path() const { return path_; }
+
+    /* The servo sends bytes. */
+    void send(const std::vector<uint8_t>& bytes) {
+        size_t done = 0;
+        while (done < bytes.size()) {
+            const ssize_t n = write(master_, bytes.data() + done, bytes.size() - done);
+            if (n > 0) done += static_cast<size_t>(n);
+            else if (errno != EAGAIN) break;
+        }
+    }
+
+    /* What the program sent, up to n bytes or until timeout_ms pass. */
+    std::vector<uint8_t> receive(size_t n, int timeout_ms = 2000) {
+        std::vector<uint8_t> out;
+        const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeout_ms);
+        while (out.size() < n && std::chrono::steady_clock::now() < end) {
+            pollfd p = {master_, POLLIN, 0};
+            if (poll(&p, 1, 10) <= 0) continue;
+            uint8_t buf[4096];
+            const ssize_t got = read(master_, buf, std::min(sizeof buf, n - out.size()));
+            if (got > 0) out.insert(out.end(), buf, buf + got);
+        }
+        return out;
+    }
+
+    /* The adapter goes away: the program's end of the line is hung up. */
+    void hang_up() {
+        if (master_ >= 0) close(master_);
+        master_ = -1;
+    }
+
+private:
+    int master_ = -1;
+    std::string path_;
+};
+
+/* Polls cond every millisecond for up to timeout_ms; true once it held. */
+inline bool wait_until(const std::function<bool()>& cond, int timeout_ms = 3000) {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeout_ms);
+    while (!cond()) {
+        if (std::chrono::steady_clock::now() >= end) return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return true;
+}
+
+inline int count_dir_entries(const char* path) {
+    int n = 0;
+    DIR* d = opendir(path);
+    if (d == nullptr) return -1;
+    while (const dirent* e = readdir(d))
+        if (e->d_name[0] != '.') ++n;
+    closedir(d);
+    return n;
+}
+
+/* Open descriptors of the process (not counting the one used to list them). */
+inline int count_open_fds() { return count_dir_entries("/proc/self/fd") - 1; }
+
+/* Threads of the process. */
+inline int count_threads() { return count_dir_entries("/proc/self/task"); }
+
+/* Bytes the open port's driver holds. */
+inline int queued_at_port() {
+    int n = -1;
+    ioctl(static_cast<int>(g_io_handle.load()), FIONREAD, &n);
+    return n;
+}
+
+/* CPU time the whole process used so far, in milliseconds. */
+inline long cpu_ms() {
+    rusage u;
+    getrusage(RUSAGE_SELF, &u);
+    return (u.ru_utime.tv_sec + u.ru_stime.tv_sec) * 1000L + (u.ru_utime.tv_usec + u.ru_stime.tv_usec) / 1000L;
+}
+
+/* A temporary tree shaped like sysfs and /dev: sys() is the tty class directory, dev() the device
+ * directory. An entry's device sits under a USB bus or a platform bus; its node may point at a
+ * pseudo-terminal so that the program can open it. */
+class PortTree {
+public:
+    PortTree() {
+        for (;;) {
+            char tmpl[] = "/tmp/serial_tree_XXXXXX";
+            if (mkdtemp(tmpl) == nullptr) {
+                ADD_FAILURE() << "mkdtemp: " << strerror(errno);
+                return;
+            }
+            root_ = tmpl;
+            std::string upper = root_;
+            for (char& c : upper) c = static_cast<char>(toupper(static_cast<unsigned char>(c)));
+            if (upper.find("USB") == std::string::npos && upper.find("VID_") == std::string::npos) break;
+            std::filesystem::remove_all(root_); /* the random part must not look like a USB path */
+        }
+        std::filesystem::create_directories(sys());
+        std::filesystem::create_directories(dev());
+    }
+    ~PortTree() {
+        std::error_code ec;
+        std::filesystem::remove_all(root_, ec);
+    }
+    PortTree(const PortTree&) = delete;
+    PortTree& operator=(const PortTree&) = delete;
+
+    std::string sys() const { return root_ + "/sys/class/tty"; }
+    std::string dev() const { return root_ + "/dev"; }
+    std::string node(const std::string& name) const { return dev() + "/" + name; }
+
+    enum Bus { Usb, Platform, Virtual };
+
+    /* Adds the class entry and its device (complete before it shows), then the node: a link to
+     * node_target, a plain file when that is empty, none when add_node is false. */
+    void add(const std::string& name, Bus bus, const std::string& node_target = "", bool add_node = true,
+             const std::string& bus_path = "") {
+        std::string dev_dir;
+        if (!bus_path.empty())
+            dev_dir = root_ + "/sys/devices/" + bus_path + "/" + name;
+        else if (bus == Usb)
+            dev_dir = root_ + "/sys/devices/pci0000:00/0000:00:14.0/usb1/1-1/1-1:1.0/" + name;
+        else if (bus == Platform)
+            dev_dir = root_ + "/sys/devices/pnp0/00:00/" + name;
+        else
+            dev_dir = root_ + "/sys/devices/virtual";
+        if (bus == Virtual) dev_dir += "/" + name;
+        const std::string tty_dir = dev_dir + "/tty/" + name;
+        device_dirs_[name] = dev_dir;
+        std::filesystem::create_directories(tty_dir);
+        if (bus != Virtual) std::filesystem::create_directory_symlink("../..", tty_dir + "/device");
+        std::filesystem::create_directory_symlink(std::filesystem::relative(tty_dir, sys()), sys() + "/" + name);
+        if (add_node) {
+            if (node_target.empty())
+                close(open(node(name).c_str(), O_CREAT | O_WRONLY, 0644));
+            else
+                std::filesystem::create_symlink(node_target, node(name));
+        }
+    }
+
+    /* The adapter is pulled: its node goes first, then its class entry and its device. */
+    void remove(const std::string& name) {
+        std::error_code ec;
+        std::filesystem::remove(node(name), ec);
+        std::filesystem::remove(sys() + "/" + name, ec);
+        std::filesystem::remove_all(device_dirs_[name], ec);
+    }
+
+private:
+    std::string root_;
+    std::map<std::string, std::string> device_dirs_;
+};
+
+} // namespace serial_test

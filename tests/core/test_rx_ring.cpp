@@ -1,0 +1,121 @@
+/* The receive path: the notifier's wake-ups, SerialHandle moving bytes into the 20,480-byte ring
+ * (wrap, full ring, cut reads) and the drain that hands them on in arrival order. */
+#include "serial/Serial.h"
+#include "serial/comHandle.h"
+#include "serial/rx_ring.h"
+#include "tests/core/serial_test_support.h"
+#include "tests/fakes/common/fake_platform.h"
+#include "tests/fakes/common/log_capture.h"
+
+#include <gtest/gtest.h>
+
+using namespace serial_test;
+
+namespace {
+
+std::vector<uint8_t> g_consumed;
+void consume(uint8_t b) { g_consumed.push_back(b); }
+
+std::vector<uint8_t> pattern(size_t n, uint8_t first) {
+    std::vector<uint8_t> v(n);
+    for (size_t i = 0; i < n; ++i) v[i] = static_cast<uint8_t>(first + i);
+    return v;
+}
+
+class RxRingTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        fake_platform_reset();
+        serial_ports_reset();
+        rx_ring_reset();
+        g_consumed.clear();
+        ASSERT_NE(SerialOpen(0, pty.path().c_str()), PORT_HANDLE_NONE);
+    }
+    void TearDown() override {
+        if (port_handle_valid(g_comm.hCom)) SerialClose();
+    }
+    static int posts() { return fake_platform().serial_rx_posts.load(); }
+
+    /* The servo sends bytes; returns once the port holds `total` bytes and a wake-up came. */
+    void arrive(const std::vector<uint8_t>& bytes, int total) {
+        pty.send(bytes);
+        ASSERT_TRUE(wait_until([total] { return queued_at_port() == total && posts() >= 1; }));
+    }
+
+    LogCapture log;
+    PtyPair pty;
+};
+
+} // namespace
+
+TEST_F(RxRingTest, bytes_reach_the_consumer_in_order_across_the_wrap) {
+    rxWriteIndex = rxReadIndex = RX_RING_SIZE - 10;
+    const std::vector<uint8_t> bytes = pattern(30, 0x40);
+    arrive(bytes, 30);
+    EXPECT_EQ(SerialHandle(), 0);
+    EXPECT_EQ(rxWriteIndex, 20);
+    EXPECT_EQ(rxNotifyPending.load(), 0);
+
+    EXPECT_EQ(rx_ring_drain(consume), 30u);
+    EXPECT_EQ(g_consumed, bytes);
+    EXPECT_EQ(rxReadIndex, 20);
+    EXPECT_EQ(rx_ring_drain(consume), 0u);
+}
+
+TEST_F(RxRingTest, a_nearly_full_ring_keeps_what_fits_and_a_full_one_drops_the_whole_read) {
+    rxWriteIndex = 100;
+    rxReadIndex = 106; /* room for 5 */
+    arrive(pattern(10, 0x10), 10);
+    EXPECT_EQ(SerialHandle(), 0);
+    EXPECT_TRUE(log.contains("[Warning] SerialHandle: 缓冲区空间不足, 请求:10, 可用:5"));
+    EXPECT_EQ(rxWriteIndex, 105); /* 20,479 bytes held: full */
+
+    fake_platform().serial_rx_posts = 0;
+    arrive(pattern(10, 0x40), 10);
+    EXPECT_EQ(SerialHandle(), -5);
+    EXPECT_TRUE(log.contains("[Warning] SerialHandle: 缓冲区已满, 丢弃10字节"));
+    EXPECT_EQ(rxWriteIndex, 105);
+    EXPECT_EQ(rxNotifyPending.load(), 0);
+    EXPECT_EQ(queued_at_port(), 0) << "the dropped bytes were read, not left behind";
+    rxReadIndex = 100;
+    EXPECT_EQ(rx_ring_drain(consume), 5u);
+    EXPECT_EQ(g_consumed, pattern(5, 0x10));
+}
+
+TEST_F(RxRingTest, two_bursts_before_the_ui_thread_answers_make_one_wake_up_and_one_read) {
+    const std::vector<uint8_t> first = pattern(7, 0x01), second = pattern(9, 0x80);
+    arrive(first, 7);
+    pty.send(second);
+    ASSERT_TRUE(wait_until([] { return queued_at_port() == 16; }));
+    std::this_thread::sleep_for(std::chrono::milliseconds(120)); /* more than two waits of the notifier */
+    EXPECT_EQ(posts(), 1);
+
+    EXPECT_EQ(SerialHandle(), 0);
+    rx_ring_drain(consume);
+    std::vector<uint8_t> both = first;
+    both.insert(both.end(), second.begin(), second.end());
+    EXPECT_EQ(g_consumed, both);
+    std::this_thread::sleep_for(std::chrono::milliseconds(60));
+    EXPECT_EQ(posts(), 1) << "nothing new arrived";
+
+    pty.send({0x55});
+    EXPECT_TRUE(wait_until([] { return posts() == 2; })) << "the answered wake-up re-arms the notifier";
+}
+
+TEST_F(RxRingTest, an_unanswered_wake_up_does_not_keep_the_notifier_busy) {
+    arrive(pattern(3, 0), 3);
+    const long cpu_before = cpu_ms();
+    std::this_thread::sleep_for(std::chrono::milliseconds(400));
+    EXPECT_LT(cpu_ms() - cpu_before, 100);
+    EXPECT_EQ(posts(), 1);
+}
+
+TEST_F(RxRingTest, a_wake_up_still_queued_after_close_reads_nothing) {
+    arrive(pattern(4, 0), 4);
+    SerialClose();
+    EXPECT_EQ(SerialHandle(), -4);
+    EXPECT_TRUE(log.contains("(串口句柄无效)"));
+    EXPECT_EQ(rxNotifyPending.load(), 0);
+    EXPECT_EQ(rx_ring_drain(consume), 0u);
+    EXPECT_TRUE(g_consumed.empty());
+}

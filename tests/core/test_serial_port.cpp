@@ -1,0 +1,235 @@
+/* The port object over pseudo-terminals: opening (line settings, exclusive use, a port held by
+ * another program), every write outcome that can be provoked, closing, and an adapter that
+ * vanishes while the port is open. */
+#include "serial/Serial.h"
+#include "serial/comHandle.h"
+#include "serial/rx_ring.h"
+#include "tests/core/serial_test_support.h"
+#include "tests/fakes/common/fake_platform.h"
+#include "tests/fakes/common/log_capture.h"
+
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+
+using namespace serial_test;
+
+namespace {
+
+class SerialPortTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        fake_platform_reset();
+        serial_ports_reset();
+        rx_ring_reset();
+        fds_before = count_open_fds();
+        threads_before = count_threads();
+    }
+    void TearDown() override {
+        if (port_handle_valid(g_comm.hCom)) SerialClose();
+    }
+    void open_port() { ASSERT_NE(SerialOpen(0, pty.path().c_str()), PORT_HANDLE_NONE); }
+    int fd() const { return static_cast<int>(g_io_handle.load()); }
+    bool log_has(const std::string& text) const { return log.contains(text); }
+
+    LogCapture log;
+    PtyPair pty;
+    int fds_before = 0;
+    int threads_before = 0;
+};
+
+/* errno of an open of path by an unprivileged user (0 when it opened). */
+int open_errno_as_other_user(const std::string& path) {
+    if (geteuid() != 0) {
+        const int f = open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK);
+        if (f < 0) return errno;
+        close(f);
+        return 0;
+    }
+    chmod(path.c_str(), 0666);
+    const pid_t pid = fork();
+    if (pid == 0) {
+        if (setgid(65534) != 0 || setuid(65534) != 0) _exit(255);
+        const int f = open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK);
+        _exit(f >= 0 ? 0 : errno);
+    }
+    int status = 0;
+    waitpid(pid, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+const std::vector<uint8_t> kRequest = {0x81, 0x00, 0x00, 0x81};
+
+} // namespace
+
+TEST_F(SerialPortTest, open_sets_115200_8n2_raw_and_starts_the_notifier) {
+    open_port();
+    termios t;
+    ASSERT_EQ(tcgetattr(fd(), &t), 0);
+    EXPECT_EQ(cfgetispeed(&t), speed_t(B115200));
+    EXPECT_EQ(cfgetospeed(&t), speed_t(B115200));
+    EXPECT_EQ(t.c_cflag & (CSIZE | CSTOPB | PARENB | CLOCAL | CREAD), tcflag_t(CS8 | CSTOPB | CLOCAL | CREAD));
+    EXPECT_EQ(t.c_lflag & (ICANON | ECHO | ISIG), 0u) << "raw: bytes pass untouched";
+    EXPECT_EQ(t.c_oflag & OPOST, 0u);
+
+    EXPECT_EQ(count_threads(), threads_before + 1);
+    EXPECT_TRUE(log_has("[SerialOpen] Opened hCom: "));
+    EXPECT_TRUE(log_has("[Information]Exiting SerialOpen, hThreadEvent: "));
+    EXPECT_TRUE(fake_platform().message_boxes.empty());
+}
+
+TEST_F(SerialPortTest, open_keeps_other_users_out_until_closed) {
+    ASSERT_EQ(open_errno_as_other_user(pty.path()), 0) << "the other user must be able to open a free port";
+    open_port();
+    const int refused = open_errno_as_other_user(pty.path());
+    if (refused == 255) GTEST_SKIP() << "cannot change user here";
+    EXPECT_EQ(refused, EBUSY);
+    SerialClose();
+    EXPECT_EQ(open_errno_as_other_user(pty.path()), 0);
+}
+
+TEST_F(SerialPortTest, port_held_by_another_program_shows_the_box_once_until_the_latch_is_cleared) {
+    const int other = open(pty.path().c_str(), O_RDWR | O_NOCTTY);
+    ASSERT_GE(other, 0);
+    ASSERT_EQ(flock(other, LOCK_EX | LOCK_NB), 0);
+
+    EXPECT_EQ(SerialOpen(0, pty.path().c_str()), PORT_HANDLE_NONE);
+    ASSERT_EQ(fake_platform().message_boxes.size(), 1u);
+    EXPECT_EQ(fake_platform().message_boxes[0].text, "Can't Open This Comport");
+    EXPECT_EQ(fake_platform().message_boxes[0].caption, "Seiral Open Error");
+    EXPECT_EQ(fake_platform().message_boxes[0].icon, MsgBoxIcon::Exclamation);
+    EXPECT_TRUE(log_has("[warning] hCom Failed: "));
+
+    EXPECT_EQ(SerialOpen(0, pty.path().c_str()), PORT_HANDLE_NONE);
+    EXPECT_EQ(fake_platform().message_boxes.size(), 1u) << "once until the latch is cleared";
+    openErrorShown = 0;
+    EXPECT_EQ(SerialOpen(0, pty.path().c_str()), PORT_HANDLE_NONE);
+    EXPECT_EQ(fake_platform().message_boxes.size(), 2u);
+
+    EXPECT_EQ(count_threads(), threads_before);
+    close(other);
+    EXPECT_EQ(count_open_fds(), fds_before);
+}
+
+TEST_F(SerialPortTest, open_device_checks_the_index_and_marks_a_failed_open) {
+    portCount = 1;
+    autoPortIndex = 0;
+    EXPECT_EQ(OpenDevice(-1), 0);
+    EXPECT_EQ(OpenDevice(1), 0);
+    EXPECT_EQ(autoPortIndex, 0) << "an index out of range changes nothing";
+
+    snprintf(portNames[0], PORT_NAME_SIZE, "/nonexistent/ttyUSB9");
+    EXPECT_EQ(OpenDevice(0), 0);
+    EXPECT_EQ(autoPortIndex, -1);
+    EXPECT_EQ(g_io_handle.load(), PORT_HANDLE_INVALID);
+    EXPECT_EQ(fake_platform().message_boxes.size(), 1u);
+}
+
+TEST_F(SerialPortTest, write_sends_every_byte_once_open_and_nothing_before) {
+    EXPECT_EQ(SerialWrite(kRequest.data(), 4), -1);
+    EXPECT_TRUE(log_has("Data to send (4 bytes): 81 00 00 81 "));
+    open_port();
+    EXPECT_EQ(SerialWrite(kRequest.data(), 4), 4);
+    EXPECT_EQ(pty.receive(4), kRequest);
+    EXPECT_TRUE(log_has("\n[SerialOpen] Data to send (4 bytes): 81 00 00 81 "));
+    EXPECT_TRUE(log_has("[Success] SerialWrite: Complete write, expected=4, actual=4, g_serial_sending=1"));
+    EXPECT_EQ(g_serial_sending, 0);
+
+    log.clear();
+    EXPECT_EQ(SerialWrite(kRequest.data(), 0), 0);
+    EXPECT_TRUE(log_has("Complete write, expected=0, actual=0"));
+}
+
+TEST_F(SerialPortTest, write_while_a_write_is_outstanding_gives_up_after_50_retries) {
+    open_port();
+    g_serial_sending = 1;
+    EXPECT_EQ(SerialWrite(kRequest.data(), 4), -7);
+    EXPECT_TRUE(log_has("[Warning] SerialWrite: Port busy after 50 retries"));
+    EXPECT_EQ(g_serial_sending, 1); /* not ours to clear */
+    EXPECT_TRUE(pty.receive(1, 50).empty());
+}
+
+TEST_F(SerialPortTest, write_that_the_line_cannot_take_times_out_after_a_second) {
+    open_port();
+    const std::vector<uint8_t> big(64 * 1024, 0x55); /* more than the line buffers while nobody reads */
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(SerialWrite(big.data(), static_cast<int>(big.size())), -5);
+    const auto ms =
+        std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start).count();
+    EXPECT_GE(ms, 900);
+    EXPECT_TRUE(log_has("[Error] SerialWrite: Wait timeout"));
+    EXPECT_EQ(g_serial_sending, 0);
+    size_t dump_length = 0;
+    for (const std::string& line : log.lines())
+        if (line.find("Data to send") != std::string::npos) dump_length = line.size();
+    EXPECT_GT(dump_length, 0u);
+    EXPECT_LE(dump_length, 512u);
+}
+
+TEST_F(SerialPortTest, port_failing_during_the_wait_returns_minus_4) {
+    open_port();
+    const std::vector<uint8_t> big(64 * 1024, 0x55);
+    std::thread puller([this] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(200));
+        pty.hang_up();
+    });
+    EXPECT_EQ(SerialWrite(big.data(), static_cast<int>(big.size())), -4);
+    puller.join();
+    EXPECT_TRUE(log_has("[Error] SerialWrite: GetOverlappedResult failed, error=5,bytesWritten:") ||
+                log_has("[Error] SerialWrite: Wait failed, result="));
+    EXPECT_EQ(g_serial_sending, 0);
+}
+
+TEST_F(SerialPortTest, write_whose_wait_cannot_be_prepared_returns_minus_2) {
+    open_port();
+    const int saved = dup(fd());
+    close(fd()); /* the descriptor vanishes beneath the port object */
+    EXPECT_EQ(SerialWrite(kRequest.data(), 4), -2);
+    dup2(saved, fd());
+    close(saved);
+    EXPECT_EQ(SerialWrite(kRequest.data(), 4), 4);
+}
+
+TEST_F(SerialPortTest, close_stops_the_thread_frees_the_port_and_a_second_close_is_harmless) {
+    open_port();
+    EXPECT_EQ(count_open_fds(), fds_before + 1);
+    pty.send({1, 2, 3});
+    ASSERT_TRUE(wait_until([] { return queued_at_port() == 3; }));
+    ASSERT_EQ(SerialHandle(), 0);
+    ASSERT_EQ(rxWriteIndex, 3);
+
+    SerialClose();
+    EXPECT_EQ(count_open_fds(), fds_before);
+    EXPECT_EQ(count_threads(), threads_before);
+    EXPECT_EQ(g_io_handle.load(), PORT_HANDLE_INVALID);
+    EXPECT_EQ(SerialWrite(kRequest.data(), 4), -1);
+    EXPECT_EQ(rxWriteIndex, 0);
+    EXPECT_EQ(rxReadIndex, 0);
+    EXPECT_EQ(rxRing[0], 0);
+    EXPECT_TRUE(log_has("[SerialClose] Closed hCom"));
+
+    log.clear();
+    SerialClose();
+    EXPECT_FALSE(log_has("Closed hCom"));
+    EXPECT_TRUE(log_has("[Information] Exiting ResetComState()"));
+    EXPECT_EQ(count_open_fds(), fds_before);
+}
+
+TEST_F(SerialPortTest, adapter_vanishing_while_open_neither_spins_nor_leaks) {
+    open_port();
+    pty.hang_up();
+    const long cpu_before = cpu_ms();
+    std::this_thread::sleep_for(std::chrono::milliseconds(400));
+    EXPECT_LT(cpu_ms() - cpu_before, 100) << "the notifier must not loop on a hung-up port";
+    EXPECT_EQ(fake_platform().serial_rx_posts.load(), 0);
+
+    EXPECT_EQ(SerialHandle(), -4);
+    EXPECT_TRUE(log_has("[Error] SerialHandle: ClearCommError失败, 错误码=5 (串口设备未就绪)"));
+    EXPECT_EQ(rxNotifyPending.load(), 0);
+    EXPECT_EQ(SerialWrite(kRequest.data(), 4), -3);
+    EXPECT_TRUE(log_has("[Error] SerialWrite: WriteFile failed, error=5"));
+
+    SerialClose();
+    EXPECT_EQ(count_open_fds(), fds_before - 1); /* the test's own end of the line is gone too */
+    EXPECT_EQ(count_threads(), threads_before);
+}

@@ -1,0 +1,65 @@
+/* Recording port panel for the core tests; options, selection and captions behave as the
+ * drop-down and the labels do. */
+#include "tests/fakes/core/fake_port_panel.h"
+
+#include "common/lang.h"
+#include "serial/Serial.h"
+#include "serial/port_panel.h"
+
+#include <algorithm>
+#include <cstring>
+
+FakePortPanel& fake_port_panel() {
+    static FakePortPanel panel;
+    return panel;
+}
+
+void fake_port_panel_reset() { fake_port_panel() = FakePortPanel{}; }
+
+int fake_port_panel_option_count(const std::string& options) {
+    return 1 + static_cast<int>(std::count(options.begin(), options.end(), '\n'));
+}
+
+void port_list_set_options(const char* options) {
+    fake_port_panel().options = options != nullptr ? options : "";
+    fake_port_panel().selected = 0;
+    ++fake_port_panel().set_options_calls;
+}
+
+int port_list_selected() { return fake_port_panel().selected; }
+
+void port_list_select(int index) {
+    if (index < 0) return;
+    fake_port_panel().selected = std::min(index, port_list_option_count() - 1);
+}
+
+int port_list_option_count() { return fake_port_panel_option_count(fake_port_panel().options); }
+
+void port_list_selected_text(char* buf, int size) {
+    if (buf == nullptr || size <= 0) return;
+    const std::string& o = fake_port_panel().options;
+    size_t start = 0;
+    for (int i = 0; i < fake_port_panel().selected && start != std::string::npos; ++i) {
+        start = o.find('\n', start);
+        if (start != std::string::npos) ++start;
+    }
+    std::string text = start == std::string::npos ? "" : o.substr(start, o.find('\n', start) - start);
+    text = text.substr(0, static_cast<size_t>(size - 1));
+    memcpy(buf, text.c_str(), text.size() + 1);
+}
+
+void port_ui_opened() { fake_port_panel().look = FakePortPanel::Opened; }
+void port_ui_closed() { fake_port_panel().look = FakePortPanel::Closed; }
+void port_button_set_caption(const char* text) { fake_port_panel().caption = text; }
+
+void relabel_port_panel() {
+    const bool zh = ui_language_chinese == 1;
+    ++fake_port_panel().relabel_calls;
+    fake_port_panel().port_label = zh ? "  串  口   " : "Serial Port";
+    if (isSerialOpen == 1)
+        fake_port_panel().caption = zh ? "#000000 关闭端口#" : "#000000 Close Port#";
+    else
+        fake_port_panel().caption = zh ? "#000000 打开端口#" : "#000000 Open Port#";
+}
+
+void lang_button_set_disabled(bool disabled) { fake_port_panel().lang_disabled = disabled; }
