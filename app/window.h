@@ -28,6 +28,12 @@ bool window_exists();
 /* Shows the back buffer's rectangle x1..x2, y1..y2 (inclusive) on the window. */
 void window_present(int32_t x1, int32_t y1, int32_t x2, int32_t y2);
 
+/* Time (clock_ms32) of the user's last key or mouse event in the window. */
+uint32_t window_last_input_ms();
+
+/* True while the window has the keyboard focus. */
+bool window_has_focus();
+
 /* Keyboard state for the keypad device. */
 const KeyboardPort& window_keyboard();
 

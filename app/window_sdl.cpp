@@ -57,6 +57,7 @@ struct SdlWindowState {
     uint8_t latched[SDL_NUM_SCANCODES] = {};
 
     PointerInput pointer;
+    uint32_t last_input_ms = 0;
 };
 
 SdlWindowState g_win;
@@ -129,6 +130,17 @@ void handle_event(const SDL_Event& ev) {
     }
     switch (ev.type) {
     case SDL_MOUSEMOTION:
+    case SDL_MOUSEBUTTONDOWN:
+    case SDL_MOUSEBUTTONUP:
+    case SDL_KEYDOWN:
+    case SDL_KEYUP:
+        g_win.last_input_ms = clock_ms32();
+        break;
+    default:
+        break;
+    }
+    switch (ev.type) {
+    case SDL_MOUSEMOTION:
         pointer_input_move(g_win.pointer, ev.motion.x, ev.motion.y);
         break;
     case SDL_MOUSEBUTTONDOWN:
@@ -161,8 +173,9 @@ void run_tick_if_due(uint64_t& next_tick) {
     const uint64_t now = clock_ms();
     if (now < next_tick) return;
     app_tick();
-    next_tick += APP_TICK_PERIOD_MS;
-    if (next_tick <= now) next_tick = now + APP_TICK_PERIOD_MS; /* fell behind: no burst */
+    const uint32_t period = app_tick_period_ms();
+    next_tick += period;
+    if (next_tick <= now) next_tick = now + period; /* fell behind: no burst */
 }
 
 /* X11: sleep in poll(2) until the X connection has input, a wake-up arrives or the tick is due. */
@@ -180,6 +193,8 @@ void run_poll_loop() {
             ssize_t n = read(g_win.wake_fd, &count, sizeof count);
             (void)n;
         }
+        if (ready > 0 && (fds[0].revents & POLLIN) != 0 && next_tick > clock_ms() + APP_TICK_PERIOD_MS)
+            next_tick = clock_ms() + APP_TICK_PERIOD_MS; /* the user is back: full rate at once */
         if (g_win.pump_needed || (ready > 0 && (fds[0].revents & POLLIN) != 0)) {
             g_win.pump_needed = false;
             SDL_PumpEvents();
@@ -248,6 +263,10 @@ uint8_t* window_back_buffer(BackBufferResult* result) {
 
 bool window_exists() { return g_win.window != nullptr; }
 
+uint32_t window_last_input_ms() { return g_win.last_input_ms; }
+
+bool window_has_focus() { return kb_has_focus(); }
+
 void window_present(int32_t x1, int32_t y1, int32_t x2, int32_t y2) {
     if (g_win.window == nullptr || g_win.surface == nullptr) return;
     x1 = SDL_max(x1, 0);
@@ -311,6 +330,7 @@ void platform_post_quit(int code) {
 
 int window_sdl_main() {
     g_win.start_ms = clock_ms();
+    g_win.last_input_ms = clock_ms32();
     /* X11 class hint of the main window. */
     setenv("SDL_VIDEO_X11_WMCLASS", APP_WINDOW_CLASS, 1);
     SDL_SetHint(SDL_HINT_FRAMEBUFFER_ACCELERATION, "0"); /* plain window surface: no GPU renderer */

@@ -2,6 +2,7 @@
 
 #include "assets/fonts/fonts.h"
 #include "common/lang.h"
+#include "params/panel_lvgl.h"
 #include "serial/port_panel.h"
 #include "ui/screen.h"
 
@@ -38,5 +39,7 @@ void language_toggle_event_cb(lv_event_t*) {
     ui_language_chinese = ui_language_chinese == 1 ? 0 : 1;
     relabel_action_buttons();
     relabel_port_panel();
+    relabel_parameter_panel();
+    relabel_overload_boxes();
     relabel_info_panel();
 }

@@ -9,6 +9,7 @@
 #include "protocol/param_actions_lvgl.h"
 #include "serial/port_panel_lvgl.h"
 #include "ui/language.h"
+#include "ui/text_cursor.h"
 
 #include <cstdio>
 
@@ -339,6 +340,7 @@ bool main_ui_build() {
     /* The platform's interface language is not consulted: the tool always starts in Chinese. */
     ui_language_at_start = ui_language_chinese == 1 ? LANG_AT_START_CHINESE : LANG_AT_START_OTHER;
     for (lv_obj_t** handle : g_handles) *handle = nullptr;
+    text_cursor_reset();
     ui_styles_init();
     params_load_defaults(); /* the parameter entries start with them */
 
