@@ -59,7 +59,7 @@ plug() {
 unplug() {
     mountpoint -q "$work" || exit 0
     if [ -e "/dev/$name" ]; then
-        umount "/dev/$name" 2>/dev/null || true
+        umount -l "/dev/$name" 2>/dev/null || true   # lazy: the tool may still hold the port open
         rm -f "/dev/$name"
     fi
     rm -rf "$work/tty/$name"

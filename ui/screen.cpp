@@ -111,10 +111,11 @@ lv_obj_t* make_panel(lv_obj_t* parent, const lv_style_t* style, int32_t x, int32
 }
 
 /* One-line text field of the information panel. */
-lv_obj_t* make_info_field(lv_obj_t* parent, const char* text, int32_t w, int32_t h) {
+/* The caller sets the text once the field has its size and paddings: a text area scrolls to its
+ * cursor when the text is set, and a narrow field scrolled before its size is known stays so. */
+lv_obj_t* make_info_field(lv_obj_t* parent, int32_t w, int32_t h) {
     lv_obj_t* ta = lv_textarea_create(parent);
     lv_textarea_set_one_line(ta, true);
-    lv_textarea_set_text(ta, text);
     lv_obj_set_size(ta, w, h);
     lv_obj_set_style_text_font(ta, &font_text, 0);
     lv_group_add_obj(ui_input_group, ta);
@@ -122,9 +123,10 @@ lv_obj_t* make_info_field(lv_obj_t* parent, const char* text, int32_t w, int32_t
 }
 
 lv_obj_t* make_date_field(lv_obj_t* parent, const char* text, int32_t w) {
-    lv_obj_t* ta = make_info_field(parent, text, w, 40);
+    lv_obj_t* ta = make_info_field(parent, w, 40);
     lv_obj_set_style_radius(ta, 5, 0);
     lv_obj_add_style(ta, &style_date_field, 0);
+    lv_textarea_set_text(ta, text);
     return ta;
 }
 
@@ -176,7 +178,7 @@ void build_info_panel() {
     ui_type_label = make_label(ui_info_panel, start_text("#FFFFFF Servo Type:", "#FFFFFF 舵机型号:"), &font_text);
     lv_obj_align_to(ui_type_label, ui_info_title, LV_ALIGN_OUT_BOTTOM_RIGHT, 20, 25);
 
-    ui_type_input = make_info_field(ui_info_panel, "", 350, 40);
+    ui_type_input = make_info_field(ui_info_panel, 350, 40);
     lv_obj_set_style_pad_top(ui_type_input, 6, 0);
     lv_obj_set_style_pad_bottom(ui_type_input, 6, 0);
     lv_obj_set_style_pad_left(ui_type_input, 1, 0);

@@ -16,6 +16,9 @@ from PIL import Image, ImageChops, ImageGrab
 
 SCREEN_W, SCREEN_H = 1280, 1024
 WINDOW_TITLE = "QRX_SERVO_TOOL_V_1_0_7"
+ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+FAKE_USB = os.path.join(ROOT, "tools", "fake_usb_adapter.sh")
+SKIP = 77  # exit code ctest reports as "skipped"
 
 
 def parse_args():
@@ -44,6 +47,7 @@ class X11Session:
         self.program = None
         self.display = None
         self.stderr_path = os.path.join(self.artifacts, "program-stderr.log")
+        self.cleanups = []  # called after the program has stopped, last first
 
     # ---- X server ----
     def start_x(self):
@@ -76,14 +80,17 @@ class X11Session:
         return res.stdout
 
     # ---- the program ----
-    def start_program(self, program, cwd=None, extra_env=None):
+    def start_program(self, program, cwd=None, extra_env=None, namespace=None):
+        """Starts the program from its folder; inside `namespace` (a UsbNamespace) if given."""
         env = self.env()
         if extra_env:
             env.update(extra_env)
         self.program_path = os.path.abspath(program)
         self.program_cwd = cwd or os.path.dirname(self.program_path)
         self.started_at = time.time()
-        self.program = subprocess.Popen([self.program_path], cwd=self.program_cwd, env=env,
+        cmd = [self.program_path] if namespace is None else namespace.command(self.program_path,
+                                                                                cwd=self.program_cwd)
+        self.program = subprocess.Popen(cmd, cwd=self.program_cwd, env=env,
                                         stdout=subprocess.DEVNULL, stderr=open(self.stderr_path, "wb"))
         return self
 
@@ -172,12 +179,92 @@ class X11Session:
             except subprocess.TimeoutExpired:
                 self.program.kill()
                 self.program.wait()
+        for cleanup in reversed(self.cleanups):
+            try:
+                cleanup()
+            except Exception as e:  # keep tearing down
+                print(f"  cleanup failed: {e}")
         if self.xvfb is not None:
             self.xvfb.terminate()
             try:
                 self.xvfb.wait(5)
             except subprocess.TimeoutExpired:
                 self.xvfb.kill()
+
+
+class Simulator:
+    """The servo simulator on a pseudo-terminal, with its log of every frame it received."""
+
+    def __init__(self, program, artifacts, *args):
+        self.path = os.path.join(os.path.dirname(os.path.abspath(program)), "tools", "servo_sim")
+        self.log = os.path.join(artifacts, "servo_sim.log")
+        open(self.log, "w").close()
+        self.proc = subprocess.Popen([self.path, "--log", self.log, *args], stdout=subprocess.PIPE,
+                                     stderr=subprocess.DEVNULL, text=True)
+        self.pty = self.proc.stdout.readline().strip()
+        check(self.pty.startswith("/dev/"), f"simulator printed no pty path: {self.pty!r}")
+
+    def lines(self, prefix=""):
+        with open(self.log) as f:
+            return [line.rstrip("\n") for line in f if line.startswith(prefix)]
+
+    def wait_line(self, text, timeout=10):
+        deadline = time.time() + timeout
+        while time.time() < deadline:
+            if any(text in line for line in self.lines()):
+                return
+            time.sleep(0.05)
+        raise Failure(f"simulator never logged {text!r}; its log:\n" + "\n".join(self.lines()[-20:]))
+
+    def stop(self):
+        if self.proc.poll() is None:
+            self.proc.terminate()
+            self.proc.wait(5)
+
+
+class UsbNamespace:
+    """A private mount namespace (root only) in which a pseudo-terminal can be plugged in and
+    pulled out as the USB adapter /dev/ttyUSB0 (tools/fake_usb_adapter.sh)."""
+
+    def __init__(self):
+        self.holder = subprocess.Popen(["unshare", "-m", "--propagation", "private", "sleep", "3600"])
+        time.sleep(0.1)
+        check(self.holder.poll() is None, "unshare failed (needs root)")
+
+    def command(self, *cmd, cwd=None):
+        wd = [f"--wd={cwd}"] if cwd else []  # entering the namespace resets the folder to /
+        return ["nsenter", "-t", str(self.holder.pid), "-m", *wd, "--", *cmd]
+
+    def run(self, *cmd):
+        res = subprocess.run(self.command(*cmd), capture_output=True, text=True, timeout=30)
+        if res.returncode != 0:
+            raise Failure(f"{' '.join(cmd)} failed in the namespace: {res.stderr.strip()}")
+        return res.stdout
+
+    def plug(self, pty):
+        self.run(FAKE_USB, "plug", pty)
+
+    def unplug(self):
+        self.run(FAKE_USB, "unplug")
+
+    def stop(self):
+        self.holder.kill()
+        self.holder.wait()
+
+
+def namespaces_available():
+    """True when this process may make mount namespaces (root, unshare and nsenter present)."""
+    if os.geteuid() != 0 or shutil.which("unshare") is None or shutil.which("nsenter") is None:
+        return False
+    return subprocess.run(["unshare", "-m", "true"], capture_output=True).returncode == 0
+
+
+def pixel(img, x, y):
+    return img.getpixel((x, y))[:3]
+
+
+def color_near(rgb, expected, tolerance=24):
+    return all(abs(a - b) <= tolerance for a, b in zip(rgb, expected))
 
 
 def region_differs(a, b, box, threshold=8):

@@ -134,6 +134,10 @@ TEST_F(ScreenTest, information_fields_start_with_their_defaults_and_limits) {
         EXPECT_TRUE(lv_textarea_get_one_line(ta));
         EXPECT_EQ(lv_obj_get_group(ta), ui_input_group);
     }
+    /* Narrow date fields show their whole text, not scrolled to a cursor placed before their
+     * size was known. */
+    headless_run(50);
+    for (lv_obj_t* ta : {ui_year_input, ui_month_input, ui_day_input}) EXPECT_EQ(lv_obj_get_scroll_x(ta), 0);
     EXPECT_EQ(lv_obj_get_width(ui_type_input), 350);
     EXPECT_EQ(lv_textarea_get_max_length(ui_type_input), 20u);
 
