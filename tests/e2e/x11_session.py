@@ -71,6 +71,9 @@ class X11Session:
     def env(self):
         env = dict(os.environ)
         env["DISPLAY"] = self.display
+        # GTK's file chooser without a desktop session: no accessibility bus, portal or dconf.
+        env.update({"NO_AT_BRIDGE": "1", "GIO_USE_VFS": "local", "GTK_USE_PORTAL": "0",
+                    "DBUS_SESSION_BUS_ADDRESS": "disabled:", "GSETTINGS_BACKEND": "memory", "LANG": "C.UTF-8"})
         return env
 
     def run(self, *cmd, check_rc=True, timeout=30):
@@ -118,6 +121,43 @@ class X11Session:
                 raise Failure(f"program exited with {self.program.returncode}:\n{self.stderr_text()}")
             time.sleep(0.05)
         raise Failure(f"no window named {name} within {timeout} s")
+
+    def wait_visible_window(self, name, timeout=30):
+        """Id of the first mapped window whose name matches (GTK dialogs keep unmapped twins)."""
+        deadline = time.time() + timeout
+        while time.time() < deadline:
+            out = self.run("xdotool", "search", "--onlyvisible", "--name", name, check_rc=False).split()
+            if out:
+                return out[0]
+            time.sleep(0.1)
+        raise Failure(f"no visible window named {name} within {timeout} s")
+
+    def wait_dialog_closed(self, wid, timeout=15):
+        deadline = time.time() + timeout
+        while time.time() < deadline:
+            if wid not in self.run("xdotool", "search", "--onlyvisible", "--name", ".", check_rc=False).split():
+                return
+            time.sleep(0.1)
+        raise Failure(f"dialog {wid} stayed open")
+
+    def choose_path(self, title, path):
+        """Types a full path into the file chooser titled `title` ("打开" or "另存为") and accepts."""
+        dialog = self.wait_visible_window(f"^{title}$")
+        time.sleep(1.0)  # the chooser maps first and loads its folder after
+        self.run("xdotool", "windowfocus", "--sync", dialog, check_rc=False)
+        # open: the location entry; save: the name entry already has the focus
+        self.run("xdotool", "key", "ctrl+l" if title == "打开" else "ctrl+a")
+        time.sleep(0.3)
+        self.run("xdotool", "type", "--delay", "20", path)
+        time.sleep(0.3)
+        self.run("xdotool", "key", "Return")
+        self.wait_dialog_closed(dialog)
+
+    def cancel_dialog(self, title):
+        dialog = self.wait_visible_window(f"^{title}$")
+        self.run("xdotool", "windowfocus", "--sync", dialog, check_rc=False)
+        self.run("xdotool", "key", "Escape")
+        self.wait_dialog_closed(dialog)
 
     def wait_no_window(self, name, timeout=10):
         deadline = time.time() + timeout
@@ -265,6 +305,15 @@ def pixel(img, x, y):
 
 def color_near(rgb, expected, tolerance=24):
     return all(abs(a - b) <= tolerance for a, b in zip(rgb, expected))
+
+
+def wait_for(predicate, what, timeout=20):
+    deadline = time.time() + timeout
+    while time.time() < deadline:
+        if predicate():
+            return
+        time.sleep(0.1)
+    raise Failure(f"timed out waiting for {what}")
 
 
 def region_differs(a, b, box, threshold=8):
