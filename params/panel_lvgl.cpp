@@ -32,7 +32,7 @@ constexpr const char* TAG_SOFTSTART = "Rect6";
 enum class CheckKind { Range, Pulse };
 
 /* Everything the panel knows about one entry. */
-struct FieldSpec {
+struct FieldLayout {
     const char* caption_zh; /* at build (Chinese) */
     const char* caption_en; /* at build (English) */
     const char* relabel_zh; /* after a language switch */
@@ -45,7 +45,7 @@ struct FieldSpec {
 };
 
 // clang-format off
-const FieldSpec FIELDS[PANEL_ENTRY_COUNT] = {
+const FieldLayout FIELDS[PANEL_ENTRY_COUNT] = {
     {"最小角度    ", "MinAngle     ", "最小角度    ", "MinAngle    ", "#9ea2e5 (0-4096)#", 4, 0, 4096, CheckKind::Pulse},
     {"最大角度    ", "MaxAngle     ", "最大角度    ", "MaxAngle    ", "#9ea2e5 (0-4096)#", 4, 0, 4096, CheckKind::Pulse},
     {"中间角度    ", "MidAngle     ", "中间角度    ", "MidAngle    ", "#9ea2e5 (0-4096)#", 4, 0, 4096, CheckKind::Pulse},
@@ -148,7 +148,7 @@ lv_obj_t* make_caption(lv_obj_t* parent, const char* text) {
 
 /* One field: caption already placed by the caller, entry beside it, hint beside the entry. */
 void make_field(lv_obj_t* parent, int i, const char* tag, int32_t entry_w, int32_t entry_h, int32_t gap) {
-    const FieldSpec& spec = FIELDS[i];
+    const FieldLayout& field = FIELDS[i];
     const PanelEntry entry = static_cast<PanelEntry>(i);
     const int row = panel_entry_row(entry);
 
@@ -157,7 +157,7 @@ void make_field(lv_obj_t* parent, int i, const char* tag, int32_t entry_w, int32
     char text[16];
     snprintf(text, sizeof text, "%d", static_cast<int>(defaultValues[row]));
     lv_textarea_set_text(ta, text);
-    lv_textarea_set_max_length(ta, spec.max_chars);
+    lv_textarea_set_max_length(ta, field.max_chars);
     lv_obj_remove_flag(ta, LV_OBJ_FLAG_SCROLLABLE);
     lv_obj_set_style_pad_top(ta, 6, 0);
     lv_obj_set_style_pad_bottom(ta, 6, 0);
@@ -169,12 +169,12 @@ void make_field(lv_obj_t* parent, int i, const char* tag, int32_t entry_w, int32
     lv_obj_align_to(ta, g_panel.captions[i], LV_ALIGN_OUT_RIGHT_MID, gap, 0);
     if (ui_input_group != nullptr) lv_group_add_obj(ui_input_group, ta);
     lv_obj_add_event_cb(
-        ta, spec.check == CheckKind::Pulse ? param_field_pulse_check_event_cb : param_field_range_check_event_cb,
+        ta, field.check == CheckKind::Pulse ? param_field_pulse_check_event_cb : param_field_range_check_event_cb,
         LV_EVENT_VALUE_CHANGED, nullptr);
 
     lv_obj_t* hint = lv_label_create(parent);
     lv_label_set_recolor(hint, true);
-    lv_label_set_text(hint, spec.hint);
+    lv_label_set_text(hint, field.hint);
     lv_obj_align_to(hint, ta, LV_ALIGN_OUT_RIGHT_MID, 5, 0);
 
     g_panel.entries[i] = ta;
