@@ -6,22 +6,18 @@
 #include <cstring>
 
 const RegisterReadStep frames_register_read_steps[FRAME_REGISTER_READ_STEPS] = {
-    {0x38, REG_OD, REG_OT},
-    {0x3D, REG_KP, REG_KD},
-    {0x3F, REG_MD, REG_VALUE_NONE},
-    {0x50, REG_LP, REG_MP},
-    {0x51, REG_LA, REG_MA},
-    {0x52, REG_CA, REG_VALUE_NONE},
-    {0x53, REG_DZ, REG_VALUE_NONE},
-    {0x54, REG_LS, REG_RS}, /* bytes 4 and 5 alone, not 16-bit words */
+    {0x38, REG_OD, REG_OT},         {0x3D, REG_KP, REG_KD}, {0x3F, REG_MD, REG_VALUE_NONE},
+    {0x50, REG_LP, REG_MP},         {0x51, REG_LA, REG_MA}, {0x52, REG_CA, REG_VALUE_NONE},
+    {0x53, REG_DZ, REG_VALUE_NONE}, {0x54, REG_LS, REG_RS}, /* bytes 4 and 5 alone, not 16-bit words */
 };
 
 const RegisterWriteFrame frames_register_write_table[FRAME_REGISTER_WRITE_FRAMES] = {
-    {0x01, REG_KP, REG_VALUE_NONE},         {0x05, REG_KD, REG_VALUE_NONE}, {0x12, REG_OD, REG_OT},
-    {0x18, REG_MD, REG_VALUE_NONE},         {0x40, REG_VALUE_NONE, REG_LA}, {0x41, REG_VALUE_NONE, REG_MA},
-    {0x42, REG_VALUE_NONE, REG_CA},         {0x43, REG_VALUE_NONE, REG_DZ}, {0x44, REG_VALUE_NONE, REG_RS},
-    {0x45, REG_VALUE_NONE, REG_LS},         {0x48, REG_LP, REG_MP},
-    {0x46, REG_VALUE_NONE, REG_VALUE_NONE}, /* closes the sequence */
+    {0x01, REG_KP, REG_VALUE_NONE}, {0x05, REG_KD, REG_VALUE_NONE},
+    {0x12, REG_OD, REG_OT},         {0x18, REG_MD, REG_VALUE_NONE},
+    {0x40, REG_VALUE_NONE, REG_LA}, {0x41, REG_VALUE_NONE, REG_MA},
+    {0x42, REG_VALUE_NONE, REG_CA}, {0x43, REG_VALUE_NONE, REG_DZ},
+    {0x44, REG_VALUE_NONE, REG_RS}, {0x45, REG_VALUE_NONE, REG_LS},
+    {0x48, REG_LP, REG_MP},         {0x46, REG_VALUE_NONE, REG_VALUE_NONE}, /* closes the sequence */
 };
 
 namespace {

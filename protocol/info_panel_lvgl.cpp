@@ -129,8 +129,8 @@ void clamp_day_to_month() {
     if (g_info_panel.in_day_clamp || ui_day_input == nullptr) return;
     g_info_panel.in_day_clamp = true;
     char day[DATE_TEXT_SIZE];
-    const int r = info_date_clamp_day(field_value(ui_year_input), field_value(ui_month_input), field_value(ui_day_input),
-                                      day, sizeof day);
+    const int r = info_date_clamp_day(field_value(ui_year_input), field_value(ui_month_input),
+                                      field_value(ui_day_input), day, sizeof day);
     if (r != DATE_CLAMP_NONE) lv_textarea_set_text(ui_day_input, day);
     if (r == DATE_CLAMP_ADJUSTED) show_prompt(info_date_adjusted_message());
     g_info_panel.in_day_clamp = false;

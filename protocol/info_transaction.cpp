@@ -54,8 +54,10 @@ int info_transaction_write() {
     if (isSerialOpen == 0) return refuse(INFO_PORT_CLOSED, port_closed_text());
 
     char type[FIELD_TEXT_SIZE], year[FIELD_TEXT_SIZE], month[FIELD_TEXT_SIZE], day[FIELD_TEXT_SIZE];
-    if (info_field_get(InfoField::Type, type, sizeof type) < 0 || info_field_get(InfoField::Year, year, sizeof year) < 0 ||
-        info_field_get(InfoField::Month, month, sizeof month) < 0 || info_field_get(InfoField::Day, day, sizeof day) < 0)
+    if (info_field_get(InfoField::Type, type, sizeof type) < 0 ||
+        info_field_get(InfoField::Year, year, sizeof year) < 0 ||
+        info_field_get(InfoField::Month, month, sizeof month) < 0 ||
+        info_field_get(InfoField::Day, day, sizeof day) < 0)
         return refuse(INFO_FIELD_UNAVAILABLE, "请检查输入内容!");
 
     /* The order of the checks is what users have learnt; some messages exist in Chinese only. */
@@ -70,7 +72,8 @@ int info_transaction_write() {
     if (strcmp(year, "1") == 0) return refuse(INFO_YEAR_IS_ONE, "应正确输入\"年\"的数值!");
     if (strlen(year) != 4)
         return refuse(INFO_YEAR_NOT_FOUR, lang_text("Year must be 4 digits!", "\"年\"的数值需要4位数字!"));
-    if (is_empty_or_00(month)) return refuse(INFO_MONTH_EMPTY, "应正确输入\"月\"的数值!"); /* cannot follow the two above */
+    if (is_empty_or_00(month))
+        return refuse(INFO_MONTH_EMPTY, "应正确输入\"月\"的数值!"); /* cannot follow the two above */
     if (is_empty_or_00(day)) return refuse(INFO_DAY_EMPTY, "应正确输入\"日\"的数值!");
 
     uint8_t frame[FRAME_INFO_LEN];

@@ -29,10 +29,10 @@ constexpr size_t INFO_TEXT_SIZE = 64; /* a field's text: 20 bytes, each at most 
 
 /* Panel entry of each register-family value; RS is the direction box. */
 constexpr PanelEntry VALUE_ENTRIES[REG_VALUE_COUNT] = {
-    PanelEntry::Gain,      PanelEntry::Damping,  PanelEntry::Stall1Power, PanelEntry::Stall1Time, PanelEntry::OutputPower,
-    PanelEntry::MinAngle,  PanelEntry::MaxAngle, PanelEntry::MidAngle,    PanelEntry::Deadband,
-    PanelEntry::SoftStart, /* RS: never used, the direction box stands for it */
-    PanelEntry::SoftStart, PanelEntry::MinPulse, PanelEntry::MaxPulse,
+    PanelEntry::Gain,        PanelEntry::Damping,   PanelEntry::Stall1Power, PanelEntry::Stall1Time,
+    PanelEntry::OutputPower, PanelEntry::MinAngle,  PanelEntry::MaxAngle,    PanelEntry::MidAngle,
+    PanelEntry::Deadband,    PanelEntry::SoftStart, /* RS: never used, the direction box stands for it */
+    PanelEntry::SoftStart,   PanelEntry::MinPulse,  PanelEntry::MaxPulse,
 };
 
 ProtocolState& S() {
@@ -252,13 +252,15 @@ void version_byte(uint8_t byte) {
         const char raw[3] = {static_cast<char>(v[1]), static_cast<char>(v[2]), '\0'};
         text_sanitize_utf8(version, sizeof version, raw);
         const unsigned param_sum = static_cast<unsigned>(v[3] << 8 | v[4]);
-        const unsigned long program_sum = static_cast<unsigned long>(v[5]) << 24 | static_cast<unsigned long>(v[6]) << 16 |
+        const unsigned long program_sum = static_cast<unsigned long>(v[5]) << 24 |
+                                          static_cast<unsigned long>(v[6]) << 16 |
                                           static_cast<unsigned long>(v[7]) << 8 | v[8];
         const unsigned long crc = static_cast<unsigned long>(v[9]) << 24 | static_cast<unsigned long>(v[10]) << 16 |
                                   static_cast<unsigned long>(v[11]) << 8 | v[12];
         char text[160];
-        snprintf(text, sizeof text, "Version: %s \nParameter Checksum: 0x%04x\nProgram Checksum: 0x%08lx\nProgram CRC: 0x%08lx",
-                 version, param_sum, program_sum, crc);
+        snprintf(text, sizeof text,
+                 "Version: %s \nParameter Checksum: 0x%04x\nProgram Checksum: 0x%08lx\nProgram CRC: 0x%08lx", version,
+                 param_sum, program_sum, crc);
         show_prompt(text);
         break;
     }
@@ -314,8 +316,9 @@ void handle_servo_info_frame() {
     dbg_log("\n[information] handle_servo_info_frame - 处理完整舵机信息帧\n");
     char dump[32 + INFO_RX_BUF_SIZE * 3];
     const size_t stored = s.info_rx_count < 0 ? 0
-                          : static_cast<size_t>(s.info_rx_count) > INFO_RX_BUF_SIZE ? INFO_RX_BUF_SIZE
-                                                                                     : static_cast<size_t>(s.info_rx_count);
+                          : static_cast<size_t>(s.info_rx_count) > INFO_RX_BUF_SIZE
+                              ? INFO_RX_BUF_SIZE
+                              : static_cast<size_t>(s.info_rx_count);
     hex_dump(dump, sizeof dump, "接收到的原始数据: ", g_servo_info_rx_buf, stored);
     dbg_log("%s\n", dump);
 

@@ -103,16 +103,16 @@ struct ProtocolState {
     uint8_t version_state = 0;
 
     /* Request side. */
-    uint8_t first_read = 0;                                     /* set by every read command */
-    uint8_t first_read_block[1 + FRAME_PARAM_BLOCK_DATA] = {};  /* 0x40 and the block as first read */
-    uint8_t block_frame[FRAME_PARAM_BLOCK_LEN] = {};            /* block frame last sent */
-    int32_t block_frame_len = 0;                                /* its length: the echo of a block write */
-    int32_t info_echo_base = 0;                                 /* 30 once an information frame was sent */
-    uint32_t start_ms = 0;                                      /* low 32 bits, after the request went out */
-    int32_t reg_read_counter = 0;                               /* register read requests sent, 0..8 */
-    uint8_t reg_write_counter = 0;                              /* register write frames sent, 0..12 */
-    protocol_timer_t read_timer = nullptr;                      /* the running register read timer */
-    protocol_timer_t write_timer = nullptr;                     /* the running register write timer */
+    uint8_t first_read = 0;                                    /* set by every read command */
+    uint8_t first_read_block[1 + FRAME_PARAM_BLOCK_DATA] = {}; /* 0x40 and the block as first read */
+    uint8_t block_frame[FRAME_PARAM_BLOCK_LEN] = {};           /* block frame last sent */
+    int32_t block_frame_len = 0;                               /* its length: the echo of a block write */
+    int32_t info_echo_base = 0;                                /* 30 once an information frame was sent */
+    uint32_t start_ms = 0;                                     /* low 32 bits, after the request went out */
+    int32_t reg_read_counter = 0;                              /* register read requests sent, 0..8 */
+    uint8_t reg_write_counter = 0;                             /* register write frames sent, 0..12 */
+    protocol_timer_t read_timer = nullptr;                     /* the running register read timer */
+    protocol_timer_t write_timer = nullptr;                    /* the running register write timer */
 };
 
 /* The one protocol state. */

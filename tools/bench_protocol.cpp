@@ -130,8 +130,8 @@ void bench_info_round_trip() {
     waitpid(sim, nullptr, 0);
 
     const double wire_ms = 34.0 * LINE_BITS_PER_BYTE / 115200.0 * 1000.0;
-    printf("1. information read round trip, %d reads on a pseudo-terminal (no line delay), %d failed\n",
-           ROUND_TRIPS, failed);
+    printf("1. information read round trip, %d reads on a pseudo-terminal (no line delay), %d failed\n", ROUND_TRIPS,
+           failed);
     if (ms.empty()) return;
     const double median = percentile(ms, 0.5), p95 = percentile(ms, 0.95), worst = percentile(ms, 1.0);
     printf("   request written -> fields filled: median %.3f ms, p95 %.3f ms, max %.3f ms\n", median, p95, worst);
@@ -147,7 +147,8 @@ double feed_rate(const std::vector<uint8_t>& stream, int32_t mode, int repeats) 
         g_protocol.mode = mode;
         g_protocol.info_rx_state = 0;
         g_protocol.info_rx_count = 0;
-        for (uint8_t b : stream) process_servo_info_data(b);
+        for (uint8_t b : stream)
+            process_servo_info_data(b);
     }
     const double s = std::chrono::duration<double>(Clock::now() - t0).count();
     return static_cast<double>(stream.size()) * repeats / s;
@@ -155,14 +156,16 @@ double feed_rate(const std::vector<uint8_t>& stream, int32_t mode, int repeats) 
 
 std::vector<uint8_t> with_block_checksum(std::vector<uint8_t> f) {
     unsigned sum = 0;
-    for (uint8_t b : f) sum += b;
+    for (uint8_t b : f)
+        sum += b;
     f.push_back(static_cast<uint8_t>(sum - 1));
     return f;
 }
 
 void bench_parser(const char* how) {
     std::vector<uint8_t> frame = {0x26, 0x40};
-    for (int i = 0; i < 35; ++i) frame.push_back(static_cast<uint8_t>(0x10 + i));
+    for (int i = 0; i < 35; ++i)
+        frame.push_back(static_cast<uint8_t>(0x10 + i));
     std::vector<uint8_t> block = {0x81, 0x00, 0x00, 0x81}; /* the echo of the request, then the reply */
     frame = with_block_checksum(frame);
     block.insert(block.end(), frame.begin(), frame.end());

@@ -24,13 +24,15 @@ using Bytes = std::vector<uint8_t>;
 
 inline uint8_t sum8(const Bytes& b, size_t from, size_t to) {
     unsigned s = 0;
-    for (size_t i = from; i < to; ++i) s += b[i];
+    for (size_t i = from; i < to; ++i)
+        s += b[i];
     return static_cast<uint8_t>(s);
 }
 
 inline Bytes cat(std::initializer_list<Bytes> parts) {
     Bytes out;
-    for (const Bytes& p : parts) out.insert(out.end(), p.begin(), p.end());
+    for (const Bytes& p : parts)
+        out.insert(out.end(), p.begin(), p.end());
     return out;
 }
 
@@ -78,14 +80,14 @@ inline const Bytes DEFAULT_BLOCK = {0x41, 0x32, 0x07, 0xD0, 0x05, 0xDC, 0x03, 0x
                                     0x00, 0x50, 0x25, 0x31, 0x13, 0x0C, 0x00, 0x00, 0x1F, 0x48, 0x13};
 
 /* Register values of the simulator as read, DATA0/DATA1 per read step. */
-inline const uint16_t DEFAULT_REGS[8][2] = {{80, 3000}, {65, 50}, {8000, 0},   {4000, 8000},
-                                            {596, 3500}, {2048, 0}, {3, 0}, {0x0101, 0}};
+inline const uint16_t DEFAULT_REGS[8][2] = {{80, 3000},  {65, 50},  {8000, 0}, {4000, 8000},
+                                            {596, 3500}, {2048, 0}, {3, 0},    {0x0101, 0}};
 
 } // namespace servo_bytes
 
 /* Fresh protocol, parameters, panel, fields, prompts, timers, language and clock for each case. */
 class ProtocolFixture : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override {
         protocol_reset();
         params_reset();
@@ -103,12 +105,14 @@ protected:
     }
 
     static void feed(const servo_bytes::Bytes& bytes) {
-        for (uint8_t b : bytes) process_servo_info_data(b);
+        for (uint8_t b : bytes)
+            process_servo_info_data(b);
     }
 
     static std::vector<std::string> prompt_texts() {
         std::vector<std::string> out;
-        for (const FakePrompt& p : fake_prompts()) out.push_back(p.text);
+        for (const FakePrompt& p : fake_prompts())
+            out.push_back(p.text);
         return out;
     }
 };

@@ -69,7 +69,8 @@ TEST(Frames, register_write_frames_are_big_endian_with_the_plain_sum_from_the_le
         EXPECT_EQ(frames_register_write_table[i].code, codes[i]) << i;
     EXPECT_EQ(frames_register_write_table[11].data0, REG_VALUE_NONE);
     EXPECT_EQ(frames_register_write_table[11].data1, REG_VALUE_NONE);
-    EXPECT_EQ(frames_register_scale(REG_OD) * frames_register_scale(REG_OT) * frames_register_scale(REG_LP), 80 * 1000 * 4);
+    EXPECT_EQ(frames_register_scale(REG_OD) * frames_register_scale(REG_OT) * frames_register_scale(REG_LP),
+              80 * 1000 * 4);
     EXPECT_EQ(frames_register_scale(REG_MP), 4);
     EXPECT_EQ(frames_register_scale(REG_KP), 1);
 }
@@ -81,7 +82,8 @@ TEST(Frames, info_frame_pads_the_type_with_spaces_and_cuts_it_at_twenty) {
     EXPECT_EQ(std::string(f.begin() + 1, f.begin() + 21), "ABC" + std::string(17, ' '));
     EXPECT_EQ(std::string(f.begin() + 21, f.begin() + 29), "20260115");
     unsigned sum = 0;
-    for (int i = 0; i < 29; ++i) sum += f[i];
+    for (int i = 0; i < 29; ++i)
+        sum += f[i];
     EXPECT_EQ(f[29], static_cast<uint8_t>(sum - 1));
     EXPECT_TRUE(frames_check_info_frame(f.data(), f.size()));
 
@@ -93,7 +95,8 @@ TEST(Frames, info_frame_pads_the_type_with_spaces_and_cuts_it_at_twenty) {
 
 TEST(Frames, block_frame_carries_tag_command_data_and_sum_minus_one_and_logs_its_dump) {
     uint8_t block[35];
-    for (int i = 0; i < 35; ++i) block[i] = static_cast<uint8_t>(i * 7);
+    for (int i = 0; i < 35; ++i)
+        block[i] = static_cast<uint8_t>(i * 7);
     uint8_t frame[38];
     LogCapture log;
     ASSERT_EQ(buildWriteFrame(block, frame, sizeof frame), 38);
@@ -101,7 +104,8 @@ TEST(Frames, block_frame_carries_tag_command_data_and_sum_minus_one_and_logs_its
     EXPECT_EQ(frame[1], 0x40);
     EXPECT_EQ(memcmp(frame + 2, block, 35), 0);
     unsigned data_sum = 0;
-    for (uint8_t b : block) data_sum += b;
+    for (uint8_t b : block)
+        data_sum += b;
     EXPECT_EQ(frame[37], static_cast<uint8_t>(data_sum + 0x40 + 0x25)); /* the servo maker's own form */
     EXPECT_TRUE(frames_check_block_frame(frame, 38));
     EXPECT_TRUE(log.contains("[DEBUG] buildWriteFrame() Write Frame: 26 40 00 07 0E "));

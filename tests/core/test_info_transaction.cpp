@@ -18,7 +18,7 @@ uint64_t test_clock() {
 }
 
 class InfoTransactionTest : public ProtocolFixture {
-protected:
+  protected:
     void SetUp() override {
         ProtocolFixture::SetUp();
         ASSERT_NE(SerialOpen(0, pty.path().c_str()), PORT_HANDLE_NONE);

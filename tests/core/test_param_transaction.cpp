@@ -17,7 +17,7 @@ using namespace servo_bytes;
 namespace {
 
 class ParamTransactionTest : public ProtocolFixture {
-protected:
+  protected:
     void SetUp() override {
         ProtocolFixture::SetUp();
         ASSERT_NE(SerialOpen(0, pty.path().c_str()), PORT_HANDLE_NONE);
@@ -68,14 +68,14 @@ protected:
 
 /* A servo whose registers hold remainders the panel cannot show (OD 100 = 1 x 80 + 20). */
 const uint16_t ODD_REGS[8][2] = {
-    {100, 3500},    /* OD shown 1, OT shown 3 */
-    {65, 300},      /* KP, KD above 255 */
-    {8050, 0},      /* MD shown 100 */
-    {801, 8003},    /* LP shown 200, MP shown 2000 */
-    {596, 3500},    /* LA, MA */
-    {200, 0},       /* CA */
-    {3, 0},         /* DZ */
-    {0x0500, 0},    /* LS 5, RS off */
+    {100, 3500}, /* OD shown 1, OT shown 3 */
+    {65, 300},   /* KP, KD above 255 */
+    {8050, 0},   /* MD shown 100 */
+    {801, 8003}, /* LP shown 200, MP shown 2000 */
+    {596, 3500}, /* LA, MA */
+    {200, 0},    /* CA */
+    {3, 0},      /* DZ */
+    {0x0500, 0}, /* LS 5, RS off */
 };
 
 } // namespace
@@ -96,9 +96,11 @@ TEST_F(ParamTransactionTest, read_sends_the_block_request_then_eight_register_re
     EXPECT_EQ(timer->period_ms, REG_READ_PERIOD_MS);
     EXPECT_EQ(fake_timers_run_due(), 1) << "due at once";
 
-    for (int step = 1; step < 8; ++step) fake_timer_fire(timer);
+    for (int step = 1; step < 8; ++step)
+        fake_timer_fire(timer);
     Bytes expected;
-    for (uint8_t code : READ_CODES) expected = cat({expected, reg_request(code)});
+    for (uint8_t code : READ_CODES)
+        expected = cat({expected, reg_request(code)});
     EXPECT_EQ(sent(80), expected);
     EXPECT_EQ(g_protocol.reg_echo_count, 8);
     EXPECT_EQ(Bytes(g_protocol.reg_echo[7], g_protocol.reg_echo[7] + 10), reg_request(0x54));
@@ -190,8 +192,8 @@ TEST_F(ParamTransactionTest, stall_times_above_10000_ms_stop_a_block_write_first
     fake_prompts().clear();
     fake_entry(PanelEntry::Stall1Time) = "10100";
     param_transaction_write();
-    EXPECT_EQ(prompt_texts(),
-              std::vector<std::string>{"Error writing \"Time1\" parameter!\nPlease enter a number between 0 and 10000"});
+    EXPECT_EQ(prompt_texts(), std::vector<std::string>{
+                                  "Error writing \"Time1\" parameter!\nPlease enter a number between 0 and 10000"});
     EXPECT_EQ(g_protocol.mode, MODE_IDLE) << "the mode is left as it was";
 }
 
@@ -202,20 +204,21 @@ TEST_F(ParamTransactionTest, register_write_sends_cached_bytes_for_unchanged_val
 
     const std::vector<Bytes> frames = register_write();
     const Bytes expected[12] = {
-        reg_request(0x01, 65, 0),         /* KP unchanged: the servo's own bytes */
-        reg_request(0x05, 300, 0),        /* KD 300 never equals its 8-bit last-read value */
-        reg_request(0x12, 100, 3500),     /* OD and OT unchanged: 100 and 3500, not 80 and 3000 */
-        reg_request(0x18, 8000, 0),       /* MD compared after x 80: re-encoded, the 50 is lost */
-        reg_request(0x40, 0, 596),        /* LA 596 > 255: encoded (the same value) */
-        reg_request(0x41, 0, 3500),       /* MA */
-        reg_request(0x42, 0, 200),        /* CA unchanged */
-        reg_request(0x43, 0, 3),          /* DZ */
-        reg_request(0x44, 0, 0),          /* RS off, unchanged */
-        reg_request(0x45, 0, 5),          /* LS */
-        reg_request(0x48, 801, 8003),     /* LP unchanged: LP and MP both cached */
+        reg_request(0x01, 65, 0),     /* KP unchanged: the servo's own bytes */
+        reg_request(0x05, 300, 0),    /* KD 300 never equals its 8-bit last-read value */
+        reg_request(0x12, 100, 3500), /* OD and OT unchanged: 100 and 3500, not 80 and 3000 */
+        reg_request(0x18, 8000, 0),   /* MD compared after x 80: re-encoded, the 50 is lost */
+        reg_request(0x40, 0, 596),    /* LA 596 > 255: encoded (the same value) */
+        reg_request(0x41, 0, 3500),   /* MA */
+        reg_request(0x42, 0, 200),    /* CA unchanged */
+        reg_request(0x43, 0, 3),      /* DZ */
+        reg_request(0x44, 0, 0),      /* RS off, unchanged */
+        reg_request(0x45, 0, 5),      /* LS */
+        reg_request(0x48, 801, 8003), /* LP unchanged: LP and MP both cached */
         reg_request(0x46, 0, 0),
     };
-    for (int i = 0; i < 12; ++i) EXPECT_EQ(frames[i], expected[i]) << "frame " << i + 1;
+    for (int i = 0; i < 12; ++i)
+        EXPECT_EQ(frames[i], expected[i]) << "frame " << i + 1;
     EXPECT_EQ(prompt_texts(), std::vector<std::string>{"写入参数成功!"});
     EXPECT_EQ(g_protocol.block_write_pending, WRITE_PENDING_NONE);
     EXPECT_EQ(g_protocol.mode, MODE_WRITE_PARAMS) << "no answer is awaited; the mode stays";

@@ -14,7 +14,7 @@ using namespace servo_bytes;
 namespace {
 
 class ParserTest : public ProtocolFixture {
-protected:
+  protected:
     void SetUp() override {
         ProtocolFixture::SetUp();
         rx_ring_reset();
@@ -53,12 +53,14 @@ protected:
     /* Lets the read timer run out (its ninth call deletes it and empties the echo table). */
     static void finish_read_timer() {
         FakeTimer* t = fake_timers().timers.back().get();
-        for (int i = 0; i < 9 && t->alive; ++i) fake_timer_fire(t);
+        for (int i = 0; i < 9 && t->alive; ++i)
+            fake_timer_fire(t);
         ASSERT_FALSE(t->alive);
     }
 
     static void read_all_registers(bool echo) {
-        for (int step = 0; step < 8; ++step) register_step(reg_reply(DEFAULT_REGS[step][0], DEFAULT_REGS[step][1]), echo);
+        for (int step = 0; step < 8; ++step)
+            register_step(reg_reply(DEFAULT_REGS[step][0], DEFAULT_REGS[step][1]), echo);
     }
 
     static Bytes block_with(size_t index, uint8_t value) {
@@ -209,7 +211,8 @@ TEST_F(ParserTest, eight_register_replies_after_their_echoes_fill_the_panel_and_
         {PanelEntry::MaxPulse, "2000"}, {PanelEntry::MinAngle, "596"},    {PanelEntry::MaxAngle, "3500"},
         {PanelEntry::MidAngle, "2048"}, {PanelEntry::Deadband, "3"},      {PanelEntry::SoftStart, "1"},
     };
-    for (const auto& [entry, text] : shown) EXPECT_EQ(fake_entry(entry), text) << static_cast<int>(entry);
+    for (const auto& [entry, text] : shown)
+        EXPECT_EQ(fake_entry(entry), text) << static_cast<int>(entry);
     EXPECT_TRUE(fake_checked(PanelCheck::Direction));
     EXPECT_EQ(Bytes(ReadCacheBuff[3], ReadCacheBuff[3] + 4), (Bytes{0x0F, 0xA0, 0x1F, 0x40}));
     EXPECT_EQ(g_protocol.read_cache_count, 0) << "emptied by the eighth reply";
@@ -237,7 +240,8 @@ TEST_F(ParserTest, without_echo_each_register_reply_loses_its_tag_to_the_echo_ta
 TEST_F(ParserTest, direction_byte_other_than_0_or_1_leaves_the_switch) {
     start_param_read();
     fake_checked(PanelCheck::Direction) = true;
-    for (int step = 0; step < 7; ++step) register_step(reg_reply(DEFAULT_REGS[step][0], DEFAULT_REGS[step][1]));
+    for (int step = 0; step < 7; ++step)
+        register_step(reg_reply(DEFAULT_REGS[step][0], DEFAULT_REGS[step][1]));
     register_step(reg_reply(0x0702, 0)); /* LS 7, direction byte 2 */
     EXPECT_EQ(fake_entry(PanelEntry::SoftStart), "7");
     EXPECT_TRUE(fake_checked(PanelCheck::Direction));
@@ -247,7 +251,8 @@ TEST_F(ParserTest, direction_byte_other_than_0_or_1_leaves_the_switch) {
 TEST_F(ParserTest, a_checksum_mismatch_ends_the_read_but_its_step_survives_into_the_next_read) {
     start_param_read();
     LogCapture log;
-    for (int step = 0; step < 3; ++step) register_step(reg_reply(DEFAULT_REGS[step][0], DEFAULT_REGS[step][1]));
+    for (int step = 0; step < 3; ++step)
+        register_step(reg_reply(DEFAULT_REGS[step][0], DEFAULT_REGS[step][1]));
     Bytes bad = reg_reply(4000, 8000);
     bad.back() ^= 0x01;
     register_step(bad);
@@ -303,7 +308,8 @@ TEST_F(ParserTest, a_reply_with_a_wrong_length_field_ends_the_read_without_a_mes
 
 TEST_F(ParserTest, the_read_cache_holds_eight_replies_and_the_ninth_empties_it_and_is_lost) {
     start_param_read();
-    for (int step = 0; step < 7; ++step) register_step(reg_reply(DEFAULT_REGS[step][0], DEFAULT_REGS[step][1]));
+    for (int step = 0; step < 7; ++step)
+        register_step(reg_reply(DEFAULT_REGS[step][0], DEFAULT_REGS[step][1]));
     Bytes wrong = reg_reply(0, 0);
     wrong[3] = 0x0A; /* ends the read at step 0 without emptying the cache */
     register_step(wrong);

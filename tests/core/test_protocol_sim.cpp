@@ -39,13 +39,14 @@ struct SimRx {
 
 /* The simulator as a child process on a fresh pseudo-terminal. */
 class ServoSim {
-public:
+  public:
     bool start(const std::vector<std::string>& options, const std::string& log_path) {
         log_path_ = log_path;
         std::vector<std::string> args = {SERVO_SIM_PATH, "--log", log_path};
         args.insert(args.end(), options.begin(), options.end());
         std::vector<char*> argv;
-        for (std::string& a : args) argv.push_back(a.data());
+        for (std::string& a : args)
+            argv.push_back(a.data());
         argv.push_back(nullptr);
 
         int out[2];
@@ -94,7 +95,8 @@ public:
     std::vector<std::string> log_lines() const {
         std::ifstream in(log_path_);
         std::vector<std::string> lines;
-        for (std::string l; std::getline(in, l);) lines.push_back(l);
+        for (std::string l; std::getline(in, l);)
+            lines.push_back(l);
         return lines;
     }
 
@@ -106,7 +108,8 @@ public:
             SimRx rx;
             const size_t paren = l.find(" (");
             std::istringstream hex(l.substr(3, paren == std::string::npos ? std::string::npos : paren - 3));
-            for (std::string b; hex >> b;) rx.bytes.push_back(static_cast<uint8_t>(std::stoul(b, nullptr, 16)));
+            for (std::string b; hex >> b;)
+                rx.bytes.push_back(static_cast<uint8_t>(std::stoul(b, nullptr, 16)));
             if (paren != std::string::npos) rx.note = l.substr(paren + 2, l.size() - paren - 3);
             out.push_back(rx);
         }
@@ -119,14 +122,14 @@ public:
         return false;
     }
 
-private:
+  private:
     pid_t pid_ = -1;
     std::string path_;
     std::string log_path_;
 };
 
 class ProtocolSimTest : public ProtocolFixture {
-protected:
+  protected:
     void SetUp() override {
         ProtocolFixture::SetUp();
         fake_platform_reset();
@@ -172,7 +175,9 @@ protected:
         return true;
     }
 
-    static void pump_for(int ms) { pump_until([] { return false; }, ms); }
+    static void pump_for(int ms) {
+        pump_until([] { return false; }, ms);
+    }
 
     static bool idle_and_no_timers() { return g_protocol.mode == MODE_IDLE && fake_timers_alive() == 0; }
 
@@ -245,8 +250,7 @@ TEST_F(ProtocolSimTest, block_servo_that_stays_silent_times_out_both_commands_on
     ui_language_chinese = 0;
     ASSERT_EQ(info_transaction_write(), INFO_SENT);
     pump_for(400);
-    EXPECT_EQ(prompt_texts(),
-              (std::vector<std::string>{"舵机信息读取超时!", "Servo information write timeout!"}));
+    EXPECT_EQ(prompt_texts(), (std::vector<std::string>{"舵机信息读取超时!", "Servo information write timeout!"}));
     EXPECT_EQ(g_protocol.mode, MODE_IDLE);
     const std::vector<SimRx> rx = wait_received(2);
     EXPECT_EQ(rx[1].bytes, info_frame("T", "20260101"));
@@ -341,17 +345,19 @@ TEST_F(ProtocolSimTest, register_servo_parameters_read_and_write_back_twelve_fra
     rx = wait_received(9 + 12);
     ASSERT_EQ(rx.size(), 21u);
     const Bytes expected[12] = {
-        reg_request(0x01, 65, 0),   reg_request(0x05, 50, 0),   reg_request(0x12, 80, 3000),
-        reg_request(0x18, 8000, 0), reg_request(0x40, 0, 596),  reg_request(0x41, 0, 3500),
-        reg_request(0x42, 0, 2048), reg_request(0x43, 0, 3),    reg_request(0x44, 0, 1),
+        reg_request(0x01, 65, 0),   reg_request(0x05, 50, 0),      reg_request(0x12, 80, 3000),
+        reg_request(0x18, 8000, 0), reg_request(0x40, 0, 596),     reg_request(0x41, 0, 3500),
+        reg_request(0x42, 0, 2048), reg_request(0x43, 0, 3),       reg_request(0x44, 0, 1),
         reg_request(0x45, 0, 1),    reg_request(0x48, 4000, 8000), reg_request(0x46, 0, 0),
     };
-    for (int i = 0; i < 12; ++i) EXPECT_EQ(rx[9 + i].bytes, expected[i]) << "frame " << i + 1;
+    for (int i = 0; i < 12; ++i)
+        EXPECT_EQ(rx[9 + i].bytes, expected[i]) << "frame " << i + 1;
     EXPECT_EQ(rx[20].note, "end of write sequence");
 
     const FakeTimer& timer = *fake_timers().timers.back();
     ASSERT_EQ(timer.fired_ms.size(), 13u);
-    for (size_t i = 1; i < timer.fired_ms.size(); ++i) EXPECT_GE(timer.fired_ms[i] - timer.fired_ms[i - 1], 50u);
+    for (size_t i = 1; i < timer.fired_ms.size(); ++i)
+        EXPECT_GE(timer.fired_ms[i] - timer.fired_ms[i - 1], 50u);
 }
 
 TEST_F(ProtocolSimTest, register_write_takes_unchanged_values_from_the_servos_own_bytes) {

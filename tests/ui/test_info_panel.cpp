@@ -18,7 +18,7 @@
 namespace {
 
 class InfoPanel : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override {
         params_reset();
         protocol_reset();
@@ -35,7 +35,8 @@ protected:
 
     static std::vector<std::string> boxes() {
         std::vector<std::string> out;
-        for (int i = 0; i < headless_msgbox_count(); ++i) out.push_back(headless_msgbox_text(headless_msgbox(i)));
+        for (int i = 0; i < headless_msgbox_count(); ++i)
+            out.push_back(headless_msgbox_text(headless_msgbox(i)));
         return out;
     }
 
