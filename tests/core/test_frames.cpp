@@ -62,17 +62,6 @@ TEST(Frames, register_write_frames_are_big_endian_with_the_plain_sum_from_the_le
     ASSERT_EQ(frames_build_register_frame(0x48, 0xFFFF, 0x8000, f, sizeof f), 10);
     EXPECT_EQ(f[9], static_cast<uint8_t>(0x0A + 0x48 + 0xFF + 0xFF + 0x80));
     EXPECT_EQ(frames_build_register_frame(0x01, 1, 1, f, 9), -1);
-
-    /* The write sequence: its codes in order, closed by 0x46 carrying nothing. */
-    const uint8_t codes[12] = {0x01, 0x05, 0x12, 0x18, 0x40, 0x41, 0x42, 0x43, 0x44, 0x45, 0x48, 0x46};
-    for (int i = 0; i < FRAME_REGISTER_WRITE_FRAMES; ++i)
-        EXPECT_EQ(frames_register_write_table[i].code, codes[i]) << i;
-    EXPECT_EQ(frames_register_write_table[11].data0, REG_VALUE_NONE);
-    EXPECT_EQ(frames_register_write_table[11].data1, REG_VALUE_NONE);
-    EXPECT_EQ(frames_register_scale(REG_OD) * frames_register_scale(REG_OT) * frames_register_scale(REG_LP),
-              80 * 1000 * 4);
-    EXPECT_EQ(frames_register_scale(REG_MP), 4);
-    EXPECT_EQ(frames_register_scale(REG_KP), 1);
 }
 
 TEST(Frames, info_frame_pads_the_type_with_spaces_and_cuts_it_at_twenty) {

@@ -233,22 +233,16 @@ TEST_F(ParamTransactionTest, register_write_encodes_changed_values_and_a_shown_m
     fake_entry(PanelEntry::Stall1Power) = "2";
     fake_entry(PanelEntry::MinPulse) = "201";
     fake_entry(PanelEntry::MaxPulse) = "1900";
-    fake_entry(PanelEntry::SoftStart) = "300"; /* cut to 16 bits only on the wire */
+    fake_entry(PanelEntry::Stall1Time) = "70"; /* 70000 on the wire, cut to 16 bits: 0x1170 */
+    fake_entry(PanelEntry::SoftStart) = "300";
     fake_checked(PanelCheck::Direction) = true;
 
     const std::vector<Bytes> frames = register_write();
-    EXPECT_EQ(frames[2], reg_request(0x12, 160, 3500));
+    EXPECT_EQ(frames[2], reg_request(0x12, 160, 0x1170));
     EXPECT_EQ(frames[3], reg_request(0x18, 50, 0));
     EXPECT_EQ(frames[8], reg_request(0x44, 0, 1));
     EXPECT_EQ(frames[9], reg_request(0x45, 0, 300));
     EXPECT_EQ(frames[10], reg_request(0x48, 804, 7600));
-}
-
-TEST_F(ParamTransactionTest, scaled_values_are_cut_to_16_bits) {
-    register_read(ODD_REGS);
-    fake_entry(PanelEntry::Stall1Time) = "70"; /* 70000 = 0x11170 */
     uint8_t frame[10];
-    ASSERT_EQ(param_transaction_register_frame(2, frame, sizeof frame), 10);
-    EXPECT_EQ(Bytes(frame, frame + 10), reg_request(0x12, 100, 0x1170));
     EXPECT_EQ(param_transaction_register_frame(12, frame, sizeof frame), -1);
 }

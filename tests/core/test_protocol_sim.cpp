@@ -256,23 +256,6 @@ TEST_F(ProtocolSimTest, block_servo_that_stays_silent_times_out_both_commands_on
     EXPECT_EQ(rx[1].bytes, info_frame("T", "20260101"));
 }
 
-TEST_F(ProtocolSimTest, block_servo_answering_a_write_with_0x00_loses_it_to_the_echo_and_times_out) {
-    connect({BLOCK[0], BLOCK[1], "--info-ack", "00"});
-    fake_info(InfoField::Type) = "T";
-    ASSERT_EQ(info_transaction_write(), INFO_SENT);
-    pump_for(400);
-    EXPECT_EQ(prompt_texts(), std::vector<std::string>{"舵机信息写入超时!"});
-    EXPECT_TRUE(sim_.logged("TX 00"));
-}
-
-TEST_F(ProtocolSimTest, block_servo_information_with_byte_1_at_0x80_is_refused) {
-    connect({BLOCK[0], BLOCK[1], "--fault", "info-0x80:1"});
-    info_transaction_read();
-    ASSERT_TRUE(pump_until([] { return g_protocol.mode == MODE_IDLE; }));
-    EXPECT_EQ(prompt_texts(), std::vector<std::string>{"读取信息失败！"});
-    EXPECT_TRUE(fake_info_fields().writes.empty());
-}
-
 TEST_F(ProtocolSimTest, block_servo_parameters_read_into_the_panel_and_write_back_as_one_frame) {
     connect({BLOCK[0], BLOCK[1]});
     ASSERT_EQ(param_transaction_read(), PARAM_CMD_STARTED);
@@ -324,7 +307,7 @@ TEST_F(ProtocolSimTest, register_servo_ignores_the_information_commands_which_ti
     EXPECT_EQ(rx[1].note, "ignored by a register-family servo");
 }
 
-TEST_F(ProtocolSimTest, register_servo_parameters_read_and_write_back_twelve_frames_50_ms_apart) {
+TEST_F(ProtocolSimTest, register_servo_parameters_read_save_as_jvn_and_write_back_twelve_frames_50_ms_apart) {
     connect({REGISTER[0], REGISTER[1]});
     ASSERT_EQ(param_transaction_read(), PARAM_CMD_STARTED);
     ASSERT_TRUE(pump_until(idle_and_no_timers));
@@ -336,6 +319,15 @@ TEST_F(ProtocolSimTest, register_servo_parameters_read_and_write_back_twelve_fra
     std::vector<SimRx> rx = wait_received(9);
     EXPECT_EQ(rx[0].note, "ignored by a register-family servo");
     EXPECT_TRUE(sim_.logged("TX AF 54 00 09 01 01 00 00 0B"));
+
+    /* Saved after a register read: the JVN file, LD always 0. */
+    fake_file_dialog().next_path = dir_ + "/servo.txt";
+    EXPECT_EQ(param_action_save(), PARAM_FILE_OK);
+    std::ifstream in(dir_ + "/servo.txt");
+    std::stringstream saved;
+    saved << in.rdbuf();
+    EXPECT_EQ(saved.str(), "KP:65\nKD:50\nLP:4000\nMP:8000\nOD:80\nOT:3000\nMD:8000\nDZ:3\nLA:596\nMA:3500\n"
+                           "CA:2048\nLD:0\nRS:1\nLS:1\n");
 
     fake_prompts().clear();
     ASSERT_EQ(param_transaction_write(), PARAM_CMD_STARTED);
@@ -382,17 +374,4 @@ TEST_F(ProtocolSimTest, register_write_takes_unchanged_values_from_the_servos_ow
     EXPECT_EQ(rx[12 + 2].bytes, reg_request(0x12, 100, 3500)) << "OD and OT as the servo holds them";
     EXPECT_EQ(rx[12 + 3].bytes, reg_request(0x18, 8000, 0)) << "MD re-encoded: its 50 is lost";
     EXPECT_EQ(rx[12 + 10].bytes, reg_request(0x48, 801, 8003)) << "LP and MP from the cache";
-}
-
-TEST_F(ProtocolSimTest, saving_after_a_register_read_writes_the_jvn_file) {
-    connect({REGISTER[0], REGISTER[1]});
-    ASSERT_EQ(param_transaction_read(), PARAM_CMD_STARTED);
-    ASSERT_TRUE(pump_until(idle_and_no_timers));
-    fake_file_dialog().next_path = dir_ + "/servo.txt";
-    EXPECT_EQ(param_action_save(), PARAM_FILE_OK);
-    std::ifstream in(dir_ + "/servo.txt");
-    std::stringstream text;
-    text << in.rdbuf();
-    EXPECT_EQ(text.str(), "KP:65\nKD:50\nLP:4000\nMP:8000\nOD:80\nOT:3000\nMD:8000\nDZ:3\nLA:596\nMA:3500\n"
-                          "CA:2048\nLD:0\nRS:1\nLS:1\n");
 }

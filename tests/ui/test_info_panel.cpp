@@ -97,7 +97,7 @@ TEST_F(InfoPanel, steppers_move_the_value_within_its_range_with_two_digit_month_
     EXPECT_TRUE(boxes().empty());
 }
 
-TEST_F(InfoPanel, stepping_into_a_shorter_month_clamps_the_day_with_one_message) {
+TEST_F(InfoPanel, stepping_or_typing_into_a_shorter_month_clamps_the_day_with_a_chinese_message) {
     type(ui_day_input, "31");
     type(ui_year_input, "2024");
     headless_click_obj(steppers(ui_month_input)[0]); /* January to February */
@@ -108,35 +108,28 @@ TEST_F(InfoPanel, stepping_into_a_shorter_month_clamps_the_day_with_one_message)
     EXPECT_EQ(text(ui_day_input), "28");
     type(ui_year_input, "2000");
     EXPECT_EQ(text(ui_day_input), "28") << "a day that fits is not raised";
-}
 
-TEST_F(InfoPanel, the_clamp_message_stays_chinese_after_switching_to_english) {
-    headless_click_obj(ui_lang_button);
-    ASSERT_EQ(ui_language_chinese, 0);
+    headless_click_obj(ui_lang_button); /* the message follows the start language, not the toggle */
+    type(ui_month_input, "01");
     type(ui_day_input, "31");
     type(ui_month_input, "04");
     EXPECT_EQ(text(ui_day_input), "30");
-    EXPECT_EQ(boxes(), std::vector<std::string>{"日期已自动调整为当月最后一天"});
+    EXPECT_EQ(boxes().back(), "日期已自动调整为当月最后一天");
 }
 
 TEST_F(InfoPanel, typed_dates_are_checked_as_they_change) {
+    /* The rules are tested in the core; here, that every field runs them on each change. */
     type(ui_year_input, "20");
     EXPECT_EQ(text(ui_year_input), "20") << "still typing";
     type(ui_year_input, "1999");
     EXPECT_EQ(text(ui_year_input), "2026");
-    EXPECT_EQ(boxes(), std::vector<std::string>{"请输入 2000-2100 之间的数字"});
     type(ui_month_input, "5");
     EXPECT_EQ(text(ui_month_input), "05");
-    type(ui_month_input, "13");
-    EXPECT_EQ(text(ui_month_input), "12");
-    type(ui_day_input, "0");
-    EXPECT_EQ(text(ui_day_input), "00") << "0 is in range and stays 0";
     type(ui_day_input, "1a");
     EXPECT_EQ(text(ui_day_input), "1a") << "a non-digit leaves the entry as typed";
     type(ui_day_input, "45");
     EXPECT_EQ(text(ui_day_input), "31");
-    EXPECT_EQ(boxes().size(), 3u);
-    EXPECT_EQ(boxes()[2], "请输入 0-31 之间的数字");
+    EXPECT_EQ(boxes(), (std::vector<std::string>{"请输入 2000-2100 之间的数字", "请输入 0-31 之间的数字"}));
 }
 
 TEST_F(InfoPanel, the_buttons_refuse_with_the_port_closed_and_read_enters_mode_5_with_it_open) {
