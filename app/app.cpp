@@ -4,6 +4,8 @@
 #include "app/window.h"
 #include "common/clock.h"
 #include "common/debug_log.h"
+#include "protocol/info_transaction.h"
+#include "protocol/parser.h"
 #include "serial/Serial.h"
 #include "serial/rx_ring.h"
 #include "ui/screen.h"
@@ -46,19 +48,21 @@ int app_create() {
 void app_tick() {
     lv_timer_handler();
     hot_plug_check();
+    info_transaction_check_timeout();
     update_cursor_blink();
 }
 
 void app_serial_rx() {
     g_app.last_rx_ms = clock_ms32();
     SerialHandle();
-    rx_ring_drain(nullptr); /* FIXME: hand the bytes to the receive parser once it exists */
+    rx_ring_drain(process_servo_info_data);
 }
 
 uint32_t app_tick_period_ms() {
     const uint32_t now = clock_ms32();
     const bool busy = clock_elapsed32(now, window_last_input_ms()) < APP_IDLE_AFTER_INPUT_MS ||
                       clock_elapsed32(now, g_app.last_rx_ms) < APP_IDLE_AFTER_RX_MS ||
-                      plugFirstSeenTick != 0; /* a plug-in is being debounced */
+                      plugFirstSeenTick != 0 || /* a plug-in is being debounced */
+                      protocol_busy();          /* waiting for a servo, or a register sequence runs */
     return busy ? APP_TICK_PERIOD_MS : APP_IDLE_TICK_PERIOD_MS;
 }

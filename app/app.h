@@ -7,10 +7,11 @@
 
 #include <cstdint>
 
-/* The tick runs every 5 ms while anything is going on. When the user, the port and the
- * protocol have been quiet for a while it runs at the granularity of a Windows timer instead:
- * nothing depends on the exact rate, and 200 wake-ups a second alone cost about 0.6 % of a core
- * on a virtual machine. Received bytes wake the loop at once whatever the period. */
+/* The tick runs every 5 ms while anything is going on (input, received bytes, a plug-in, a
+ * servo transaction). When the user, the port and the protocol have been quiet for a while it
+ * runs at the granularity of a Windows timer instead: nothing depends on the exact rate, and 200
+ * wake-ups a second alone cost about 0.6 % of a core on a virtual machine. Received bytes wake the
+ * loop at once whatever the period. */
 constexpr uint32_t APP_TICK_PERIOD_MS = 5;
 constexpr uint32_t APP_IDLE_TICK_PERIOD_MS = 16;
 constexpr uint32_t APP_IDLE_AFTER_INPUT_MS = 3000;

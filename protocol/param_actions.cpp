@@ -7,6 +7,7 @@
 #include "params/param_files.h"
 #include "params/param_values.h"
 #include "protocol/frames.h"
+#include "protocol/param_transaction.h"
 
 #include <cstring>
 
@@ -75,9 +76,10 @@ int param_action_save() {
 void param_action_clicked(int index) {
     switch (index) {
     case PARAM_ACTION_READ:
+        param_transaction_read();
+        break;
     case PARAM_ACTION_WRITE:
-        /* The servo transactions (read: frame 3 then the register requests; write: by source)
-         * belong to the protocol layer and hook in here. */
+        param_transaction_write();
         break;
     case PARAM_ACTION_IMPORT:
         param_action_import();

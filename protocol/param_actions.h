@@ -14,7 +14,8 @@ enum ParamAction : int {
     PARAM_ACTION_SAVE = 3,
 };
 
-/* Runs the action of button index (0..3); other indices are ignored. */
+/* Runs the action of button index (0..3): 0 and 1 start the servo transactions of
+ * protocol/param_transaction.h, 2 imports, 3 saves; other indices are ignored. */
 void param_action_clicked(int index);
 
 /* Import: the text import with its dialog. Returns a ParamFileResult. */

@@ -6,6 +6,7 @@
 #include "common/platform.h"
 #include "params/panel_lvgl.h"
 #include "params/param_values.h"
+#include "protocol/info_panel_lvgl.h"
 #include "protocol/param_actions_lvgl.h"
 #include "serial/port_panel_lvgl.h"
 #include "ui/language.h"
@@ -214,6 +215,7 @@ void build_info_panel() {
     lv_obj_align_to(ui_read_info_button, ui_type_input, LV_ALIGN_OUT_RIGHT_TOP, 9, -15);
     ui_write_info_button = make_info_button(ui_info_panel, "写入信息", &ui_write_info_label);
     lv_obj_align_to(ui_write_info_button, ui_read_info_button, LV_ALIGN_OUT_BOTTOM_LEFT, 0, 13);
+    info_panel_attach(); /* button handlers, date checks and steppers */
 }
 
 void build_action_column() {

@@ -1,0 +1,199 @@
+/* Reading and writing the servo information: the port check, the ten write checks in their order
+ * and messages, the frame that goes out, and the 200 ms time-outs on a clock the test drives
+ * (across a 32-bit wrap too). The port is a pseudo-terminal; the test reads what was sent. */
+#include "protocol/info_transaction.h"
+#include "serial/comHandle.h"
+#include "tests/core/protocol_test_support.h"
+#include "tests/core/serial_test_support.h"
+
+#include <cstring>
+
+using namespace servo_bytes;
+
+namespace {
+
+uint64_t g_now = 0;
+uint64_t test_clock() {
+    return g_now;
+}
+
+class InfoTransactionTest : public ProtocolFixture {
+  protected:
+    void SetUp() override {
+        ProtocolFixture::SetUp();
+        ASSERT_NE(SerialOpen(0, pty.path().c_str()), PORT_HANDLE_NONE);
+        g_now = 5000;
+        clock_set_source(test_clock);
+        isSerialOpen = 1;
+        fake_info(InfoField::Type) = "SERVO-7";
+    }
+    void TearDown() override {
+        clock_set_source(nullptr); /* SerialClose sleeps on the real clock */
+        if (port_handle_valid(g_comm.hCom)) SerialClose();
+        ProtocolFixture::TearDown();
+    }
+    /* Everything the tool has written so far. */
+    Bytes sent(size_t expect = 64, int timeout_ms = 200) { return pty.receive(expect, timeout_ms); }
+
+    serial_test::PtyPair pty;
+};
+
+} // namespace
+
+TEST_F(InfoTransactionTest, read_with_the_port_closed_is_refused_in_the_language_in_force) {
+    isSerialOpen = 0;
+    EXPECT_EQ(info_transaction_read(), INFO_PORT_CLOSED);
+    ui_language_chinese = 0;
+    EXPECT_EQ(info_transaction_read(), INFO_PORT_CLOSED);
+    EXPECT_EQ(prompt_texts(), (std::vector<std::string>{"请先打开串口！", "Please open the serial port first!"}));
+    EXPECT_EQ(fake_prompts()[0].kind, FakePrompt::Error);
+    EXPECT_EQ(g_protocol.mode, MODE_IDLE);
+    EXPECT_TRUE(sent(4, 50).empty());
+}
+
+TEST_F(InfoTransactionTest, read_resets_the_receive_side_sends_the_request_and_starts_the_clock) {
+    g_protocol.info_rx_state = 1;
+    g_protocol.info_rx_count = 17;
+    g_protocol.self_receive = 1;
+    memset(g_servo_info_rx_buf, 0xAA, sizeof g_servo_info_rx_buf);
+    ASSERT_EQ(info_transaction_read(), INFO_SENT);
+    EXPECT_EQ(sent(4), INFO_REQUEST);
+    EXPECT_EQ(g_protocol.mode, MODE_READ_INFO);
+    EXPECT_EQ(g_protocol.start_ms, 5000u);
+    EXPECT_EQ(g_protocol.info_rx_state, 0);
+    EXPECT_EQ(g_protocol.info_rx_count, 0);
+    EXPECT_EQ(g_protocol.self_receive, 0);
+    EXPECT_EQ(g_servo_info_rx_buf[29], 0);
+    EXPECT_EQ(g_servo_info_rx_buf[30], 0xAA) << "only the first 30 bytes are cleared";
+}
+
+TEST_F(InfoTransactionTest, write_checks_run_in_order_and_the_first_failure_shows_its_message) {
+    struct Case {
+        const char *type, *year, *month, *day;
+        int result;
+        const char* zh;
+        const char* en; /* null: the message exists in Chinese only */
+    };
+    /* Each case also breaks every later check, so the order shows. */
+    const Case cases[] = {
+        {"", "", "1", "0", INFO_TYPE_EMPTY, "应正确输入\"舵机型号\"!", nullptr},
+        {"T", "", "1", "01", INFO_MONTH_DAY_NOT_TWO, "月份和日期必须是两位数格式!",
+         "Month and day must be in two-digit format!"},
+        {"T", "", "01", "1", INFO_MONTH_DAY_NOT_TWO, "月份和日期必须是两位数格式!",
+         "Month and day must be in two-digit format!"},
+        {"T", "", "13", "01", INFO_MONTH_OUT_OF_RANGE, "月份必须在1-12之间!", "Month must be between 1-12!"},
+        {"T", "", "ab", "00", INFO_MONTH_OUT_OF_RANGE, "月份必须在1-12之间!", "Month must be between 1-12!"},
+        {"T", "", "12", "00", INFO_YEAR_EMPTY, "应正确输入\"年\"(2000-2100)的数值!", nullptr},
+        {"T", "1", "12", "00", INFO_YEAR_IS_ONE, "应正确输入\"年\"的数值!", nullptr},
+        {"T", "12345", "12", "00", INFO_YEAR_NOT_FOUR, "\"年\"的数值需要4位数字!", "Year must be 4 digits!"},
+        {"T", "2026", "12", "00", INFO_DAY_EMPTY, "应正确输入\"日\"的数值!", nullptr},
+    };
+    g_protocol.mode = MODE_READ_PARAMS; /* a refusal leaves the mode as it was */
+    for (const Case& c : cases) {
+        for (int chinese : {1, 0}) {
+            fake_prompts().clear();
+            ui_language_chinese = chinese;
+            fake_info(InfoField::Type) = c.type;
+            fake_info(InfoField::Year) = c.year;
+            fake_info(InfoField::Month) = c.month;
+            fake_info(InfoField::Day) = c.day;
+            EXPECT_EQ(info_transaction_write(), c.result) << c.type << "/" << c.year << "/" << c.month << "/" << c.day;
+            ASSERT_EQ(fake_prompts().size(), 1u);
+            EXPECT_EQ(fake_prompts()[0].kind, FakePrompt::Error);
+            EXPECT_EQ(fake_prompts()[0].text, chinese || c.en == nullptr ? c.zh : c.en);
+        }
+    }
+    ui_language_chinese = 1;
+    fake_info_fields().available[static_cast<int>(InfoField::Day)] = false;
+    fake_prompts().clear();
+    EXPECT_EQ(info_transaction_write(), INFO_FIELD_UNAVAILABLE);
+    EXPECT_EQ(prompt_texts(), std::vector<std::string>{"请检查输入内容!"});
+    isSerialOpen = 0;
+    EXPECT_EQ(info_transaction_write(), INFO_PORT_CLOSED);
+
+    EXPECT_EQ(g_protocol.mode, MODE_READ_PARAMS);
+    EXPECT_TRUE(sent(30, 50).empty());
+}
+
+TEST_F(InfoTransactionTest, write_sends_the_frame_keeps_it_as_echo_reference_and_empties_the_register_echoes) {
+    fake_info(InfoField::Type) = "ABCDEFGHIJKLMNOPQRSTUVWXY"; /* 25 characters: the first 20 go */
+    fake_info(InfoField::Year) = "abcd";                      /* not checked for digits: sent as it is */
+    fake_info(InfoField::Month) = "12";
+    fake_info(InfoField::Day) = "31";
+    g_protocol.reg_echo_count = 3;
+    g_protocol.reg_echo_entry = 1;
+    g_protocol.info_rx_count = 5;
+    g_servo_info_rx_buf[33] = 0x55;
+    ASSERT_EQ(info_transaction_write(), INFO_SENT);
+    const Bytes expected = info_frame("ABCDEFGHIJKLMNOPQRST", "abcd1231");
+    EXPECT_EQ(sent(30), expected);
+    EXPECT_EQ(Bytes(g_servo_info_tx_buf, g_servo_info_tx_buf + 30), expected);
+    EXPECT_EQ(g_servo_info_tx_buf[30], 0);
+    EXPECT_EQ(g_protocol.info_echo_base, 30);
+    EXPECT_EQ(g_protocol.mode, MODE_WRITE_INFO);
+    EXPECT_EQ(g_protocol.start_ms, 5000u);
+    EXPECT_EQ(g_protocol.reg_echo_count, 0);
+    EXPECT_EQ(g_protocol.reg_echo_entry, 0);
+    EXPECT_EQ(g_servo_info_rx_buf[33], 0);
+    EXPECT_EQ(g_protocol.info_rx_count, 5) << "the receive count is left alone";
+
+    fake_info(InfoField::Type) = "ABC";
+    fake_info(InfoField::Year) = "2026";
+    ASSERT_EQ(info_transaction_write(), INFO_SENT);
+    const Bytes short_type = sent(30);
+    ASSERT_EQ(short_type.size(), 30u);
+    EXPECT_EQ(std::string(short_type.begin() + 1, short_type.begin() + 21), "ABC" + std::string(17, ' '));
+}
+
+TEST_F(InfoTransactionTest, an_unanswered_read_times_out_once_on_the_first_check_past_200_ms) {
+    ASSERT_EQ(info_transaction_read(), INFO_SENT);
+    g_protocol.info_rx_count = 12;
+    g_now += 200;
+    EXPECT_EQ(info_transaction_check_timeout(), 0);
+    EXPECT_EQ(g_protocol.mode, MODE_READ_INFO);
+    g_now += 1;
+    EXPECT_EQ(info_transaction_check_timeout(), 1);
+    EXPECT_EQ(g_protocol.mode, MODE_IDLE);
+    EXPECT_EQ(g_protocol.info_rx_count, 0);
+    g_now += 500;
+    EXPECT_EQ(info_transaction_check_timeout(), 0);
+    ASSERT_EQ(fake_prompts().size(), 1u);
+    EXPECT_EQ(fake_prompts()[0].kind, FakePrompt::Error);
+    EXPECT_EQ(fake_prompts()[0].text, "舵机信息读取超时!");
+}
+
+TEST_F(InfoTransactionTest, an_unanswered_write_times_out_and_clears_what_was_sent) {
+    ui_language_chinese = 0;
+    ASSERT_EQ(info_transaction_write(), INFO_SENT);
+    g_now += 201;
+    EXPECT_EQ(info_transaction_check_timeout(), 1);
+    EXPECT_EQ(prompt_texts(), std::vector<std::string>{"Servo information write timeout!"});
+    EXPECT_EQ(g_servo_info_tx_buf[0], 0);
+    EXPECT_EQ(g_protocol.mode, MODE_IDLE);
+}
+
+TEST_F(InfoTransactionTest, the_time_out_counts_on_the_low_32_bits_across_their_wrap) {
+    g_now = 0x1FFFFFF9Cull; /* 100 ms before the low 32 bits wrap */
+    ASSERT_EQ(info_transaction_read(), INFO_SENT);
+    g_now += 150;
+    EXPECT_EQ(info_transaction_check_timeout(), 0);
+    g_now += 51;
+    EXPECT_EQ(info_transaction_check_timeout(), 1);
+}
+
+TEST_F(InfoTransactionTest, other_modes_never_time_out_and_a_failed_write_still_starts_the_clock) {
+    g_protocol.mode = MODE_READ_PARAMS;
+    g_protocol.start_ms = 0;
+    g_now += 100000;
+    EXPECT_EQ(info_transaction_check_timeout(), 0);
+    EXPECT_EQ(g_protocol.mode, MODE_READ_PARAMS);
+
+    clock_set_source(nullptr);
+    SerialClose();
+    clock_set_source(test_clock);
+    isSerialOpen = 1; /* the screen still thinks the port is open */
+    EXPECT_EQ(info_transaction_read(), INFO_SENT);
+    EXPECT_EQ(g_protocol.mode, MODE_READ_INFO);
+    g_now += 201;
+    EXPECT_EQ(info_transaction_check_timeout(), 1);
+}

@@ -1,0 +1,248 @@
+/* Reading and writing the parameters: the read request and the register read timer, the write by
+ * parameter source (refusal, the block frame after its read request and the stall-time checks,
+ * the register sequence with the cache rules), with the timers fired by hand. The port is a
+ * pseudo-terminal; the test reads what was sent. */
+#include "common/clock.h"
+#include "protocol/param_actions.h"
+#include "protocol/param_transaction.h"
+#include "serial/comHandle.h"
+#include "tests/core/protocol_test_support.h"
+#include "tests/core/serial_test_support.h"
+#include "tests/fakes/common/log_capture.h"
+
+#include <cstring>
+
+using namespace servo_bytes;
+
+namespace {
+
+class ParamTransactionTest : public ProtocolFixture {
+  protected:
+    void SetUp() override {
+        ProtocolFixture::SetUp();
+        ASSERT_NE(SerialOpen(0, pty.path().c_str()), PORT_HANDLE_NONE);
+    }
+    void TearDown() override {
+        if (port_handle_valid(g_comm.hCom)) SerialClose();
+        ProtocolFixture::TearDown();
+    }
+
+    Bytes sent(size_t expect, int timeout_ms = 300) { return pty.receive(expect, timeout_ms); }
+
+    /* A register-family read answered with these DATA0/DATA1 words, echo included. */
+    void register_read(const uint16_t regs[8][2]) {
+        ASSERT_EQ(param_transaction_read(), PARAM_CMD_STARTED);
+        feed(PARAM_REQUEST);
+        FakeTimer* timer = fake_timers().timers.back().get();
+        for (int step = 0; step < 8; ++step) {
+            fake_timer_fire(timer);
+            feed(reg_request(READ_CODES[step]));
+            feed(reg_reply(regs[step][0], regs[step][1]));
+        }
+        fake_timer_fire(timer);
+        ASSERT_FALSE(timer->alive);
+        ASSERT_EQ(parameterSource, PARAM_SOURCE_REGISTER);
+        sent(4 + 8 * 10); /* the read's requests are not what these tests look at */
+        fake_prompts().clear();
+    }
+
+    /* Runs the write timer to its end; returns the frames it sent, one per call. */
+    std::vector<Bytes> register_write() {
+        std::vector<Bytes> frames;
+        EXPECT_EQ(param_transaction_write(), PARAM_CMD_STARTED);
+        FakeTimer* timer = fake_timers().timers.back().get();
+        EXPECT_EQ(timer->period_ms, REG_WRITE_PERIOD_MS);
+        for (int i = 0; i < 12; ++i) {
+            fake_timer_fire(timer);
+            EXPECT_EQ(g_protocol.block_write_pending, WRITE_PENDING_REGISTER);
+            frames.push_back(sent(10));
+        }
+        EXPECT_TRUE(fake_prompts().empty()) << "success comes with the closing call";
+        fake_timer_fire(timer);
+        EXPECT_FALSE(timer->alive);
+        return frames;
+    }
+
+    serial_test::PtyPair pty;
+};
+
+/* A servo whose registers hold remainders the panel cannot show (OD 100 = 1 x 80 + 20). */
+const uint16_t ODD_REGS[8][2] = {
+    {100, 3500}, /* OD shown 1, OT shown 3 */
+    {65, 300},   /* KP, KD above 255 */
+    {8050, 0},   /* MD shown 100 */
+    {801, 8003}, /* LP shown 200, MP shown 2000 */
+    {596, 3500}, /* LA, MA */
+    {200, 0},    /* CA */
+    {3, 0},      /* DZ */
+    {0x0500, 0}, /* LS 5, RS off */
+};
+
+} // namespace
+
+TEST_F(ParamTransactionTest, read_sends_the_block_request_then_eight_register_requests_from_a_10_ms_timer) {
+    g_protocol.read_step = 4; /* a step left by an earlier failed read survives */
+    g_protocol.param_state = 5;
+    const uint64_t t0 = clock_ms();
+    param_action_clicked(PARAM_ACTION_READ);
+    EXPECT_GE(clock_ms() - t0, PARAM_READ_SLEEP_MS);
+    EXPECT_EQ(sent(4), PARAM_REQUEST);
+    EXPECT_EQ(g_protocol.mode, MODE_READ_PARAMS);
+    EXPECT_EQ(g_protocol.first_read, 1);
+    EXPECT_EQ(g_protocol.read_step, 4);
+    EXPECT_EQ(g_protocol.param_state, 5);
+    ASSERT_EQ(fake_timers().timers.size(), 1u);
+    FakeTimer* timer = fake_timers().timers[0].get();
+    EXPECT_EQ(timer->period_ms, REG_READ_PERIOD_MS);
+    EXPECT_EQ(fake_timers_run_due(), 1) << "due at once";
+
+    for (int step = 1; step < 8; ++step)
+        fake_timer_fire(timer);
+    Bytes expected;
+    for (uint8_t code : READ_CODES)
+        expected = cat({expected, reg_request(code)});
+    EXPECT_EQ(sent(80), expected);
+    EXPECT_EQ(g_protocol.reg_echo_count, 8);
+    EXPECT_EQ(Bytes(g_protocol.reg_echo[7], g_protocol.reg_echo[7] + 10), reg_request(0x54));
+    fake_timer_fire(timer);
+    EXPECT_FALSE(timer->alive);
+    EXPECT_TRUE(sent(10, 50).empty());
+    EXPECT_EQ(g_protocol.reg_echo_count, 0);
+    EXPECT_EQ(g_protocol.reg_read_counter, 0);
+    EXPECT_EQ(g_protocol.read_timer, nullptr);
+}
+
+TEST_F(ParamTransactionTest, a_timer_that_cannot_be_made_ends_the_command_in_the_log_only) {
+    LogCapture log;
+    fake_timers().fail_next_start = true;
+    EXPECT_EQ(param_transaction_read(), PARAM_CMD_TIMER_FAILED);
+    EXPECT_EQ(g_protocol.mode, MODE_IDLE);
+    parameterSource = PARAM_SOURCE_REGISTER;
+    fake_timers().fail_next_start = true;
+    EXPECT_EQ(param_transaction_write(), PARAM_CMD_TIMER_FAILED);
+    EXPECT_EQ(g_protocol.mode, MODE_IDLE);
+    EXPECT_TRUE(log.contains("创建定时器失败"));
+    EXPECT_TRUE(fake_prompts().empty());
+}
+
+TEST_F(ParamTransactionTest, write_with_nothing_read_is_refused_yet_enters_write_mode) {
+    param_action_clicked(PARAM_ACTION_WRITE);
+    EXPECT_EQ(prompt_texts(), std::vector<std::string>{"写入参数失败，请先读取或导入参数!!"});
+    EXPECT_EQ(fake_prompts()[0].kind, FakePrompt::Error);
+    EXPECT_EQ(g_protocol.mode, MODE_WRITE_PARAMS);
+    EXPECT_TRUE(sent(4, 50).empty());
+}
+
+TEST_F(ParamTransactionTest, block_write_sends_the_read_request_then_the_packed_panel_and_awaits_the_ack) {
+    /* A block read first, so that the panel and the block hold the servo's values. */
+    ASSERT_EQ(param_transaction_read(), PARAM_CMD_STARTED);
+    feed(cat({PARAM_REQUEST, block_frame(DEFAULT_BLOCK)}));
+    ASSERT_EQ(parameterSource, PARAM_SOURCE_BLOCK);
+    sent(4);
+    fake_entry(PanelEntry::Gain) = "70";
+    fake_entry(PanelEntry::Stall1Time) = "10000"; /* 100 stored: the largest accepted */
+
+    const uint64_t t0 = clock_ms();
+    ASSERT_EQ(param_transaction_write(), PARAM_CMD_STARTED);
+    EXPECT_GE(clock_ms() - t0, PARAM_WRITE_SLEEP_MS);
+    const Bytes out = sent(4 + 38);
+    ASSERT_EQ(out.size(), 42u);
+    EXPECT_EQ(Bytes(out.begin(), out.begin() + 4), PARAM_REQUEST);
+    const Bytes frame(out.begin() + 4, out.end());
+    EXPECT_EQ(frame[0], 0x26);
+    EXPECT_EQ(frame[1], 0x40);
+    EXPECT_EQ(frame[2], 70);
+    EXPECT_EQ(frame[2 + 14], 100) << "StallTime1";
+    EXPECT_EQ(frame[37], static_cast<uint8_t>(sum8(frame, 0, 37) - 1));
+    EXPECT_EQ(memcmp(frame.data() + 2, parmeterBuff, 35), 0);
+    EXPECT_EQ(Bytes(g_protocol.block_frame, g_protocol.block_frame + 38), frame);
+    EXPECT_EQ(g_protocol.block_frame_len, 38);
+    EXPECT_EQ(g_protocol.block_write_pending, WRITE_PENDING_BLOCK);
+    EXPECT_EQ(g_protocol.mode, MODE_WRITE_PARAMS);
+
+    /* The servo answers the request with its block, then the echo, then 80 80 80 80. */
+    feed(cat({PARAM_REQUEST, block_frame(DEFAULT_BLOCK), frame, ACK}));
+    EXPECT_EQ(prompt_texts(), (std::vector<std::string>{"读取参数成功!", "写入参数成功!"}));
+    EXPECT_EQ(g_protocol.mode, MODE_IDLE);
+    EXPECT_EQ(g_protocol.block_write_pending, WRITE_PENDING_NONE);
+}
+
+TEST_F(ParamTransactionTest, stall_times_above_10000_ms_stop_a_block_write_first_one_first) {
+    parameterSource = PARAM_SOURCE_BLOCK;
+    fake_checked(PanelCheck::Level1) = fake_checked(PanelCheck::Level2) = fake_checked(PanelCheck::Level3) = true;
+    struct Case {
+        const char *t1, *t2, *t3;
+        const char* message;
+    };
+    const Case cases[] = {
+        {"10100", "100", "99999", "写入\"堵转1时间\"参数错误!\n请输入 0 - 10000 之间的数字"},
+        {"100", "10100", "99999", "写入\"堵转2时间\"参数错误!\n请输入 0 - 10000 之间的数字"},
+        {"100", "100", "10199", "写入\"堵转3时间\"参数错误!\n请输入 0 - 10000 之间的数字"},
+    };
+    for (const Case& c : cases) {
+        fake_prompts().clear();
+        fake_entry(PanelEntry::Stall1Time) = c.t1;
+        fake_entry(PanelEntry::Stall2Time) = c.t2;
+        fake_entry(PanelEntry::Stall3Time) = c.t3;
+        EXPECT_EQ(param_transaction_write(), PARAM_CMD_STALL_TIME);
+        EXPECT_EQ(prompt_texts(), std::vector<std::string>{c.message});
+        EXPECT_EQ(sent(42, 100), PARAM_REQUEST) << "the request goes before the check";
+    }
+    ui_language_chinese = 0;
+    fake_prompts().clear();
+    fake_entry(PanelEntry::Stall1Time) = "10100";
+    param_transaction_write();
+    EXPECT_EQ(prompt_texts(), std::vector<std::string>{
+                                  "Error writing \"Time1\" parameter!\nPlease enter a number between 0 and 10000"});
+    EXPECT_EQ(g_protocol.mode, MODE_IDLE) << "the mode is left as it was";
+}
+
+TEST_F(ParamTransactionTest, register_write_sends_cached_bytes_for_unchanged_values_by_the_lp_mp_and_md_rules) {
+    register_read(ODD_REGS);
+    EXPECT_EQ(fake_entry(PanelEntry::Stall1Power), "1");
+    fake_entry(PanelEntry::MaxPulse) = "1900"; /* changed, but LP is not: MP goes from the cache */
+
+    const std::vector<Bytes> frames = register_write();
+    const Bytes expected[12] = {
+        reg_request(0x01, 65, 0),     /* KP unchanged: the servo's own bytes */
+        reg_request(0x05, 300, 0),    /* KD 300 never equals its 8-bit last-read value */
+        reg_request(0x12, 100, 3500), /* OD and OT unchanged: 100 and 3500, not 80 and 3000 */
+        reg_request(0x18, 8000, 0),   /* MD compared after x 80: re-encoded, the 50 is lost */
+        reg_request(0x40, 0, 596),    /* LA 596 > 255: encoded (the same value) */
+        reg_request(0x41, 0, 3500),   /* MA */
+        reg_request(0x42, 0, 200),    /* CA unchanged */
+        reg_request(0x43, 0, 3),      /* DZ */
+        reg_request(0x44, 0, 0),      /* RS off, unchanged */
+        reg_request(0x45, 0, 5),      /* LS */
+        reg_request(0x48, 801, 8003), /* LP unchanged: LP and MP both cached */
+        reg_request(0x46, 0, 0),
+    };
+    for (int i = 0; i < 12; ++i)
+        EXPECT_EQ(frames[i], expected[i]) << "frame " << i + 1;
+    EXPECT_EQ(prompt_texts(), std::vector<std::string>{"写入参数成功!"});
+    EXPECT_EQ(g_protocol.block_write_pending, WRITE_PENDING_NONE);
+    EXPECT_EQ(g_protocol.mode, MODE_WRITE_PARAMS) << "no answer is awaited; the mode stays";
+    EXPECT_EQ(g_protocol.reg_write_counter, 0);
+}
+
+TEST_F(ParamTransactionTest, register_write_encodes_changed_values_and_a_shown_md_of_0_goes_from_the_cache) {
+    uint16_t regs[8][2];
+    memcpy(regs, ODD_REGS, sizeof regs);
+    regs[2][0] = 50; /* MD shown 0: 0 x 80 equals its last-read 0 */
+    register_read(regs);
+    fake_entry(PanelEntry::Stall1Power) = "2";
+    fake_entry(PanelEntry::MinPulse) = "201";
+    fake_entry(PanelEntry::MaxPulse) = "1900";
+    fake_entry(PanelEntry::Stall1Time) = "70"; /* 70000 on the wire, cut to 16 bits: 0x1170 */
+    fake_entry(PanelEntry::SoftStart) = "300";
+    fake_checked(PanelCheck::Direction) = true;
+
+    const std::vector<Bytes> frames = register_write();
+    EXPECT_EQ(frames[2], reg_request(0x12, 160, 0x1170));
+    EXPECT_EQ(frames[3], reg_request(0x18, 50, 0));
+    EXPECT_EQ(frames[8], reg_request(0x44, 0, 1));
+    EXPECT_EQ(frames[9], reg_request(0x45, 0, 300));
+    EXPECT_EQ(frames[10], reg_request(0x48, 804, 7600));
+    uint8_t frame[10];
+    EXPECT_EQ(param_transaction_register_frame(12, frame, sizeof frame), -1);
+}

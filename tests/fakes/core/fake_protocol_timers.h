@@ -1,0 +1,34 @@
+#pragma once
+
+#include "protocol/protocol_timers.h"
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+/* One timer started by the code under test. */
+struct FakeTimer {
+    uint32_t period_ms = 0;
+    protocol_timer_cb cb = nullptr;
+    uint64_t last_run_ms = 0;
+    bool alive = true;
+    std::vector<uint64_t> fired_ms; /* clock_ms() of each call */
+};
+
+struct FakeTimers {
+    std::vector<std::unique_ptr<FakeTimer>> timers; /* in start order, deleted ones included */
+    bool fail_next_start = false;                   /* the next start returns null */
+};
+
+FakeTimers& fake_timers();
+void fake_timers_reset();
+
+/* Number of timers not deleted yet. */
+int fake_timers_alive();
+
+/* Calls a timer's callback once, as LVGL does when it is due. */
+void fake_timer_fire(protocol_timer_t timer);
+
+/* Runs every live timer that is due at clock_ms() (period passed since its last run), as the
+ * tick's timer handler does. Returns the number of calls made. */
+int fake_timers_run_due();
