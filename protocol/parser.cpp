@@ -308,7 +308,8 @@ void protocol_panel_set_value(int value, int32_t shown) {
 }
 
 bool protocol_busy() {
-    return g_protocol.mode != MODE_IDLE || g_protocol.read_timer != nullptr || g_protocol.write_timer != nullptr;
+    return g_protocol.mode == MODE_READ_INFO || g_protocol.mode == MODE_WRITE_INFO || g_protocol.read_timer != nullptr ||
+           g_protocol.write_timer != nullptr;
 }
 
 void handle_servo_info_frame() {

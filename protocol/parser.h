@@ -133,7 +133,9 @@ void detect_self_receive_pattern(uint8_t byte);
  * the user that byte 1 was refused, or logs a checksum mismatch; then ends the transaction. */
 void handle_servo_info_frame();
 
-/* True while a transaction waits for the servo or a register sequence runs. */
+/* True while something has a deadline on the tick: an information transaction (its 200 ms
+ * time-out) or a register read or write sequence (its timer). Parameter reads and writes that
+ * wait for an answer have no time-out, so they do not count. */
 bool protocol_busy();
 
 /* ---- the register family's values on the panel ---- */
