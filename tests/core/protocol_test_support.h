@@ -48,16 +48,16 @@ inline Bytes reg_request(uint8_t code, uint16_t d0 = 0, uint16_t d1 = 0) {
     return f;
 }
 
-/* Servo -> PC register reply: AF xx 00 09 DATA0 DATA1, plain sum from byte 2. */
-inline Bytes reg_reply(uint16_t d0, uint16_t d1, uint8_t byte1 = 0x00) {
-    Bytes f = {0xAF, byte1, 0x00, 0x09, uint8_t(d0 >> 8), uint8_t(d0), uint8_t(d1 >> 8), uint8_t(d1)};
+/* Servo -> PC register reply: AF 00 00 09 DATA0 DATA1, plain sum from byte 2. */
+inline Bytes reg_reply(uint16_t d0, uint16_t d1) {
+    Bytes f = {0xAF, 0x00, 0x00, 0x09, uint8_t(d0 >> 8), uint8_t(d0), uint8_t(d1 >> 8), uint8_t(d1)};
     f.push_back(sum8(f, 2, 8));
     return f;
 }
 
-/* Parameter block frame: 26, command, 35 data bytes, sum minus one. */
-inline Bytes block_frame(const Bytes& data, uint8_t cmd = 0x40) {
-    Bytes f = {0x26, cmd};
+/* Parameter block frame: 26 40, 35 data bytes, sum minus one. */
+inline Bytes block_frame(const Bytes& data) {
+    Bytes f = {0x26, 0x40};
     f.insert(f.end(), data.begin(), data.end());
     f.push_back(static_cast<uint8_t>(sum8(f, 0, f.size()) - 1));
     return f;
@@ -108,11 +108,5 @@ class ProtocolFixture : public ::testing::Test {
         for (uint8_t b : bytes)
             process_servo_info_data(b);
     }
-
-    static std::vector<std::string> prompt_texts() {
-        std::vector<std::string> out;
-        for (const FakePrompt& p : fake_prompts())
-            out.push_back(p.text);
-        return out;
-    }
 };
+

@@ -9,7 +9,6 @@
 
 #include <cctype>
 #include <chrono>
-#include <cstdlib>
 #include <cstring>
 #include <dirent.h>
 #include <fcntl.h>
@@ -29,7 +28,7 @@
 namespace serial_test {
 
 class PtyPair {
-public:
+  public:
     PtyPair() {
         int slave = -1;
         char name[128] = {};
@@ -53,8 +52,7 @@ public:
 
     /* The servo sends bytes. */
     void send(const std::vector<uint8_t>& bytes) {
-        size_t done = 0;
-        while (done < bytes.size()) {
+        for (size_t done = 0; done < bytes.size();) {
             const ssize_t n = write(master_, bytes.data() + done, bytes.size() - done);
             if (n > 0) done += static_cast<size_t>(n);
             else if (errno != EAGAIN) break;
@@ -67,8 +65,8 @@ public:
         const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeout_ms);
         while (out.size() < n && std::chrono::steady_clock::now() < end) {
             pollfd p = {master_, POLLIN, 0};
-            if (poll(&p, 1, 10) <= 0) continue;
             uint8_t buf[4096];
+            if (poll(&p, 1, 10) <= 0) continue;
             const ssize_t got = read(master_, buf, std::min(sizeof buf, n - out.size()));
             if (got > 0) out.insert(out.end(), buf, buf + got);
         }
@@ -81,7 +79,7 @@ public:
         master_ = -1;
     }
 
-private:
+  private:
     int master_ = -1;
     std::string path_;
 };
@@ -96,21 +94,18 @@ inline bool wait_until(const std::function<bool()>& cond, int timeout_ms = 3000)
     return true;
 }
 
-inline int count_dir_entries(const char* path) {
+/* Entries of a /proc folder: open descriptors (less the one listing them) or threads. */
+inline int count_entries(const char* path) {
     int n = 0;
-    DIR* d = opendir(path);
-    if (d == nullptr) return -1;
-    while (const dirent* e = readdir(d))
-        if (e->d_name[0] != '.') ++n;
-    closedir(d);
+    if (DIR* d = opendir(path)) {
+        while (const dirent* e = readdir(d))
+            n += e->d_name[0] != '.';
+        closedir(d);
+    }
     return n;
 }
-
-/* Open descriptors of the process (not counting the one used to list them). */
-inline int count_open_fds() { return count_dir_entries("/proc/self/fd") - 1; }
-
-/* Threads of the process. */
-inline int count_threads() { return count_dir_entries("/proc/self/task"); }
+inline int count_open_fds() { return count_entries("/proc/self/fd") - 1; }
+inline int count_threads() { return count_entries("/proc/self/task"); }
 
 /* Bytes the open port's driver holds. */
 inline int queued_at_port() {
@@ -126,13 +121,17 @@ inline long cpu_ms() {
     return (u.ru_utime.tv_sec + u.ru_stime.tv_sec) * 1000L + (u.ru_utime.tv_usec + u.ru_stime.tv_usec) / 1000L;
 }
 
+/* Device folders an adapter's entry can sit under; VIRTUAL has no device at all. */
+inline const std::string USB = "pci0000:00/0000:00:14.0/usb1/1-1/1-1:1.0";
+inline const std::string PLATFORM = "pnp0/00:00";
+inline const std::string VIRTUAL = "";
+
 /* A temporary tree shaped like sysfs and /dev: sys() is the tty class directory, dev() the device
- * directory. An entry's device sits under a USB bus or a platform bus; its node may point at a
- * pseudo-terminal so that the program can open it. */
+ * directory. An entry's node may point at a pseudo-terminal so that the program can open it. */
 class PortTree {
-public:
+  public:
     PortTree() {
-        for (;;) {
+        for (;;) { /* the random part must not look like a USB path */
             char tmpl[] = "/tmp/serial_tree_XXXXXX";
             if (mkdtemp(tmpl) == nullptr) {
                 ADD_FAILURE() << "mkdtemp: " << strerror(errno);
@@ -140,9 +139,10 @@ public:
             }
             root_ = tmpl;
             std::string upper = root_;
-            for (char& c : upper) c = static_cast<char>(toupper(static_cast<unsigned char>(c)));
+            for (char& c : upper)
+                c = static_cast<char>(toupper(static_cast<unsigned char>(c)));
             if (upper.find("USB") == std::string::npos && upper.find("VID_") == std::string::npos) break;
-            std::filesystem::remove_all(root_); /* the random part must not look like a USB path */
+            std::filesystem::remove_all(root_);
         }
         std::filesystem::create_directories(sys());
         std::filesystem::create_directories(dev());
@@ -158,33 +158,19 @@ public:
     std::string dev() const { return root_ + "/dev"; }
     std::string node(const std::string& name) const { return dev() + "/" + name; }
 
-    enum Bus { Usb, Platform, Virtual };
-
     /* Adds the class entry and its device (complete before it shows), then the node: a link to
      * node_target, a plain file when that is empty, none when add_node is false. */
-    void add(const std::string& name, Bus bus, const std::string& node_target = "", bool add_node = true,
-             const std::string& bus_path = "") {
-        std::string dev_dir;
-        if (!bus_path.empty())
-            dev_dir = root_ + "/sys/devices/" + bus_path + "/" + name;
-        else if (bus == Usb)
-            dev_dir = root_ + "/sys/devices/pci0000:00/0000:00:14.0/usb1/1-1/1-1:1.0/" + name;
-        else if (bus == Platform)
-            dev_dir = root_ + "/sys/devices/pnp0/00:00/" + name;
-        else
-            dev_dir = root_ + "/sys/devices/virtual";
-        if (bus == Virtual) dev_dir += "/" + name;
+    void add(const std::string& name, const std::string& bus, const std::string& node_target = "",
+             bool add_node = true) {
+        namespace fs = std::filesystem;
+        const std::string dev_dir = root_ + "/sys/devices/" + (bus.empty() ? "virtual" : bus) + "/" + name;
         const std::string tty_dir = dev_dir + "/tty/" + name;
         device_dirs_[name] = dev_dir;
-        std::filesystem::create_directories(tty_dir);
-        if (bus != Virtual) std::filesystem::create_directory_symlink("../..", tty_dir + "/device");
-        std::filesystem::create_directory_symlink(std::filesystem::relative(tty_dir, sys()), sys() + "/" + name);
-        if (add_node) {
-            if (node_target.empty())
-                close(open(node(name).c_str(), O_CREAT | O_WRONLY, 0644));
-            else
-                std::filesystem::create_symlink(node_target, node(name));
-        }
+        fs::create_directories(tty_dir);
+        if (!bus.empty()) fs::create_directory_symlink("../..", tty_dir + "/device");
+        fs::create_directory_symlink(fs::relative(tty_dir, sys()), sys() + "/" + name);
+        if (add_node && node_target.empty()) close(open(node(name).c_str(), O_CREAT | O_WRONLY, 0644));
+        if (add_node && !node_target.empty()) fs::create_symlink(node_target, node(name));
     }
 
     /* The adapter is pulled: its node goes first, then its class entry and its device. */
@@ -195,7 +181,7 @@ public:
         std::filesystem::remove_all(device_dirs_[name], ec);
     }
 
-private:
+  private:
     std::string root_;
     std::map<std::string, std::string> device_dirs_;
 };

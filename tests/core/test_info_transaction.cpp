@@ -13,9 +13,7 @@ using namespace servo_bytes;
 namespace {
 
 uint64_t g_now = 0;
-uint64_t test_clock() {
-    return g_now;
-}
+uint64_t test_clock() { return g_now; }
 
 class InfoTransactionTest : public ProtocolFixture {
   protected:
@@ -33,7 +31,7 @@ class InfoTransactionTest : public ProtocolFixture {
         ProtocolFixture::TearDown();
     }
     /* Everything the tool has written so far. */
-    Bytes sent(size_t expect = 64, int timeout_ms = 200) { return pty.receive(expect, timeout_ms); }
+    Bytes sent(size_t expect, int timeout_ms = 200) { return pty.receive(expect, timeout_ms); }
 
     serial_test::PtyPair pty;
 };
@@ -51,16 +49,13 @@ TEST_F(InfoTransactionTest, read_with_the_port_closed_is_refused_in_the_language
     EXPECT_TRUE(sent(4, 50).empty());
 }
 
-TEST_F(InfoTransactionTest, read_resets_the_receive_side_sends_the_request_and_starts_the_clock) {
-    g_protocol.info_rx_state = 1;
+TEST_F(InfoTransactionTest, read_forgets_a_half_received_reply_and_sends_the_request) {
     g_protocol.info_rx_count = 17;
     g_protocol.self_receive = 1;
     memset(g_servo_info_rx_buf, 0xAA, sizeof g_servo_info_rx_buf);
     ASSERT_EQ(info_transaction_read(), INFO_SENT);
     EXPECT_EQ(sent(4), INFO_REQUEST);
     EXPECT_EQ(g_protocol.mode, MODE_READ_INFO);
-    EXPECT_EQ(g_protocol.start_ms, 5000u);
-    EXPECT_EQ(g_protocol.info_rx_state, 0);
     EXPECT_EQ(g_protocol.info_rx_count, 0);
     EXPECT_EQ(g_protocol.self_receive, 0);
     EXPECT_EQ(g_servo_info_rx_buf[29], 0);
@@ -122,63 +117,48 @@ TEST_F(InfoTransactionTest, write_sends_the_frame_keeps_it_as_echo_reference_and
     fake_info(InfoField::Day) = "31";
     g_protocol.reg_echo_count = 3;
     g_protocol.reg_echo_entry = 1;
-    g_protocol.info_rx_count = 5;
-    g_servo_info_rx_buf[33] = 0x55;
     ASSERT_EQ(info_transaction_write(), INFO_SENT);
     const Bytes expected = info_frame("ABCDEFGHIJKLMNOPQRST", "abcd1231");
     EXPECT_EQ(sent(30), expected);
     EXPECT_EQ(Bytes(g_servo_info_tx_buf, g_servo_info_tx_buf + 30), expected);
-    EXPECT_EQ(g_servo_info_tx_buf[30], 0);
     EXPECT_EQ(g_protocol.info_echo_base, 30);
     EXPECT_EQ(g_protocol.mode, MODE_WRITE_INFO);
-    EXPECT_EQ(g_protocol.start_ms, 5000u);
     EXPECT_EQ(g_protocol.reg_echo_count, 0);
     EXPECT_EQ(g_protocol.reg_echo_entry, 0);
-    EXPECT_EQ(g_servo_info_rx_buf[33], 0);
-    EXPECT_EQ(g_protocol.info_rx_count, 5) << "the receive count is left alone";
-
-    fake_info(InfoField::Type) = "ABC";
-    fake_info(InfoField::Year) = "2026";
-    ASSERT_EQ(info_transaction_write(), INFO_SENT);
-    const Bytes short_type = sent(30);
-    ASSERT_EQ(short_type.size(), 30u);
-    EXPECT_EQ(std::string(short_type.begin() + 1, short_type.begin() + 21), "ABC" + std::string(17, ' '));
 }
 
-TEST_F(InfoTransactionTest, an_unanswered_read_times_out_once_on_the_first_check_past_200_ms) {
-    ASSERT_EQ(info_transaction_read(), INFO_SENT);
-    g_protocol.info_rx_count = 12;
-    g_now += 200;
-    EXPECT_EQ(info_transaction_check_timeout(), 0);
-    EXPECT_EQ(g_protocol.mode, MODE_READ_INFO);
-    g_now += 1;
-    EXPECT_EQ(info_transaction_check_timeout(), 1);
-    EXPECT_EQ(g_protocol.mode, MODE_IDLE);
-    EXPECT_EQ(g_protocol.info_rx_count, 0);
-    g_now += 500;
-    EXPECT_EQ(info_transaction_check_timeout(), 0);
-    ASSERT_EQ(fake_prompts().size(), 1u);
-    EXPECT_EQ(fake_prompts()[0].kind, FakePrompt::Error);
-    EXPECT_EQ(fake_prompts()[0].text, "舵机信息读取超时!");
-}
-
-TEST_F(InfoTransactionTest, an_unanswered_write_times_out_and_clears_what_was_sent) {
-    ui_language_chinese = 0;
-    ASSERT_EQ(info_transaction_write(), INFO_SENT);
-    g_now += 201;
-    EXPECT_EQ(info_transaction_check_timeout(), 1);
-    EXPECT_EQ(prompt_texts(), std::vector<std::string>{"Servo information write timeout!"});
-    EXPECT_EQ(g_servo_info_tx_buf[0], 0);
-    EXPECT_EQ(g_protocol.mode, MODE_IDLE);
-}
-
-TEST_F(InfoTransactionTest, the_time_out_counts_on_the_low_32_bits_across_their_wrap) {
-    g_now = 0x1FFFFFF9Cull; /* 100 ms before the low 32 bits wrap */
-    ASSERT_EQ(info_transaction_read(), INFO_SENT);
-    g_now += 150;
-    EXPECT_EQ(info_transaction_check_timeout(), 0);
-    g_now += 51;
-    EXPECT_EQ(info_transaction_check_timeout(), 1);
+TEST_F(InfoTransactionTest, an_unanswered_command_times_out_once_on_the_first_check_past_200_ms) {
+    struct Case {
+        const char* label;
+        uint64_t start; /* clock at the command */
+        int (*command)();
+        const char* message;
+    };
+    const Case cases[] = {
+        {"read", 5000, info_transaction_read, "舵机信息读取超时!"},
+        {"write", 5000, info_transaction_write, "舵机信息写入超时!"},
+        {"read across the wrap of the low 32 bits", 0x1FFFFFF9Cull, info_transaction_read, "舵机信息读取超时!"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.label);
+        fake_prompts().clear();
+        g_now = c.start;
+        ASSERT_EQ(c.command(), INFO_SENT);
+        g_protocol.info_rx_count = 12; /* part of a reply came */
+        g_now += 200;
+        EXPECT_EQ(info_transaction_check_timeout(), 0);
+        EXPECT_NE(g_protocol.mode, MODE_IDLE);
+        g_now += 1;
+        EXPECT_EQ(info_transaction_check_timeout(), 1);
+        EXPECT_EQ(g_protocol.mode, MODE_IDLE);
+        EXPECT_EQ(g_protocol.info_rx_count, 0);
+        EXPECT_EQ(g_servo_info_tx_buf[0], 0) << "what was sent is forgotten";
+        g_now += 500;
+        EXPECT_EQ(info_transaction_check_timeout(), 0);
+        ASSERT_EQ(fake_prompts().size(), 1u);
+        EXPECT_EQ(fake_prompts()[0].kind, FakePrompt::Error);
+        EXPECT_EQ(fake_prompts()[0].text, c.message);
+    }
 }
 
 TEST_F(InfoTransactionTest, other_modes_never_time_out_and_a_failed_write_still_starts_the_clock) {

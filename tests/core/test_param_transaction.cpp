@@ -36,11 +36,9 @@ class ParamTransactionTest : public ProtocolFixture {
         FakeTimer* timer = fake_timers().timers.back().get();
         for (int step = 0; step < 8; ++step) {
             fake_timer_fire(timer);
-            feed(reg_request(READ_CODES[step]));
-            feed(reg_reply(regs[step][0], regs[step][1]));
+            feed(cat({reg_request(READ_CODES[step]), reg_reply(regs[step][0], regs[step][1])}));
         }
         fake_timer_fire(timer);
-        ASSERT_FALSE(timer->alive);
         ASSERT_EQ(parameterSource, PARAM_SOURCE_REGISTER);
         sent(4 + 8 * 10); /* the read's requests are not what these tests look at */
         fake_prompts().clear();
@@ -82,7 +80,6 @@ const uint16_t ODD_REGS[8][2] = {
 
 TEST_F(ParamTransactionTest, read_sends_the_block_request_then_eight_register_requests_from_a_10_ms_timer) {
     g_protocol.read_step = 4; /* a step left by an earlier failed read survives */
-    g_protocol.param_state = 5;
     const uint64_t t0 = clock_ms();
     param_action_clicked(PARAM_ACTION_READ);
     EXPECT_GE(clock_ms() - t0, PARAM_READ_SLEEP_MS);
@@ -90,7 +87,6 @@ TEST_F(ParamTransactionTest, read_sends_the_block_request_then_eight_register_re
     EXPECT_EQ(g_protocol.mode, MODE_READ_PARAMS);
     EXPECT_EQ(g_protocol.first_read, 1);
     EXPECT_EQ(g_protocol.read_step, 4);
-    EXPECT_EQ(g_protocol.param_state, 5);
     ASSERT_EQ(fake_timers().timers.size(), 1u);
     FakeTimer* timer = fake_timers().timers[0].get();
     EXPECT_EQ(timer->period_ms, REG_READ_PERIOD_MS);
@@ -103,13 +99,11 @@ TEST_F(ParamTransactionTest, read_sends_the_block_request_then_eight_register_re
         expected = cat({expected, reg_request(code)});
     EXPECT_EQ(sent(80), expected);
     EXPECT_EQ(g_protocol.reg_echo_count, 8);
-    EXPECT_EQ(Bytes(g_protocol.reg_echo[7], g_protocol.reg_echo[7] + 10), reg_request(0x54));
     fake_timer_fire(timer);
     EXPECT_FALSE(timer->alive);
     EXPECT_TRUE(sent(10, 50).empty());
     EXPECT_EQ(g_protocol.reg_echo_count, 0);
     EXPECT_EQ(g_protocol.reg_read_counter, 0);
-    EXPECT_EQ(g_protocol.read_timer, nullptr);
 }
 
 TEST_F(ParamTransactionTest, a_timer_that_cannot_be_made_ends_the_command_in_the_log_only) {
@@ -145,18 +139,13 @@ TEST_F(ParamTransactionTest, block_write_sends_the_read_request_then_the_packed_
     const uint64_t t0 = clock_ms();
     ASSERT_EQ(param_transaction_write(), PARAM_CMD_STARTED);
     EXPECT_GE(clock_ms() - t0, PARAM_WRITE_SLEEP_MS);
-    const Bytes out = sent(4 + 38);
-    ASSERT_EQ(out.size(), 42u);
-    EXPECT_EQ(Bytes(out.begin(), out.begin() + 4), PARAM_REQUEST);
-    const Bytes frame(out.begin() + 4, out.end());
-    EXPECT_EQ(frame[0], 0x26);
-    EXPECT_EQ(frame[1], 0x40);
-    EXPECT_EQ(frame[2], 70);
-    EXPECT_EQ(frame[2 + 14], 100) << "StallTime1";
-    EXPECT_EQ(frame[37], static_cast<uint8_t>(sum8(frame, 0, 37) - 1));
-    EXPECT_EQ(memcmp(frame.data() + 2, parmeterBuff, 35), 0);
-    EXPECT_EQ(Bytes(g_protocol.block_frame, g_protocol.block_frame + 38), frame);
-    EXPECT_EQ(g_protocol.block_frame_len, 38);
+    Bytes expected_block = DEFAULT_BLOCK;
+    expected_block[0] = 70;
+    expected_block[14] = 100;
+    expected_block[19] = 0x73; /* the deadband rule: (3 + 2) << 4 | 3, with row 15's 6 << 4 ORed on */
+    const Bytes frame = block_frame(expected_block);
+    EXPECT_EQ(sent(4 + 38), cat({PARAM_REQUEST, frame}));
+    EXPECT_EQ(Bytes(parmeterBuff, parmeterBuff + 35), expected_block);
     EXPECT_EQ(g_protocol.block_write_pending, WRITE_PENDING_BLOCK);
     EXPECT_EQ(g_protocol.mode, MODE_WRITE_PARAMS);
 
@@ -172,29 +161,26 @@ TEST_F(ParamTransactionTest, stall_times_above_10000_ms_stop_a_block_write_first
     fake_checked(PanelCheck::Level1) = fake_checked(PanelCheck::Level2) = fake_checked(PanelCheck::Level3) = true;
     struct Case {
         const char *t1, *t2, *t3;
+        int chinese;
         const char* message;
     };
     const Case cases[] = {
-        {"10100", "100", "99999", "写入\"堵转1时间\"参数错误!\n请输入 0 - 10000 之间的数字"},
-        {"100", "10100", "99999", "写入\"堵转2时间\"参数错误!\n请输入 0 - 10000 之间的数字"},
-        {"100", "100", "10199", "写入\"堵转3时间\"参数错误!\n请输入 0 - 10000 之间的数字"},
+        {"10100", "100", "99999", 1, "写入\"堵转1时间\"参数错误!\n请输入 0 - 10000 之间的数字"},
+        {"100", "10100", "99999", 1, "写入\"堵转2时间\"参数错误!\n请输入 0 - 10000 之间的数字"},
+        {"100", "100", "10199", 1, "写入\"堵转3时间\"参数错误!\n请输入 0 - 10000 之间的数字"},
+        {"10100", "100", "100", 0, "Error writing \"Time1\" parameter!\nPlease enter a number between 0 and 10000"},
     };
     for (const Case& c : cases) {
         fake_prompts().clear();
+        ui_language_chinese = c.chinese;
         fake_entry(PanelEntry::Stall1Time) = c.t1;
         fake_entry(PanelEntry::Stall2Time) = c.t2;
         fake_entry(PanelEntry::Stall3Time) = c.t3;
         EXPECT_EQ(param_transaction_write(), PARAM_CMD_STALL_TIME);
         EXPECT_EQ(prompt_texts(), std::vector<std::string>{c.message});
         EXPECT_EQ(sent(42, 100), PARAM_REQUEST) << "the request goes before the check";
+        EXPECT_EQ(g_protocol.mode, MODE_IDLE) << "the mode is left as it was";
     }
-    ui_language_chinese = 0;
-    fake_prompts().clear();
-    fake_entry(PanelEntry::Stall1Time) = "10100";
-    param_transaction_write();
-    EXPECT_EQ(prompt_texts(), std::vector<std::string>{
-                                  "Error writing \"Time1\" parameter!\nPlease enter a number between 0 and 10000"});
-    EXPECT_EQ(g_protocol.mode, MODE_IDLE) << "the mode is left as it was";
 }
 
 TEST_F(ParamTransactionTest, register_write_sends_cached_bytes_for_unchanged_values_by_the_lp_mp_and_md_rules) {
@@ -222,7 +208,6 @@ TEST_F(ParamTransactionTest, register_write_sends_cached_bytes_for_unchanged_val
     EXPECT_EQ(prompt_texts(), std::vector<std::string>{"写入参数成功!"});
     EXPECT_EQ(g_protocol.block_write_pending, WRITE_PENDING_NONE);
     EXPECT_EQ(g_protocol.mode, MODE_WRITE_PARAMS) << "no answer is awaited; the mode stays";
-    EXPECT_EQ(g_protocol.reg_write_counter, 0);
 }
 
 TEST_F(ParamTransactionTest, register_write_encodes_changed_values_and_a_shown_md_of_0_goes_from_the_cache) {

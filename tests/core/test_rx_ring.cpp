@@ -7,8 +7,6 @@
 #include "tests/fakes/common/fake_platform.h"
 #include "tests/fakes/common/log_capture.h"
 
-#include <gtest/gtest.h>
-
 using namespace serial_test;
 
 namespace {
@@ -18,12 +16,13 @@ void consume(uint8_t b) { g_consumed.push_back(b); }
 
 std::vector<uint8_t> pattern(size_t n, uint8_t first) {
     std::vector<uint8_t> v(n);
-    for (size_t i = 0; i < n; ++i) v[i] = static_cast<uint8_t>(first + i);
+    for (size_t i = 0; i < n; ++i)
+        v[i] = static_cast<uint8_t>(first + i);
     return v;
 }
 
 class RxRingTest : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override {
         fake_platform_reset();
         serial_ports_reset();
@@ -55,10 +54,8 @@ TEST_F(RxRingTest, bytes_reach_the_consumer_in_order_across_the_wrap) {
     EXPECT_EQ(SerialHandle(), 0);
     EXPECT_EQ(rxWriteIndex, 20);
     EXPECT_EQ(rxNotifyPending.load(), 0);
-
     EXPECT_EQ(rx_ring_drain(consume), 30u);
     EXPECT_EQ(g_consumed, bytes);
-    EXPECT_EQ(rxReadIndex, 20);
     EXPECT_EQ(rx_ring_drain(consume), 0u);
 }
 
@@ -87,7 +84,9 @@ TEST_F(RxRingTest, two_bursts_before_the_ui_thread_answers_make_one_wake_up_and_
     arrive(first, 7);
     pty.send(second);
     ASSERT_TRUE(wait_until([] { return queued_at_port() == 16; }));
-    std::this_thread::sleep_for(std::chrono::milliseconds(120)); /* more than two waits of the notifier */
+    const long cpu_before = cpu_ms();
+    std::this_thread::sleep_for(std::chrono::milliseconds(400)); /* many waits of the notifier */
+    EXPECT_LT(cpu_ms() - cpu_before, 100) << "an unanswered wake-up must not keep the notifier busy";
     EXPECT_EQ(posts(), 1);
 
     EXPECT_EQ(SerialHandle(), 0);
@@ -100,14 +99,6 @@ TEST_F(RxRingTest, two_bursts_before_the_ui_thread_answers_make_one_wake_up_and_
 
     pty.send({0x55});
     EXPECT_TRUE(wait_until([] { return posts() == 2; })) << "the answered wake-up re-arms the notifier";
-}
-
-TEST_F(RxRingTest, an_unanswered_wake_up_does_not_keep_the_notifier_busy) {
-    arrive(pattern(3, 0), 3);
-    const long cpu_before = cpu_ms();
-    std::this_thread::sleep_for(std::chrono::milliseconds(400));
-    EXPECT_LT(cpu_ms() - cpu_before, 100);
-    EXPECT_EQ(posts(), 1);
 }
 
 TEST_F(RxRingTest, a_wake_up_still_queued_after_close_reads_nothing) {

@@ -14,3 +14,11 @@ struct FakePrompt {
 };
 
 std::vector<FakePrompt>& fake_prompts();
+
+/* The texts of the prompts shown so far, in order. */
+inline std::vector<std::string> prompt_texts() {
+    std::vector<std::string> out;
+    for (const FakePrompt& p : fake_prompts())
+        out.push_back(p.text);
+    return out;
+}
