@@ -9,10 +9,8 @@
 namespace {
 
 struct FakeKeyboard {
-    std::set<int> down;
-    bool focus = true;
-    bool caps = false;
-    bool shift = false;
+    std::set<int> down; /* virtual-key codes held */
+    bool focus = true, caps = false, shift = false;
     int queries = 0;
 };
 FakeKeyboard kb;
@@ -20,20 +18,14 @@ FakeKeyboard kb;
 const KeyboardPort port = {
     [] { return true; },
     [] { return kb.focus; },
-    [](int vk) {
-        ++kb.queries;
-        return kb.down.count(vk) != 0;
-    },
+    [](int vk) { return ++kb.queries, kb.down.count(vk) != 0; },
     [] { return kb.caps; },
     [] { return kb.shift; },
 };
 
 class KeypadTest : public ::testing::Test {
-protected:
-    void SetUp() override {
-        kb = FakeKeyboard{};
-        state = KeypadState{};
-    }
+  protected:
+    void SetUp() override { kb = FakeKeyboard{}; }
     KeypadReport poll() {
         now += 33; /* LVGL reads its input devices every 33 ms */
         return keypad_poll(state, now, port);
@@ -44,61 +36,42 @@ protected:
 
 } // namespace
 
-TEST(KeypadTranslate, letters_follow_exactly_one_of_shift_and_caps_lock) {
-    const int a = 27, z = 52;
-    EXPECT_EQ(keypad_translate(a, false, false), static_cast<uint32_t>('a'));
-    EXPECT_EQ(keypad_translate(a, true, false), static_cast<uint32_t>('A'));
-    EXPECT_EQ(keypad_translate(a, false, true), static_cast<uint32_t>('A'));
-    EXPECT_EQ(keypad_translate(a, true, true), static_cast<uint32_t>('a'));
-    EXPECT_EQ(keypad_translate(z, true, false), static_cast<uint32_t>('Z'));
-}
-
-TEST(KeypadTranslate, digits_control_keys_and_punctuation_rows) {
-    EXPECT_EQ(keypad_translate(0, false, false), static_cast<uint32_t>('0'));  /* numeric pad */
-    EXPECT_EQ(keypad_translate(19, true, false), static_cast<uint32_t>('9')); /* top row ignores Shift */
-    EXPECT_EQ(keypad_translate(20, false, false), KEYCODE_BACKSPACE);
-    EXPECT_EQ(keypad_translate(21, false, false), KEYCODE_ENTER);
-    EXPECT_EQ(keypad_translate(22, false, false), static_cast<uint32_t>(' '));
-    EXPECT_EQ(keypad_translate(74, false, false), static_cast<uint32_t>(' '));
-    EXPECT_EQ(keypad_translate(23, false, false), KEYCODE_LEFT);
-    EXPECT_EQ(keypad_translate(24, false, false), KEYCODE_UP);
-    EXPECT_EQ(keypad_translate(25, false, false), KEYCODE_RIGHT);
-    EXPECT_EQ(keypad_translate(26, false, false), KEYCODE_DOWN);
-    const char plain[] = "/`[\\]-=';,.";
-    const char shifted[] = "?~{|}_+\":<>";
+TEST(KeypadTranslate, keys_by_scan_index_with_shift_and_caps_lock) {
+    struct Case {
+        int index;
+        bool shift, caps;
+        uint32_t key;
+    };
+    const Case cases[] = {
+        {27, false, false, 'a'}, {27, true, false, 'A'}, {27, false, true, 'A'}, {27, true, true, 'a'},
+        {52, true, false, 'Z'},  {0, false, false, '0'} /* numeric pad */,
+        {19, true, false, '9'} /* the top row ignores Shift */,
+        {20, false, false, KEYCODE_BACKSPACE},       {21, false, false, KEYCODE_ENTER},
+        {22, false, false, ' '},                     {74, false, false, ' '},
+        {23, false, false, KEYCODE_LEFT},            {24, false, false, KEYCODE_UP},
+        {25, false, false, KEYCODE_RIGHT},           {26, false, false, KEYCODE_DOWN},
+        {64, false, false, 0} /* the top row's shadow entries */, {73, true, false, 0},
+    };
+    for (const Case& c : cases)
+        EXPECT_EQ(keypad_translate(c.index, c.shift, c.caps), c.key)
+            << "index " << c.index << (c.shift ? " shift" : "") << (c.caps ? " caps" : "");
+    const char plain[] = "/`[\\]-=';,.", shifted[] = "?~{|}_+\":<>";
     for (int i = 0; i < 11; ++i) {
-        EXPECT_EQ(keypad_translate(53 + i, false, false), static_cast<uint32_t>(static_cast<uint8_t>(plain[i]))) << i;
-        EXPECT_EQ(keypad_translate(53 + i, true, false), static_cast<uint32_t>(static_cast<uint8_t>(shifted[i]))) << i;
+        EXPECT_EQ(keypad_translate(53 + i, false, false), static_cast<uint8_t>(plain[i])) << 53 + i;
+        EXPECT_EQ(keypad_translate(53 + i, true, false), static_cast<uint8_t>(shifted[i])) << 53 + i;
     }
-    for (int idx = 64; idx <= 73; ++idx) EXPECT_EQ(keypad_translate(idx, false, false), 0u) << idx;
 }
 
-TEST(KeypadTranslate, scan_table_holds_the_windows_virtual_keys) {
-    EXPECT_EQ(keyScanTable[0], 0x60);
-    EXPECT_EQ(keyScanTable[10], 0x30);
-    EXPECT_EQ(keyScanTable[27], 0x41);
-    EXPECT_EQ(keyScanTable[53], 0xBF);
-    EXPECT_EQ(keyScanTable[63], 0xBE);
-    EXPECT_EQ(keyScanTable[64], 0x31);
-    EXPECT_EQ(keyScanTable[73], 0x30);
-    EXPECT_EQ(keyScanTable[74], 0x20);
-}
-
-TEST_F(KeypadTest, a_new_press_is_reported_once_then_released) {
+TEST_F(KeypadTest, a_new_press_is_reported_once_and_a_held_letter_never_repeats) {
     kb.down = {0x41};
     KeypadReport r = poll();
     EXPECT_TRUE(r.pressed);
     EXPECT_EQ(r.key, static_cast<uint32_t>('a'));
-    /* Held letter: never repeated. */
-    for (int i = 0; i < 10; ++i) EXPECT_FALSE(poll().pressed) << i;
+    for (int i = 0; i < 10; ++i)
+        EXPECT_FALSE(poll().pressed) << i;
     kb.down.clear();
     EXPECT_FALSE(poll().pressed);
-    kb.down = {0x41};
-    EXPECT_TRUE(poll().pressed); /* released and pressed again: a new press */
-}
-
-TEST_F(KeypadTest, shift_a_gives_upper_case_and_caps_lock_inverts_it) {
-    kb.shift = true;
+    kb.shift = true; /* released and pressed again: a new press, Shift and Caps Lock taken from the port */
     kb.down = {0x41};
     EXPECT_EQ(poll().key, static_cast<uint32_t>('A'));
     kb.down.clear();
@@ -106,41 +79,28 @@ TEST_F(KeypadTest, shift_a_gives_upper_case_and_caps_lock_inverts_it) {
     kb.caps = true;
     kb.down = {0x41};
     EXPECT_EQ(poll().key, static_cast<uint32_t>('a'));
-    EXPECT_EQ(state.caps, 1);
 }
 
-TEST_F(KeypadTest, held_backspace_repeats_every_poll_from_the_third) {
-    kb.down = {0x08};
-    EXPECT_TRUE(poll().pressed);  /* 1: new press */
-    EXPECT_FALSE(poll().pressed); /* 2: starts repeating, nothing reported */
-    for (int i = 0; i < 5; ++i) {
-        KeypadReport r = poll();
-        EXPECT_TRUE(r.pressed) << i;
-        EXPECT_EQ(r.key, KEYCODE_BACKSPACE);
+TEST_F(KeypadTest, held_backspace_and_arrows_repeat_every_poll_from_the_third) {
+    for (const auto& [vk, key] : {std::pair<int, uint32_t>{0x08, KEYCODE_BACKSPACE}, {0x27, KEYCODE_RIGHT}}) {
+        kb.down = {vk};
+        EXPECT_EQ(poll().key, key);   /* 1: new press */
+        EXPECT_FALSE(poll().pressed); /* 2: starts repeating, nothing reported */
+        for (int i = 0; i < 5; ++i) {
+            const KeypadReport r = poll();
+            EXPECT_TRUE(r.pressed) << vk << " poll " << i + 3;
+            EXPECT_EQ(r.key, key);
+        }
+        kb.down.clear();
+        poll();
     }
 }
 
-TEST_F(KeypadTest, held_arrow_repeats_with_its_own_code) {
-    kb.down = {0x27};
-    EXPECT_EQ(poll().key, KEYCODE_RIGHT);
-    poll();
-    KeypadReport r = poll();
-    EXPECT_TRUE(r.pressed);
-    EXPECT_EQ(r.key, KEYCODE_RIGHT);
-}
-
-TEST_F(KeypadTest, one_new_press_per_poll_in_scan_order) {
-    kb.down = {0x42, 0x31}; /* B and 1: the digit comes first in the table */
-    EXPECT_EQ(poll().key, static_cast<uint32_t>('1'));
-    EXPECT_EQ(poll().key, static_cast<uint32_t>('b'));
-}
-
-TEST_F(KeypadTest, top_row_digit_is_typed_once_and_its_shadow_entry_gives_no_key) {
-    kb.down = {0x35};
+TEST_F(KeypadTest, one_new_press_per_poll_in_scan_order_and_a_digit_once) {
+    kb.down = {0x42, 0x35}; /* B and 5: the digit comes first in the table */
     EXPECT_EQ(poll().key, static_cast<uint32_t>('5'));
-    /* The second table entry of the same key is a new press without a key code. */
-    KeypadReport r = poll();
-    EXPECT_EQ(r.key, 0u);
+    EXPECT_EQ(poll().key, static_cast<uint32_t>('b'));
+    EXPECT_EQ(poll().key, 0u) << "the digit's second table entry is a press without a key code";
 }
 
 TEST_F(KeypadTest, focus_loss_reports_nothing_and_forgets_held_keys) {
@@ -149,7 +109,8 @@ TEST_F(KeypadTest, focus_loss_reports_nothing_and_forgets_held_keys) {
     kb.focus = false;
     EXPECT_FALSE(poll().pressed);
     EXPECT_EQ(kb.queries, 28); /* the first poll scanned up to A; the unfocused poll asks nothing */
-    for (const KeyRecord& k : state.keyState) EXPECT_EQ(k.pressed, 0);
+    for (const KeyRecord& k : state.keyState)
+        EXPECT_EQ(k.pressed, 0);
     kb.focus = true;
     EXPECT_TRUE(poll().pressed); /* the still-held key counts as new once the window has the focus */
 }

@@ -8,30 +8,11 @@
 #include "tests/fakes/common/log_capture.h"
 #include "tests/fakes/core/fake_panel.h"
 #include "tests/fakes/core/fake_prompt.h"
+#include "tests/support/files.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cstdio>
-#include <cstdlib>
-#include <fstream>
-#include <sstream>
-#include <string>
 #include <unistd.h>
 
 namespace {
-
-std::string read_all(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream ss;
-    ss << in.rdbuf();
-    return ss.str();
-}
-
-std::string data_file(const char* name) {
-    std::string dir = __FILE__;
-    return dir.substr(0, dir.rfind('/')) + "/../data/" + name;
-}
 
 class Export : public ::testing::Test {
   protected:
@@ -43,58 +24,43 @@ class Export : public ::testing::Test {
         fake_file_dialog_reset();
         lang_reset();
         params_load_defaults();
-        char tmpl[] = "/tmp/servo_export_XXXXXX";
-        ASSERT_NE(mkdtemp(tmpl), nullptr);
-        dir = tmpl;
         ASSERT_NE(getcwd(start_dir, sizeof start_dir), nullptr);
+        fake_file_dialog().move_to = dir.path; /* the dialog moves the current directory */
     }
-    void TearDown() override {
-        if (chdir(start_dir) != 0) ADD_FAILURE() << "could not return to " << start_dir;
-        const std::string cmd = "rm -rf '" + dir + "'";
-        if (system(cmd.c_str()) != 0) ADD_FAILURE() << "could not remove " << dir;
-    }
+    void TearDown() override { EXPECT_EQ(chdir(start_dir), 0); }
     std::string cwd() const {
         char now[4096];
         return getcwd(now, sizeof now) != nullptr ? now : "";
     }
     /* The panel as the servo's defaults show it, with parameterValues holding them. */
-    void show_defaults() {
+    static void show_defaults(int source) {
         memcpy(parameterValues, defaultValues, sizeof parameterValues);
         update_par(parameterValues, PARAM_COUNT);
+        parameterSource = source;
     }
-    std::string dir;
+    TempDir dir;
     char start_dir[4096];
     LogCapture log;
 };
-
-const char* const JVN_SAMPLE = "KP:65\nKD:50\nLP:4000\nMP:8000\nOD:400\nOT:300000\nMD:8000\nDZ:3\nLA:596\nMA:3500\n"
-                               "CA:2048\nLD:0\nRS:1\nLS:1\n";
 
 } // namespace
 
 TEST_F(Export, save_without_a_source_refuses_before_any_dialog) {
     EXPECT_EQ(param_action_save(), PARAM_FILE_NO_SOURCE);
-    ASSERT_EQ(fake_prompts().size(), 1u);
+    EXPECT_EQ(prompt_texts(), std::vector<std::string>{"保存参数失败，请先读取或导入参数!!"});
     EXPECT_EQ(fake_prompts()[0].kind, FakePrompt::Error);
-    EXPECT_EQ(fake_prompts()[0].text, "保存参数失败，请先读取或导入参数!!");
     EXPECT_TRUE(fake_file_dialog().calls.empty());
 }
 
 TEST_F(Export, block_family_save_writes_the_hand_worked_defaults_file) {
-    show_defaults();
-    parameterSource = PARAM_SOURCE_BLOCK;
-    const std::string path = dir + "/out.txt";
-    fake_file_dialog().next_path = path;
-    fake_file_dialog().move_to = dir;
+    show_defaults(PARAM_SOURCE_BLOCK);
+    fake_file_dialog().next_path = dir / "out.txt";
     EXPECT_EQ(param_action_save(), PARAM_FILE_OK);
-    EXPECT_EQ(read_all(path), read_all(data_file("configbuffer_defaults.txt")));
-    ASSERT_EQ(fake_file_dialog().calls.size(), 1u);
-    EXPECT_FALSE(fake_file_dialog().calls[0].overwrite_prompt);
-    EXPECT_EQ(fake_prompts().back().text, "保存参数成功!\n文件路径: " + path);
+    EXPECT_EQ(read_file(dir / "out.txt"), read_file(data_file("configbuffer_defaults.txt")));
+    EXPECT_FALSE(fake_file_dialog().calls.at(0).overwrite_prompt);
+    EXPECT_EQ(fake_prompts().back().text, "保存参数成功!\n文件路径: " + dir / "out.txt");
     EXPECT_EQ(cwd(), start_dir);
-    EXPECT_TRUE(log.contains("save_count:46"));
     EXPECT_TRUE(log.contains("sendBuff[37] = 118"));
-    EXPECT_TRUE(log.contains("ConfigBuffer[35] = 19 "));
 }
 
 TEST_F(Export, configbuffer_file_round_trips_through_import_and_save) {
@@ -102,29 +68,23 @@ TEST_F(Export, configbuffer_file_round_trips_through_import_and_save) {
     uint8_t frame[CONFIGBUFFER_LINES] = {64, 100,  20,   15,   160,  5,    220, 3,   232,  12,   0,    8,
                                          0,  1,    44,   50,   0x7D, 0x21, 0,   200, 0xA6, 0xC7, 0xE4, 150,
                                          12, 0xB3, 0xF2, 0x34, 0xED, 0x97, 40,  20,  10,   0x2B, 100,  0x1F};
-    const std::string in = dir + "/in.txt", out = dir + "/out.txt";
-    ASSERT_EQ(params_export_configbuffer_path(in.c_str(), frame), PARAM_FILE_OK);
-    ASSERT_EQ(params_import_path(in.c_str()), PARAM_FILE_OK);
-    fake_file_dialog().next_path = out;
+    ASSERT_EQ(params_export_configbuffer_path((dir / "in.txt").c_str(), frame), PARAM_FILE_OK);
+    ASSERT_EQ(params_import_path((dir / "in.txt").c_str()), PARAM_FILE_OK);
+    fake_file_dialog().next_path = dir / "out.txt";
     ASSERT_EQ(param_action_save(), PARAM_FILE_OK);
-    EXPECT_EQ(read_all(out), read_all(in));
+    EXPECT_EQ(read_file(dir / "out.txt"), read_file(dir / "in.txt"));
 }
 
 TEST_F(Export, configbuffer_overwrites_and_reports_failure_with_an_error_box) {
     const uint8_t frame[CONFIGBUFFER_LINES] = {64};
-    const std::string path = dir + "/exists.txt";
-    FILE* f = fopen(path.c_str(), "wb");
-    ASSERT_NE(f, nullptr);
-    fputs("old content that is longer than nothing\n", f);
-    fclose(f);
+    const std::string path = write_file(dir / "exists.txt", std::string(2000, 'x'));
     EXPECT_EQ(params_export_configbuffer_path(path.c_str(), frame), PARAM_FILE_OK);
-    const std::string written = read_all(path);
+    const std::string written = read_file(path);
     EXPECT_EQ(written.substr(0, 22), "ConfigBuffer[0] = 64;\n");
-    EXPECT_EQ(std::count(written.begin(), written.end(), '\n'), 36);
-    EXPECT_EQ(written.find('\r'), std::string::npos);
+    EXPECT_EQ(written.substr(written.size() - 22), "ConfigBuffer[35] = 0;\n");
+    EXPECT_EQ(written.find_first_of("x\r"), std::string::npos);
 
-    fake_file_dialog().next_path = dir + "/no/such/dir.txt";
-    fake_file_dialog().move_to = dir;
+    fake_file_dialog().next_path = dir / "no/such/dir.txt";
     EXPECT_EQ(params_export_configbuffer(frame), PARAM_FILE_OPEN_FAILED);
     EXPECT_EQ(fake_prompts().back().kind, FakePrompt::Error);
     EXPECT_EQ(fake_prompts().back().text, "保存参数失败!");
@@ -132,16 +92,14 @@ TEST_F(Export, configbuffer_overwrites_and_reports_failure_with_an_error_box) {
 }
 
 TEST_F(Export, register_family_save_writes_wire_values_from_the_panel) {
-    show_defaults();
+    show_defaults(PARAM_SOURCE_REGISTER);
     fake_entry(PanelEntry::Stall1Power) = "5";
-    parameterSource = PARAM_SOURCE_REGISTER;
-    const std::string path = dir + "/jvn.txt";
-    fake_file_dialog().next_path = path;
-    fake_file_dialog().move_to = dir;
+    fake_file_dialog().next_path = dir / "jvn.txt";
     EXPECT_EQ(param_action_save(), PARAM_FILE_OK);
-    EXPECT_EQ(read_all(path), JVN_SAMPLE);
-    EXPECT_TRUE(fake_file_dialog().calls[0].overwrite_prompt);
-    EXPECT_EQ(fake_prompts().back().text, "JVN参数保存成功!\n路径: " + path);
+    EXPECT_EQ(read_file(dir / "jvn.txt"), "KP:65\nKD:50\nLP:4000\nMP:8000\nOD:400\nOT:300000\nMD:8000\nDZ:3\nLA:596\n"
+                                          "MA:3500\nCA:2048\nLD:0\nRS:1\nLS:1\n");
+    EXPECT_TRUE(fake_file_dialog().calls.at(0).overwrite_prompt);
+    EXPECT_EQ(fake_prompts().back().text, "JVN参数保存成功!\n路径: " + dir / "jvn.txt");
     EXPECT_EQ(cwd(), start_dir);
 
     int32_t record[JVN_KEY_COUNT];
@@ -150,61 +108,56 @@ TEST_F(Export, register_family_save_writes_wire_values_from_the_panel) {
     param_action_fill_save_record(record);
     EXPECT_EQ(record[JVN_RS], 0);
     EXPECT_EQ(record[JVN_OT], 0);
-    EXPECT_EQ(record[JVN_LD], 0);
 }
 
-TEST_F(Export, jvn_file_round_trips_through_import) {
-    const std::string path = dir + "/jvn.txt";
+TEST_F(Export, jvn_file_round_trips_through_import_but_ld) {
     int32_t record[JVN_KEY_COUNT] = {65, 50, 4000, 8000, 400, 300000, 8000, 3, 596, 3500, 2048, 7, 1, 1};
-    ASSERT_EQ(params_export_jvn_path(path.c_str(), record), PARAM_FILE_OK);
+    ASSERT_EQ(params_export_jvn_path((dir / "jvn.txt").c_str(), record), PARAM_FILE_OK);
     fake_panel_reset();
-    ASSERT_EQ(params_import_path(path.c_str()), PARAM_FILE_OK);
+    ASSERT_EQ(params_import_path((dir / "jvn.txt").c_str()), PARAM_FILE_OK);
     param_action_fill_save_record(record);
     const int32_t expected[JVN_KEY_COUNT] = {65, 50, 4000, 8000, 400, 300000, 8000, 3, 596, 3500, 2048, 0, 1, 1};
     for (int k = 0; k < JVN_KEY_COUNT; ++k)
         EXPECT_EQ(record[k], expected[k]) << jvn_key_names[k];
 }
 
-TEST_F(Export, jvn_path_checks_the_extension_and_restores_only_on_success) {
+TEST_F(Export, jvn_save_checks_the_extension_and_restores_the_directory_only_on_success) {
     ui_language_chinese = 0;
     const int32_t record[JVN_KEY_COUNT] = {};
-    fake_file_dialog().move_to = dir;
-    fake_file_dialog().next_path = dir + "/Upper.TXT";
-    EXPECT_EQ(params_export_jvn(record), PARAM_FILE_OK);
-    EXPECT_EQ(cwd(), start_dir);
-
-    fake_file_dialog().next_path = dir + "/params.dat";
-    EXPECT_EQ(params_export_jvn(record), PARAM_FILE_BAD_EXTENSION);
-    EXPECT_EQ(fake_prompts().back().text, "Must save as TXT file!");
-    EXPECT_EQ(fake_prompts().back().kind, FakePrompt::Prompt);
-    EXPECT_EQ(cwd(), dir);
-    ASSERT_EQ(chdir(start_dir), 0);
-
-    fake_file_dialog().next_path = dir + "/missing/x.txt";
-    EXPECT_EQ(params_export_jvn(record), PARAM_FILE_OPEN_FAILED);
-    EXPECT_EQ(fake_prompts().back().text, "Failed to create file: " + dir + "/missing/x.txt");
-    EXPECT_EQ(cwd(), dir);
-    ASSERT_EQ(chdir(start_dir), 0);
-
-    const size_t shown = fake_prompts().size();
-    fake_file_dialog().next_path.clear();
-    EXPECT_EQ(params_export_jvn(record), PARAM_FILE_CANCELLED);
-    EXPECT_EQ(fake_prompts().size(), shown);
+    struct Case {
+        const char* name; /* "" = cancelled */
+        int result;
+        std::string message; /* "" = none */
+    };
+    const Case cases[] = {
+        {"Upper.TXT", PARAM_FILE_OK, "JVN parameters saved!\nPath: " + dir / "Upper.TXT"},
+        {"params.dat", PARAM_FILE_BAD_EXTENSION, "Must save as TXT file!"},
+        {"missing/x.txt", PARAM_FILE_OPEN_FAILED, "Failed to create file: " + dir / "missing/x.txt"},
+        {"", PARAM_FILE_CANCELLED, ""},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        fake_prompts().clear();
+        fake_file_dialog().next_path = *c.name ? dir / c.name : "";
+        EXPECT_EQ(params_export_jvn(record), c.result);
+        EXPECT_EQ(prompt_texts(), c.message.empty() ? std::vector<std::string>{} : std::vector{c.message});
+        EXPECT_EQ(cwd(), c.result == PARAM_FILE_OK ? std::string(start_dir) : dir.path);
+        ASSERT_EQ(chdir(start_dir), 0);
+    }
 }
 
 TEST_F(Export, paths_with_spaces_cjk_and_percent_signs_are_shown_as_they_are) {
     ui_language_chinese = 0;
     const uint8_t frame[CONFIGBUFFER_LINES] = {64};
-    const std::string path = dir + "/参数 文件 %s%n%d.txt";
+    const std::string path = dir / "参数 文件 %s%n%d.txt";
     EXPECT_EQ(params_export_configbuffer_path(path.c_str(), frame), PARAM_FILE_OK);
     EXPECT_EQ(fake_prompts().back().text, "Save Parameter successfully!\nFile Path: " + path);
     EXPECT_EQ(params_import_path(path.c_str()), PARAM_FILE_OK);
 
-    const std::string odd = dir + "/bad\xFF name.txt"; /* not UTF-8: shown with a replacement */
-    const int32_t record[JVN_KEY_COUNT] = {};
-    EXPECT_EQ(params_export_jvn_path(odd.c_str(), record), PARAM_FILE_OK);
-    EXPECT_EQ(fake_prompts().back().text, "JVN parameters saved!\nPath: " + dir + "/bad\xEF\xBF\xBD name.txt");
+    const int32_t record[JVN_KEY_COUNT] = {}; /* a name that is not UTF-8 is shown with a replacement */
+    EXPECT_EQ(params_export_jvn_path((dir / "bad\xFF name.txt").c_str(), record), PARAM_FILE_OK);
+    EXPECT_EQ(fake_prompts().back().text, "JVN parameters saved!\nPath: " + dir / "bad\xEF\xBF\xBD name.txt");
 
-    const std::string longer = dir + "/" + std::string(200, 'a') + std::string(300, 'b') + ".txt";
-    EXPECT_EQ(params_export_configbuffer_path(longer.c_str(), frame), PARAM_FILE_OPEN_FAILED); /* name too long */
+    const std::string longer = dir / (std::string(500, 'a') + ".txt"); /* a name too long for the system */
+    EXPECT_EQ(params_export_configbuffer_path(longer.c_str(), frame), PARAM_FILE_OPEN_FAILED);
 }

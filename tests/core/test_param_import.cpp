@@ -7,21 +7,13 @@
 #include "tests/fakes/common/log_capture.h"
 #include "tests/fakes/core/fake_panel.h"
 #include "tests/fakes/core/fake_prompt.h"
-
-#include <gtest/gtest.h>
+#include "tests/support/files.h"
 
 #include <climits>
-#include <cstdio>
-#include <cstdlib>
-#include <string>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
-
-std::string data_file(const char* name) {
-    std::string dir = __FILE__;
-    return dir.substr(0, dir.rfind('/')) + "/../data/" + name;
-}
 
 class Import : public ::testing::Test {
   protected:
@@ -33,46 +25,26 @@ class Import : public ::testing::Test {
         fake_file_dialog_reset();
         lang_reset();
         params_load_defaults();
-        char tmpl[] = "/tmp/servo_import_XXXXXX";
-        ASSERT_NE(mkdtemp(tmpl), nullptr);
-        dir = tmpl;
     }
-    void TearDown() override {
-        const std::string cmd = "rm -rf '" + dir + "'";
-        if (system(cmd.c_str()) != 0) ADD_FAILURE() << "could not remove " << dir;
+    /* Writes a file into the test folder; returns its path. */
+    std::string file(const std::string& name, const std::string& content) { return write_file(dir / name, content); }
+    int import(const std::string& name, const std::string& content) {
+        return params_import_path(file(name, content).c_str());
     }
-    std::string write(const std::string& name, const std::string& content) {
-        const std::string path = dir + "/" + name;
-        FILE* f = fopen(path.c_str(), "wb");
-        EXPECT_NE(f, nullptr);
-        if (f == nullptr) return path;
-        fwrite(content.data(), 1, content.size(), f);
-        fclose(f);
-        return path;
-    }
-    std::vector<std::string> texts() const {
-        std::vector<std::string> out;
-        for (const FakePrompt& p : fake_prompts())
-            out.push_back(p.text);
-        return out;
-    }
-    std::string dir;
+
+    TempDir dir;
     LogCapture log;
 };
 
 } // namespace
 
-TEST_F(Import, comment_then_configbuffer_line_sets_gain) {
-    const std::string path = write("a.txt", "# saved by hand\n\n   // note\nConfigBuffer[1] = 65;\n");
-    EXPECT_EQ(params_import_path(path.c_str()), PARAM_FILE_OK);
+TEST_F(Import, configbuffer_files_fill_the_block_and_the_panel_past_comments) {
+    EXPECT_EQ(import("a.txt", "# saved by hand\n\n   // note\nConfigBuffer[1] = 65;\n"), PARAM_FILE_OK);
     EXPECT_EQ(parmeterBuff[0], 65);
-    EXPECT_EQ(parameterValues[0], 65);
     EXPECT_EQ(fake_entry(PanelEntry::Gain), "65");
     EXPECT_EQ(parameterSource, PARAM_SOURCE_BLOCK);
-    EXPECT_EQ(texts(), std::vector<std::string>{"导入成功!"});
-}
+    EXPECT_EQ(prompt_texts(), std::vector<std::string>{"导入成功!"});
 
-TEST_F(Import, default_block_file_fills_block_image_and_panel) {
     EXPECT_EQ(params_import_path(data_file("configbuffer_defaults.txt").c_str()), PARAM_FILE_OK);
     EXPECT_EQ(parmeterBuff[19], 0x73);
     EXPECT_EQ(parmeterBuff[34], 0x13);
@@ -85,26 +57,23 @@ TEST_F(Import, default_block_file_fills_block_image_and_panel) {
 
 TEST_F(Import, bad_configbuffer_lines_are_reported_one_by_one_with_their_numbers) {
     ui_language_chinese = 0;
-    const std::string path = write("b.txt", "ConfigBuffer[0] = 64;\n"   /* good, never used */
-                                            "ConfigBuffer[36] = 1;\n"   /* 2 */
-                                            "ConfigBuffer[3] = 256;\n"  /* 3 */
-                                            "ConfigBuffer[3] = -1;\n"   /* 4 */
-                                            "ConfigBuffer[-1] = 1;\n"   /* 5 */
-                                            "KP:65\n"                   /* 6 */
-                                            "ConfigBuffer[4]=7\n"       /* good: blanks may be missing, so may ';' */
-                                            "ConfigBuffer[ 5] =  9 ;\n" /* good */
-                                            "ConfigBuffer [5] = 1;\n"); /* 9: a blank before '[' */
-    EXPECT_EQ(params_import_path(path.c_str()), PARAM_FILE_OK);
+    EXPECT_EQ(import("b.txt", "ConfigBuffer[0] = 64;\n"   /* good, never used */
+                              "ConfigBuffer[36] = 1;\n"   /* 2 */
+                              "ConfigBuffer[3] = 256;\n"  /* 3 */
+                              "ConfigBuffer[3] = -1;\n"   /* 4 */
+                              "ConfigBuffer[-1] = 1;\n"   /* 5 */
+                              "KP:65\n"                   /* 6 */
+                              "ConfigBuffer[4]=7\n"       /* good: blanks may be missing, so may ';' */
+                              "ConfigBuffer[ 5] =  9 ;\n" /* good */
+                              "ConfigBuffer [5] = 1;\n"), /* 9: a blank before '[' */
+              PARAM_FILE_OK);
     const std::vector<std::string> expected = {
-        "Import failed! \nLine 2: Index out of range",
-        "Import failed! \nLine 3: Value overflow",
-        "Import failed! \nLine 4: Value overflow",
-        "Import failed! \nLine 5: Index out of range",
-        "Import failed! \nLine 6: Format error",
-        "Import failed! \nLine 9: Format error",
+        "Import failed! \nLine 2: Index out of range", "Import failed! \nLine 3: Value overflow",
+        "Import failed! \nLine 4: Value overflow",     "Import failed! \nLine 5: Index out of range",
+        "Import failed! \nLine 6: Format error",       "Import failed! \nLine 9: Format error",
         "Successfully imported!",
     };
-    EXPECT_EQ(texts(), expected);
+    EXPECT_EQ(prompt_texts(), expected);
     EXPECT_EQ(parmeterBuff[3], 7);
     EXPECT_EQ(parmeterBuff[4], 9);
     EXPECT_EQ(params_import_byte(0), 64);
@@ -113,9 +82,8 @@ TEST_F(Import, bad_configbuffer_lines_are_reported_one_by_one_with_their_numbers
 
 TEST_F(Import, unknown_first_significant_line_stops_as_line_one_without_change) {
     parmeterBuff[0] = 12;
-    const std::string path = write("c.txt", "\n# a\n\n  \nGain 65\nConfigBuffer[1] = 65;\n");
-    EXPECT_EQ(params_import_path(path.c_str()), PARAM_FILE_UNKNOWN_FORMAT);
-    EXPECT_EQ(texts(), std::vector<std::string>{"导入失败! \n第 1 行 未知内容格式"});
+    EXPECT_EQ(import("c.txt", "\n# a\n\n  \nGain 65\nConfigBuffer[1] = 65;\n"), PARAM_FILE_UNKNOWN_FORMAT);
+    EXPECT_EQ(prompt_texts(), std::vector<std::string>{"导入失败! \n第 1 行 未知内容格式"});
     EXPECT_EQ(parmeterBuff[0], 12);
     EXPECT_EQ(parameterSource, PARAM_SOURCE_NONE);
     EXPECT_EQ(params_import_line_count(), 5);
@@ -123,177 +91,155 @@ TEST_F(Import, unknown_first_significant_line_stops_as_line_one_without_change) 
 
 TEST_F(Import, line_numbers_continue_from_one_import_to_the_next) {
     ui_language_chinese = 0;
-    const std::string path = write("d.txt", "ConfigBuffer[1] = 1;\nConfigBuffer[99] = 1;\nConfigBuffer[2] = 2;\n");
+    const std::string path = file("d.txt", "ConfigBuffer[1] = 1;\nConfigBuffer[99] = 1;\nConfigBuffer[2] = 2;\n");
     params_import_path(path.c_str());
     params_import_path(path.c_str());
-    EXPECT_EQ(texts()[0], "Import failed! \nLine 2: Index out of range");
-    EXPECT_EQ(texts()[2], "Import failed! \nLine 5: Index out of range");
+    EXPECT_EQ(prompt_texts()[0], "Import failed! \nLine 2: Index out of range");
+    EXPECT_EQ(prompt_texts()[2], "Import failed! \nLine 5: Index out of range");
 }
 
 TEST_F(Import, no_valid_data_only_until_some_import_had_a_good_line) {
     ui_language_chinese = 0;
-    const std::string empty = write("e.txt", "# nothing\n");
-    const std::string bad = write("f.txt", "ConfigBuffer[1] = 300;\n");
+    const std::string empty = file("e.txt", "# nothing\n");
     EXPECT_EQ(params_import_path(empty.c_str()), PARAM_FILE_NO_DATA);
-    EXPECT_EQ(params_import_path(bad.c_str()), PARAM_FILE_NO_DATA);
-    EXPECT_EQ(texts().back(), "Import failed! \nLine 0: No valid data");
-    const std::string good = write("g.txt", "KP:5\n");
-    EXPECT_EQ(params_import_path(good.c_str()), PARAM_FILE_OK);
+    EXPECT_EQ(import("f.txt", "ConfigBuffer[1] = 300;\n"), PARAM_FILE_NO_DATA);
+    EXPECT_EQ(prompt_texts().back(), "Import failed! \nLine 0: No valid data");
+    EXPECT_EQ(import("g.txt", "KP:5\n"), PARAM_FILE_OK);
     fake_prompts().clear();
     EXPECT_EQ(params_import_path(empty.c_str()), PARAM_FILE_OK); /* the count of good lines never resets */
-    EXPECT_EQ(texts(), std::vector<std::string>{"Successfully imported!"});
+    EXPECT_EQ(prompt_texts(), std::vector<std::string>{"Successfully imported!"});
 }
 
 TEST_F(Import, key_file_puts_wire_values_on_the_panel) {
-    const std::string path =
-        write("h.txt", "KP:70\r\nKD:40\nLP:4003\nMP:8000\nOD:-81\nOT:250000\nMD:8079\nDZ:4\nLA:500\nMA:3600\n"
-                       "CA:2048\nLD:7\nRS:1\nLS:12 trailing words\n");
-    EXPECT_EQ(params_import_path(path.c_str()), PARAM_FILE_OK);
-    EXPECT_EQ(fake_entry(PanelEntry::Gain), "70");
-    EXPECT_EQ(fake_entry(PanelEntry::Damping), "40");
-    EXPECT_EQ(fake_entry(PanelEntry::MinPulse), "1000");
-    EXPECT_EQ(fake_entry(PanelEntry::MaxPulse), "2000");
-    EXPECT_EQ(fake_entry(PanelEntry::Stall1Power), "-1");
-    EXPECT_EQ(fake_entry(PanelEntry::Stall1Time), "250");
-    EXPECT_EQ(fake_entry(PanelEntry::OutputPower), "100");
-    EXPECT_EQ(fake_entry(PanelEntry::Deadband), "4");
-    EXPECT_EQ(fake_entry(PanelEntry::MinAngle), "500");
-    EXPECT_EQ(fake_entry(PanelEntry::MaxAngle), "3600");
-    EXPECT_EQ(fake_entry(PanelEntry::MidAngle), "2048");
-    EXPECT_EQ(fake_entry(PanelEntry::SoftStart), "12");
+    EXPECT_EQ(import("h.txt", "KP:70\r\nKD:40\nLP:4003\nMP:8000\nOD:-81\nOT:250000\nMD:8079\nDZ:4\nLA:500\nMA:3600\n"
+                              "CA:2048\nLD:7\nRS:1\nLS:12 trailing words\n"),
+              PARAM_FILE_OK);
+    const std::pair<PanelEntry, const char*> shown[] = {
+        {PanelEntry::Gain, "70"},         {PanelEntry::Damping, "40"},       {PanelEntry::MinPulse, "1000"},
+        {PanelEntry::MaxPulse, "2000"},   {PanelEntry::Stall1Power, "-1"},   {PanelEntry::Stall1Time, "250"},
+        {PanelEntry::OutputPower, "100"}, {PanelEntry::Deadband, "4"},       {PanelEntry::MinAngle, "500"},
+        {PanelEntry::MaxAngle, "3600"},   {PanelEntry::MidAngle, "2048"},    {PanelEntry::SoftStart, "12"},
+    };
+    for (const auto& [entry, text] : shown)
+        EXPECT_EQ(fake_entry(entry), text) << static_cast<int>(entry);
     EXPECT_TRUE(fake_checked(PanelCheck::Direction));
     EXPECT_EQ(fake_panel().redraws, 1);
     EXPECT_EQ(parameterSource, PARAM_SOURCE_REGISTER);
 
-    const std::string second = write("i.txt", "KP:abc\nOT:999\nRS:2\nConfigBuffer[1] = 1;\n");
     fake_prompts().clear();
     ui_language_chinese = 0;
-    EXPECT_EQ(params_import_path(second.c_str()), PARAM_FILE_OK);
+    EXPECT_EQ(import("i.txt", "KP:abc\nOT:999\nRS:2\nConfigBuffer[1] = 1;\n"), PARAM_FILE_OK);
     EXPECT_EQ(fake_entry(PanelEntry::Stall1Time), "0");
     EXPECT_FALSE(fake_checked(PanelCheck::Direction));
     EXPECT_EQ(fake_entry(PanelEntry::Gain), "70"); /* kept from the earlier import */
-    EXPECT_EQ(texts()[0], "Import failed! \nLine 15: Parse value failed");
-    EXPECT_EQ(texts()[1], "Import failed! \nLine 18: Unknown keyword");
+    EXPECT_EQ(prompt_texts()[0], "Import failed! \nLine 15: Parse value failed");
+    EXPECT_EQ(prompt_texts()[1], "Import failed! \nLine 18: Unknown keyword");
 }
 
 TEST_F(Import, key_mode_needs_kp_somewhere_in_its_first_line) {
-    const std::string path = write("j.txt", "OT:999\nKP:1\n");
-    EXPECT_EQ(params_import_path(path.c_str()), PARAM_FILE_UNKNOWN_FORMAT);
-    const std::string inside = write("k.txt", "xx KP: 3\nKD:9\n");
+    EXPECT_EQ(import("j.txt", "OT:999\nKP:1\n"), PARAM_FILE_UNKNOWN_FORMAT);
     fake_prompts().clear();
-    EXPECT_EQ(params_import_path(inside.c_str()), PARAM_FILE_OK);
-    EXPECT_EQ(texts()[0], "导入失败! \n第 2 行 未知关键字"); /* it does not begin with a key */
+    EXPECT_EQ(import("k.txt", "xx KP: 3\nKD:9\n"), PARAM_FILE_OK);
+    EXPECT_EQ(prompt_texts()[0], "导入失败! \n第 2 行 未知关键字"); /* it does not begin with a key */
     EXPECT_EQ(fake_entry(PanelEntry::Damping), "9");
 }
 
 TEST_F(Import, extension_and_open_failures) {
     ui_language_chinese = 0;
-    EXPECT_EQ(params_import_path(write("a.dat", "KP:1\n").c_str()), PARAM_FILE_BAD_EXTENSION);
-    EXPECT_EQ(params_import_path((dir + "/missing.txt").c_str()), PARAM_FILE_OPEN_FAILED);
-    ASSERT_EQ(mkdir((dir + "/folder.txt").c_str(), 0700), 0);
-    EXPECT_EQ(params_import_path((dir + "/folder.txt").c_str()), PARAM_FILE_OPEN_FAILED);
-    const std::vector<std::string> expected = {"File type error! Please select a txt file.", "Could not open file!",
-                                               "Could not open file!"};
-    EXPECT_EQ(texts(), expected);
-    EXPECT_EQ(params_import_path(write("UPPER.TXT", "KP:1\n").c_str()), PARAM_FILE_OK);
-    EXPECT_FALSE(params_path_has_txt_extension((dir + "/x.txt.bak").c_str()));
+    EXPECT_EQ(import("a.dat", "KP:1\n"), PARAM_FILE_BAD_EXTENSION);
+    EXPECT_EQ(params_import_path((dir / "missing.txt").c_str()), PARAM_FILE_OPEN_FAILED);
+    ASSERT_EQ(mkdir((dir / "folder.txt").c_str(), 0700), 0);
+    EXPECT_EQ(params_import_path((dir / "folder.txt").c_str()), PARAM_FILE_OPEN_FAILED);
+    EXPECT_EQ(prompt_texts(), (std::vector<std::string>{"File type error! Please select a txt file.",
+                                                        "Could not open file!", "Could not open file!"}));
+    EXPECT_EQ(import("UPPER.TXT", "KP:1\n"), PARAM_FILE_OK);
+    EXPECT_FALSE(params_path_has_txt_extension((dir / "x.txt.bak").c_str()));
     EXPECT_FALSE(params_path_has_txt_extension("/a.txt/file"));
 }
 
 TEST_F(Import, byte_order_marks_and_utf16_text_are_read) {
-    const std::string utf8 = write("bom8.txt", "\xEF\xBB\xBF"
-                                               "ConfigBuffer[1] = 33;\n");
-    EXPECT_EQ(params_import_path(utf8.c_str()), PARAM_FILE_OK);
+    EXPECT_EQ(import("bom8.txt", "\xEF\xBB\xBF"
+                                 "ConfigBuffer[1] = 33;\n"),
+              PARAM_FILE_OK);
     EXPECT_EQ(parmeterBuff[0], 33);
 
     std::string le = "\xFF\xFE", be = "\xFE\xFF";
-    const std::u16string units = u"ConfigBuffer[2] = 44;\r\n# 注释\r\nConfigBuffer[3] = 55;\r\n";
-    for (char16_t u : units) {
-        le += static_cast<char>(u & 0xFF);
-        le += static_cast<char>(u >> 8);
-        be += static_cast<char>(u >> 8);
-        be += static_cast<char>(u & 0xFF);
+    for (char16_t u : std::u16string(u"ConfigBuffer[2] = 44;\r\n# 注释\r\nConfigBuffer[3] = 55;\r\n")) {
+        le += {static_cast<char>(u & 0xFF), static_cast<char>(u >> 8)};
+        be += {static_cast<char>(u >> 8), static_cast<char>(u & 0xFF)};
     }
-    EXPECT_EQ(params_import_path(write("le.txt", le).c_str()), PARAM_FILE_OK);
+    EXPECT_EQ(import("le.txt", le), PARAM_FILE_OK);
     EXPECT_EQ(parmeterBuff[1], 44);
     EXPECT_EQ(parmeterBuff[2], 55);
     parmeterBuff[1] = 0;
-    EXPECT_EQ(params_import_path(write("be.txt", be).c_str()), PARAM_FILE_OK);
+    EXPECT_EQ(import("be.txt", be), PARAM_FILE_OK);
     EXPECT_EQ(parmeterBuff[1], 44);
 }
 
 TEST_F(Import, long_lines_are_read_in_pieces_of_299_characters) {
     ui_language_chinese = 0;
-    const std::string path = write("long.txt", "ConfigBuffer[1] = 1;\n" + std::string(400, 'x') + "\n" +
-                                                   std::string(299, ' ') + "ConfigBuffer[2] = 2;\n");
-    EXPECT_EQ(params_import_path(path.c_str()), PARAM_FILE_OK);
-    const std::vector<std::string> expected = {"Import failed! \nLine 2: Format error",
-                                               "Import failed! \nLine 3: Format error", "Successfully imported!"};
-    EXPECT_EQ(texts(), expected); /* line 4 is the 299 blanks, line 5 the rest */
+    EXPECT_EQ(import("long.txt", "ConfigBuffer[1] = 1;\n" + std::string(400, 'x') + "\n" + std::string(299, ' ') +
+                                     "ConfigBuffer[2] = 2;\n"),
+              PARAM_FILE_OK);
+    /* Line 2 is x 299, line 3 the other 101; line 4 the 299 blanks, line 5 the rest. */
+    EXPECT_EQ(prompt_texts(), (std::vector<std::string>{"Import failed! \nLine 2: Format error",
+                                                        "Import failed! \nLine 3: Format error",
+                                                        "Successfully imported!"}));
     EXPECT_EQ(parmeterBuff[1], 2);
     EXPECT_EQ(params_import_line_count(), 5);
 }
 
-TEST_F(Import, many_bad_lines_show_a_limited_number_of_boxes) {
-    std::string content = "ConfigBuffer[1] = 1;\n";
+TEST_F(Import, damaged_files_end_without_harm_and_with_few_boxes) {
+    std::string many = "ConfigBuffer[1] = 1;\n";
     for (int i = 0; i < 50; ++i)
-        content += "ConfigBuffer[1] = 999;\n";
-    EXPECT_EQ(params_import_path(write("many.txt", content).c_str()), PARAM_FILE_OK);
+        many += "ConfigBuffer[1] = 999;\n";
+    EXPECT_EQ(import("many.txt", many), PARAM_FILE_OK);
     EXPECT_EQ(fake_prompts().size(), static_cast<size_t>(IMPORT_MAX_ERROR_PROMPTS + 1));
     EXPECT_TRUE(log.contains("line 51: Value overflow"));
-}
 
-TEST_F(Import, binary_and_endless_files_end_without_harm) {
     std::string binary(10 * 1024 * 1024, '\0');
     uint32_t seed = 12345;
-    for (char& c : binary) {
-        seed = seed * 1103515245u + 12345u;
-        c = static_cast<char>(seed >> 24);
-    }
+    for (char& c : binary)
+        c = static_cast<char>((seed = seed * 1103515245u + 12345u) >> 24);
     binary[0] = 'Z'; /* a significant first byte */
-    EXPECT_EQ(params_import_path(write("bin.txt", binary).c_str()), PARAM_FILE_UNKNOWN_FORMAT);
+    fake_prompts().clear();
+    EXPECT_EQ(import("bin.txt", binary), PARAM_FILE_UNKNOWN_FORMAT);
     EXPECT_EQ(fake_prompts().size(), 1u);
 
-    std::string endless;
+    std::string endless; /* no line end at all */
     while (endless.size() < 2 * 1024 * 1024)
         endless += "ConfigBuffer[1] = 1;";
     fake_prompts().clear();
     const int32_t lines_before = params_import_line_count();
-    EXPECT_EQ(params_import_path(write("endless.txt", endless).c_str()), PARAM_FILE_OK);
+    EXPECT_EQ(import("endless.txt", endless), PARAM_FILE_OK);
     EXPECT_LE(fake_prompts().size(), static_cast<size_t>(IMPORT_MAX_ERROR_PROMPTS + 1));
     EXPECT_EQ(params_import_line_count() - lines_before,
               1 + static_cast<int>((endless.size() - 1) / IMPORT_LINE_CHARS));
 
-    const std::string nul = write("nul.txt", std::string("ConfigBuffer[1] = 8;\0garbage\n", 30));
-    EXPECT_EQ(params_import_path(nul.c_str()), PARAM_FILE_OK);
+    EXPECT_EQ(import("nul.txt", std::string("ConfigBuffer[1] = 8;\0garbage\n", 30)), PARAM_FILE_OK);
     EXPECT_EQ(parmeterBuff[0], 8);
 }
 
 TEST_F(Import, numbers_beyond_int32_are_held_at_its_limits) {
     ui_language_chinese = 0;
-    const std::string path = write("big.txt", "ConfigBuffer[1] = 4294967361;\nKP:99999999999\n");
-    params_import_path(path.c_str());
-    EXPECT_EQ(texts()[0], "Import failed! \nLine 1: Value overflow");
-    const std::string keys = write("bigk.txt", "KP:99999999999\nKD:-99999999999\n");
-    params_import_path(keys.c_str());
+    import("big.txt", "ConfigBuffer[1] = 4294967361;\n");
+    EXPECT_EQ(prompt_texts()[0], "Import failed! \nLine 1: Value overflow");
+    import("bigk.txt", "KP:99999999999\nKD:-99999999999\n");
     EXPECT_EQ(params_import_key(JVN_KP), INT32_MAX);
     EXPECT_EQ(params_import_key(JVN_KD), INT32_MIN);
 }
 
 TEST_F(Import, dialog_action_restores_the_directory_only_on_success) {
-    char start[4096];
+    char start[4096], now[4096];
     ASSERT_NE(getcwd(start, sizeof start), nullptr);
-    fake_file_dialog().move_to = dir;
-    fake_file_dialog().next_path = write("ok.txt", "KP:1\n");
+    fake_file_dialog().move_to = dir.path;
+    fake_file_dialog().next_path = file("ok.txt", "KP:1\n");
     EXPECT_EQ(params_import_run(), PARAM_FILE_OK);
-    char now[4096];
-    ASSERT_NE(getcwd(now, sizeof now), nullptr);
-    EXPECT_STREQ(now, start);
+    EXPECT_STREQ(getcwd(now, sizeof now), start);
 
-    fake_file_dialog().next_path = write("bad.dat", "KP:1\n");
+    fake_file_dialog().next_path = file("bad.dat", "KP:1\n");
     EXPECT_EQ(params_import_run(), PARAM_FILE_BAD_EXTENSION);
-    ASSERT_NE(getcwd(now, sizeof now), nullptr);
-    EXPECT_EQ(std::string(now), dir);
+    EXPECT_STREQ(getcwd(now, sizeof now), dir.path.c_str());
     ASSERT_EQ(chdir(start), 0);
 
     fake_prompts().clear();
