@@ -1,7 +1,6 @@
+/* The headless display, its pointer and clock, and the message-box lookups (headless.h). */
 #include "tests/support/headless.h"
 
-#include <cstdlib>
-#include <cstring>
 #include <vector>
 
 namespace {
@@ -11,8 +10,6 @@ constexpr int H = 660;
 
 struct Headless {
     bool ready = false;
-    lv_display_t* display = nullptr;
-    lv_indev_t* pointer = nullptr;
     std::vector<uint8_t> buffer;
     uint32_t now = 1000;
     lv_point_t point{0, 0};
@@ -35,23 +32,26 @@ void init_once() {
     g.ready = true;
     lv_init();
     lv_tick_set_cb(tick_cb);
-    g.display = lv_display_create(W, H);
-    lv_display_set_color_format(g.display, LV_COLOR_FORMAT_XRGB8888);
+    lv_display_t* display = lv_display_create(W, H);
+    lv_display_set_color_format(display, LV_COLOR_FORMAT_XRGB8888);
     g.buffer.assign(static_cast<size_t>(W) * H * 4 + 16, 0);
-    lv_display_set_flush_cb(g.display, flush_cb);
-    lv_display_set_buffers(g.display, g.buffer.data(), nullptr, static_cast<uint32_t>(W) * H * 4,
+    lv_display_set_flush_cb(display, flush_cb);
+    lv_display_set_buffers(display, g.buffer.data(), nullptr, static_cast<uint32_t>(W) * H * 4,
                            LV_DISPLAY_RENDER_MODE_FULL);
-    g.pointer = lv_indev_create();
-    lv_indev_set_type(g.pointer, LV_INDEV_TYPE_POINTER);
-    lv_indev_set_read_cb(g.pointer, pointer_cb);
+    lv_indev_t* pointer = lv_indev_create();
+    lv_indev_set_type(pointer, LV_INDEV_TYPE_POINTER);
+    lv_indev_set_read_cb(pointer, pointer_cb);
 }
 
-void collect_msgboxes(lv_obj_t* parent, std::vector<lv_obj_t*>& out) {
-    const uint32_t n = lv_obj_get_child_count(parent);
-    for (uint32_t i = 0; i < n; ++i) {
-        lv_obj_t* child = lv_obj_get_child(parent, static_cast<int32_t>(i));
+/* The message boxes on the active screen, oldest first. */
+std::vector<lv_obj_t*> msgboxes() {
+    std::vector<lv_obj_t*> out;
+    lv_obj_t* screen = lv_screen_active();
+    for (uint32_t i = 0; i < lv_obj_get_child_count(screen); ++i) {
+        lv_obj_t* child = lv_obj_get_child(screen, static_cast<int32_t>(i));
         if (lv_obj_check_type(child, &lv_msgbox_class)) out.push_back(child);
     }
+    return out;
 }
 
 } // namespace
@@ -73,29 +73,16 @@ void headless_run(uint32_t ms) {
     }
 }
 
-void headless_click(int32_t x, int32_t y) {
-    g.point = {x, y};
-    g.pressed = false;
-    headless_run(40);
-    g.pressed = true;
-    headless_run(40);
-    g.pressed = false;
-    headless_run(40);
-}
-
 void headless_click_obj(lv_obj_t* obj) {
     lv_obj_update_layout(obj);
     lv_area_t a;
     lv_obj_get_coords(obj, &a);
-    headless_click((a.x1 + a.x2) / 2, (a.y1 + a.y2) / 2);
+    g.point = {(a.x1 + a.x2) / 2, (a.y1 + a.y2) / 2};
+    for (bool pressed : {false, true, false}) {
+        g.pressed = pressed;
+        headless_run(40);
+    }
 }
-
-void headless_refresh() {
-    lv_obj_invalidate(lv_screen_active());
-    lv_refr_now(g.display);
-}
-
-const uint8_t* headless_pixels() { return g.buffer.data(); }
 
 std::string headless_label_text(lv_obj_t* obj) {
     if (obj == nullptr) return "";
@@ -108,15 +95,10 @@ std::string headless_label_text(lv_obj_t* obj) {
     return "";
 }
 
-int headless_msgbox_count() {
-    std::vector<lv_obj_t*> boxes;
-    collect_msgboxes(lv_screen_active(), boxes);
-    return static_cast<int>(boxes.size());
-}
+int headless_msgbox_count() { return static_cast<int>(msgboxes().size()); }
 
 lv_obj_t* headless_msgbox(int i) {
-    std::vector<lv_obj_t*> boxes;
-    collect_msgboxes(lv_screen_active(), boxes);
+    const std::vector<lv_obj_t*> boxes = msgboxes();
     return i >= 0 && i < static_cast<int>(boxes.size()) ? boxes[static_cast<size_t>(i)] : nullptr;
 }
 

@@ -16,17 +16,8 @@ void headless_new_screen();
 /* Advances the test clock by ms in 5 ms steps, running LVGL's timer handler at each step. */
 void headless_run(uint32_t ms);
 
-/* Presses and releases the pointer at (x, y), giving LVGL time to see both. */
-void headless_click(int32_t x, int32_t y);
-
-/* Clicks the centre of an object. */
+/* Presses and releases the pointer at the centre of an object, giving LVGL time to see both. */
 void headless_click_obj(lv_obj_t* obj);
-
-/* The rendered pixels (XRGB8888, stride 3880) after a full refresh. */
-const uint8_t* headless_pixels();
-
-/* Forces a redraw of the whole screen now. */
-void headless_refresh();
 
 /* Text of a label, or of the first label among obj's children (depth-first); "" when none. */
 std::string headless_label_text(lv_obj_t* obj);

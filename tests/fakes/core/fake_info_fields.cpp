@@ -1,26 +1,21 @@
 /* Recording information fields for the core tests. */
 #include "tests/fakes/core/fake_info_fields.h"
 
+#include <algorithm>
 #include <cstring>
-
-namespace {
-const char* const NAMES[INFO_FIELD_COUNT] = {"type", "year", "month", "day"};
-}
 
 FakeInfoFields& fake_info_fields() {
     static FakeInfoFields state;
     return state;
 }
 
-void fake_info_fields_reset() {
-    fake_info_fields() = FakeInfoFields{};
-}
+void fake_info_fields_reset() { fake_info_fields() = FakeInfoFields{}; }
 
 int info_field_get(InfoField field, char* out, size_t cap) {
     const int i = static_cast<int>(field);
     if (out == nullptr || cap == 0 || i < 0 || i >= INFO_FIELD_COUNT || !fake_info_fields().available[i]) return -1;
     const std::string& t = fake_info_fields().text[i];
-    const size_t n = t.size() < cap - 1 ? t.size() : cap - 1;
+    const size_t n = std::min(t.size(), cap - 1);
     memcpy(out, t.data(), n);
     out[n] = '\0';
     return static_cast<int>(n);
@@ -30,5 +25,5 @@ void info_field_set(InfoField field, const char* text) {
     const int i = static_cast<int>(field);
     if (i < 0 || i >= INFO_FIELD_COUNT || text == nullptr) return;
     fake_info_fields().text[i] = text;
-    fake_info_fields().writes.push_back(std::string(NAMES[i]) + "=" + text);
+    ++fake_info_fields().writes;
 }

@@ -1,6 +1,7 @@
 /* Recording parameter panel for the core tests. */
 #include "tests/fakes/core/fake_panel.h"
 
+#include <algorithm>
 #include <cstring>
 
 FakePanel& fake_panel() {
@@ -8,22 +9,20 @@ FakePanel& fake_panel() {
     return state;
 }
 
-void fake_panel_reset() {
-    fake_panel() = FakePanel{};
-}
+void fake_panel_reset() { fake_panel() = FakePanel{}; }
 
 void panel_set_text(PanelEntry entry, const char* text) {
     const int i = static_cast<int>(entry);
     if (i < 0 || i >= PANEL_ENTRY_COUNT || text == nullptr) return;
     fake_panel().text[i] = text;
-    fake_panel().writes.push_back("entry" + std::to_string(i) + "=" + text);
+    ++fake_panel().writes;
 }
 
 int panel_get_text(PanelEntry entry, char* out, size_t cap) {
     if (out == nullptr || cap == 0) return -1;
     const int i = static_cast<int>(entry);
     const std::string t = i >= 0 && i < PANEL_ENTRY_COUNT ? fake_panel().text[i] : std::string();
-    const size_t n = t.size() < cap - 1 ? t.size() : cap - 1;
+    const size_t n = std::min(t.size(), cap - 1);
     memcpy(out, t.data(), n);
     out[n] = '\0';
     return static_cast<int>(n);
@@ -33,7 +32,7 @@ void panel_set_checked(PanelCheck check, bool checked) {
     const int i = static_cast<int>(check);
     if (i < 0 || i >= PANEL_CHECK_COUNT) return;
     fake_panel().checked[i] = checked;
-    fake_panel().writes.push_back("check" + std::to_string(i) + "=" + (checked ? "1" : "0"));
+    ++fake_panel().writes;
 }
 
 bool panel_get_checked(PanelCheck check) {
@@ -49,9 +48,7 @@ void panel_set_check_enabled(PanelCheck check, bool enabled) {
 void panel_show_level(int level, bool shown) {
     if (level < 1 || level > 3) return;
     fake_panel().level_shown[level - 1] = shown;
-    fake_panel().writes.push_back("level" + std::to_string(level) + "=" + (shown ? "1" : "0"));
+    ++fake_panel().writes;
 }
 
-void panel_redraw() {
-    ++fake_panel().redraws;
-}
+void panel_redraw() { ++fake_panel().redraws; }

@@ -16,24 +16,22 @@ FakePortPanel& fake_port_panel() {
 
 void fake_port_panel_reset() { fake_port_panel() = FakePortPanel{}; }
 
-int fake_port_panel_option_count(const std::string& options) {
-    return 1 + static_cast<int>(std::count(options.begin(), options.end(), '\n'));
-}
-
 void port_list_set_options(const char* options) {
     fake_port_panel().options = options != nullptr ? options : "";
     fake_port_panel().selected = 0;
-    ++fake_port_panel().set_options_calls;
 }
 
 int port_list_selected() { return fake_port_panel().selected; }
 
 void port_list_select(int index) {
-    if (index < 0) return;
-    fake_port_panel().selected = std::min(index, port_list_option_count() - 1);
+    if (index >= 0) fake_port_panel().selected = std::min(index, port_list_option_count() - 1);
 }
 
-int port_list_option_count() { return fake_port_panel_option_count(fake_port_panel().options); }
+/* A trailing newline adds an empty option, as in the drop-down. */
+int port_list_option_count() {
+    const std::string& o = fake_port_panel().options;
+    return 1 + static_cast<int>(std::count(o.begin(), o.end(), '\n'));
+}
 
 void port_list_selected_text(char* buf, int size) {
     if (buf == nullptr || size <= 0) return;
@@ -54,12 +52,9 @@ void port_button_set_caption(const char* text) { fake_port_panel().caption = tex
 
 void relabel_port_panel() {
     const bool zh = ui_language_chinese == 1;
-    ++fake_port_panel().relabel_calls;
     fake_port_panel().port_label = zh ? "  串  口   " : "Serial Port";
-    if (isSerialOpen == 1)
-        fake_port_panel().caption = zh ? "#000000 关闭端口#" : "#000000 Close Port#";
-    else
-        fake_port_panel().caption = zh ? "#000000 打开端口#" : "#000000 Open Port#";
+    if (isSerialOpen == 1) fake_port_panel().caption = zh ? "#000000 关闭端口#" : "#000000 Close Port#";
+    else fake_port_panel().caption = zh ? "#000000 打开端口#" : "#000000 Open Port#";
 }
 
 void lang_button_set_disabled(bool disabled) { fake_port_panel().lang_disabled = disabled; }
