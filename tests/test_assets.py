@@ -47,19 +47,14 @@ def run_check(*paths):
 
 
 class FontTests(unittest.TestCase):
-    def test_committed_fonts_pass_the_layout_check(self):
+    def test_committed_fonts_pass_the_layout_check_with_their_metrics(self):
         result = run_check(*map(font_path, METRICS))
         self.assertEqual(result.returncode, 0, result.stdout + result.stderr)
-
-    def test_metrics_and_names(self):
         for name, (lh, bl) in METRICS.items():
             text = read(font_path(name))
-            self.assertIn(f"const lv_font_t {name} = {{", text)
-            self.assertIn(f".line_height = {lh},", text)
-            self.assertIn(f".base_line = {bl},", text)
-            self.assertIn(".bpp = 4,", text)
-            self.assertIn(".bitmap_format = 0,", text)  # uncompressed
-            self.assertIn(".kern_dsc = NULL,", text)
+            for field in (f"const lv_font_t {name} = {{", f".line_height = {lh},", f".base_line = {bl},",
+                          ".bpp = 4,", ".bitmap_format = 0,", ".kern_dsc = NULL,"):
+                self.assertIn(field, text, name)
 
     def test_four_blanks_make_room_for_an_entry_placed_20_px_back(self):
         # Captions such as "最小角度    " end in four blanks; the parameter entry sits 20 px
@@ -70,28 +65,19 @@ class FontTests(unittest.TestCase):
                                 read(font_path(name))).group(1))
             self.assertGreaterEqual(4 * ((adv + 8) // 16), 20, name)
 
-    def test_all_fonts_share_one_character_set(self):
-        sets = [[cps for _, cps, _ in fontset.parse_cmaps(read(font_path(n)))]
-                for n in METRICS]
+    def test_all_fonts_share_one_character_set_covering_the_program_texts_but_the_seven(self):
+        sets = [[cps for _, cps, _ in fontset.parse_cmaps(read(font_path(n)))] for n in METRICS]
         self.assertTrue(all(s == sets[0] for s in sets))
-
-    def test_program_texts_covered_except_the_seven(self):
-        text = read(font_path("font_text"))
-        chars = {c for _, cps, _ in fontset.parse_cmaps(text) for c in cps}
+        chars = {c for cps in sets[0] for c in cps}
         for s in PROGRAM_TEXTS:
-            missing = [c for c in s if ord(c) not in chars and c not in fontset.ABSENT]
-            self.assertEqual(missing, [], s)
+            self.assertEqual([c for c in s if ord(c) not in chars and c not in fontset.ABSENT], [], s)
         self.assertFalse({ord(c) for c in fontset.ABSENT} & chars)
 
     def test_check_rejects_a_damaged_font(self):
         text = read(font_path("font_theme"))
         # 一 (U+4E00) swapped for the left-out 天 (U+5929) in the big sparse
         # list (entries are offsets from U+301D), and a wrong line height.
-        damaged = [
-            text.replace("0x1de3,", "0x290c,", 1),
-            re.sub(r"\.line_height = \d+", ".line_height = 18", text, 1),
-        ]
-        for body in damaged:
+        for body in (text.replace("0x1de3,", "0x290c,", 1), re.sub(r"\.line_height = \d+", ".line_height = 18", text, 1)):
             with tempfile.NamedTemporaryFile("w", suffix=".c", delete=False) as f:
                 f.write(body)
             try:
@@ -103,14 +89,12 @@ class FontTests(unittest.TestCase):
 class PictureTests(unittest.TestCase):
     path = os.path.join(ROOT, "assets", "QRX_V107_config.bin")
 
-    def test_header_and_size(self):
+    def test_a_250_by_200_black_panel_with_drawing(self):
         self.assertTrue(picture.check(self.path))
-        head = read(self.path, "rb")[:12]
+        data = read(self.path, "rb")
         # Byte layout of lv_image_header_t on a little-endian machine.
-        self.assertEqual(head, bytes([0x19, 0x11, 0, 0, 250, 0, 200, 0, 0xE8, 0x03, 0, 0]))
-
-    def test_black_panel_with_drawing(self):
-        data = read(self.path, "rb")[12:]
+        self.assertEqual(data[:12], bytes([0x19, 0x11, 0, 0, 250, 0, 200, 0, 0xE8, 0x03, 0, 0]))
+        data = data[12:]
         pixels = [data[i:i + 3] for i in range(0, len(data), 4)]  # B, G, R
         self.assertEqual(pixels[0], b"\0\0\0")  # corner matches the black panel
         self.assertEqual(set(data[3::4]), {0xFF})

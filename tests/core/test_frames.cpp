@@ -37,13 +37,7 @@ TEST(Frames, requests_carry_their_codes_and_checksums) {
     /* Register reads: the step's code, and length plus code as checksum. */
     EXPECT_EQ(register_read(0), (Bytes{0xAF, 0xFA, 0x00, 0x0A, 0x38, 0x00, 0x00, 0x00, 0x00, 0x42}));
     EXPECT_EQ(register_read(7), (Bytes{0xAF, 0xFA, 0x00, 0x0A, 0x54, 0x00, 0x00, 0x00, 0x00, 0x5E}));
-    const uint8_t codes[8] = {0x38, 0x3D, 0x3F, 0x50, 0x51, 0x52, 0x53, 0x54};
-    for (int step = 0; step < 8; ++step) {
-        const Bytes f = register_read(step);
-        ASSERT_EQ(f.size(), 10u);
-        EXPECT_EQ(f[4], codes[step]) << step;
-        EXPECT_EQ(f[9], static_cast<uint8_t>(0x0A + codes[step])) << step;
-    }
+    EXPECT_EQ(register_read(3), (Bytes{0xAF, 0xFA, 0x00, 0x0A, 0x50, 0x00, 0x00, 0x00, 0x00, 0x5A}));
     EXPECT_TRUE(register_read(-1).empty());
     EXPECT_TRUE(register_read(8).empty()); /* the ninth timer call asks for nothing */
 

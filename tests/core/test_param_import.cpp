@@ -38,12 +38,67 @@ class Import : public ::testing::Test {
 
 } // namespace
 
-TEST_F(Import, configbuffer_files_fill_the_block_and_the_panel_past_comments) {
-    EXPECT_EQ(import("a.txt", "# saved by hand\n\n   // note\nConfigBuffer[1] = 65;\n"), PARAM_FILE_OK);
-    EXPECT_EQ(parmeterBuff[0], 65);
-    EXPECT_EQ(fake_entry(PanelEntry::Gain), "65");
-    EXPECT_EQ(parameterSource, PARAM_SOURCE_BLOCK);
-    EXPECT_EQ(prompt_texts(), std::vector<std::string>{"导入成功!"});
+TEST_F(Import, each_file_gets_its_result_and_messages_line_by_line) {
+    struct Case {
+        const char* name;
+        std::string content;
+        int chinese;
+        int result;
+        std::vector<std::string> prompts;
+    };
+    const std::string bad = "Import failed! \nLine ";
+    const Case cases[] = {
+        {"comments.txt", "# saved by hand\n\n   // note\nConfigBuffer[1] = 65;\n", 1, PARAM_FILE_OK, {"导入成功!"}},
+        {"bad_lines.txt",
+         "ConfigBuffer[0] = 64;\n"   /* good, never used */
+         "ConfigBuffer[36] = 1;\n"   /* 2 */
+         "ConfigBuffer[3] = 256;\n"  /* 3 */
+         "ConfigBuffer[3] = -1;\n"   /* 4 */
+         "ConfigBuffer[-1] = 1;\n"   /* 5 */
+         "KP:65\n"                   /* 6 */
+         "ConfigBuffer[4]=7\n"       /* good: blanks may be missing, so may ';' */
+         "ConfigBuffer[ 5] =  9 ;\n" /* good */
+         "ConfigBuffer [5] = 1;\n"   /* 9: a blank before '[' */
+         "ConfigBuffer[6] = 4294967361;\n",
+         0,
+         PARAM_FILE_OK,
+         {bad + "2: Index out of range", bad + "3: Value overflow", bad + "4: Value overflow",
+          bad + "5: Index out of range", bad + "6: Format error", bad + "9: Format error", bad + "10: Value overflow",
+          "Successfully imported!"}},
+        {"unknown.txt", "\n# a\n\n  \nGain 65\nConfigBuffer[1] = 65;\n", 1, PARAM_FILE_UNKNOWN_FORMAT,
+         {"导入失败! \n第 1 行 未知内容格式"}},
+        {"keys_late.txt", "OT:999\nKP:1\n", 1, PARAM_FILE_UNKNOWN_FORMAT, {"导入失败! \n第 1 行 未知内容格式"}},
+        {"kp_inside.txt", "xx KP: 3\nKD:9\n", 1, PARAM_FILE_OK, {"导入失败! \n第 1 行 未知关键字", "导入成功!"}},
+        {"bad_keys.txt", "KP:abc\nOT:999\nRS:2\nConfigBuffer[1] = 1;\n", 0, PARAM_FILE_OK,
+         {bad + "1: Parse value failed", bad + "4: Unknown keyword", "Successfully imported!"}},
+        /* Line 2 is x 299, line 3 the other 101; line 4 the 299 blanks, line 5 the rest. */
+        {"long.txt", "ConfigBuffer[1] = 1;\n" + std::string(400, 'x') + "\n" + std::string(299, ' ') + "ConfigBuffer[2] = 2;\n",
+         0, PARAM_FILE_OK, {bad + "2: Format error", bad + "3: Format error", "Successfully imported!"}},
+        {"empty.txt", "# nothing\n", 0, PARAM_FILE_NO_DATA, {bad + "0: No valid data"}},
+        {"no_good.txt", "ConfigBuffer[1] = 300;\n", 0, PARAM_FILE_NO_DATA, {bad + "1: Value overflow", bad + "0: No valid data"}},
+        {"a.dat", "KP:1\n", 0, PARAM_FILE_BAD_EXTENSION, {"File type error! Please select a txt file."}},
+        {"UPPER.TXT", "KP:1\n", 0, PARAM_FILE_OK, {"Successfully imported!"}},
+        {"nul.txt", std::string("ConfigBuffer[1] = 8;\0garbage\n", 30), 0, PARAM_FILE_OK, {"Successfully imported!"}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        params_import_reset();
+        fake_prompts().clear();
+        ui_language_chinese = c.chinese;
+        EXPECT_EQ(import(c.name, c.content), c.result);
+        EXPECT_EQ(prompt_texts(), c.prompts);
+    }
+    EXPECT_EQ(parmeterBuff[0], 8) << "the NUL ended the line";
+    EXPECT_FALSE(params_path_has_txt_extension((dir / "x.txt.bak").c_str()));
+    EXPECT_FALSE(params_path_has_txt_extension("/a.txt/file"));
+}
+
+TEST_F(Import, configbuffer_files_fill_the_block_and_the_panel) {
+    EXPECT_EQ(import("b.txt", "ConfigBuffer[0] = 64;\nConfigBuffer[4]=7\nConfigBuffer[ 5] =  9 ;\n"), PARAM_FILE_OK);
+    EXPECT_EQ(parmeterBuff[3], 7);
+    EXPECT_EQ(parmeterBuff[4], 9);
+    EXPECT_EQ(params_import_byte(0), 64);
+    EXPECT_EQ(params_import_good_lines(), 3);
 
     EXPECT_EQ(params_import_path(data_file("configbuffer_defaults.txt").c_str()), PARAM_FILE_OK);
     EXPECT_EQ(parmeterBuff[19], 0x73);
@@ -53,60 +108,30 @@ TEST_F(Import, configbuffer_files_fill_the_block_and_the_panel_past_comments) {
     EXPECT_EQ(fake_entry(PanelEntry::Stall1Time), "300");
     EXPECT_TRUE(fake_checked(PanelCheck::Level1));
     EXPECT_TRUE(fake_checked(PanelCheck::Direction));
+    EXPECT_EQ(parameterSource, PARAM_SOURCE_BLOCK);
 }
 
-TEST_F(Import, bad_configbuffer_lines_are_reported_one_by_one_with_their_numbers) {
-    ui_language_chinese = 0;
-    EXPECT_EQ(import("b.txt", "ConfigBuffer[0] = 64;\n"   /* good, never used */
-                              "ConfigBuffer[36] = 1;\n"   /* 2 */
-                              "ConfigBuffer[3] = 256;\n"  /* 3 */
-                              "ConfigBuffer[3] = -1;\n"   /* 4 */
-                              "ConfigBuffer[-1] = 1;\n"   /* 5 */
-                              "KP:65\n"                   /* 6 */
-                              "ConfigBuffer[4]=7\n"       /* good: blanks may be missing, so may ';' */
-                              "ConfigBuffer[ 5] =  9 ;\n" /* good */
-                              "ConfigBuffer [5] = 1;\n"), /* 9: a blank before '[' */
-              PARAM_FILE_OK);
-    const std::vector<std::string> expected = {
-        "Import failed! \nLine 2: Index out of range", "Import failed! \nLine 3: Value overflow",
-        "Import failed! \nLine 4: Value overflow",     "Import failed! \nLine 5: Index out of range",
-        "Import failed! \nLine 6: Format error",       "Import failed! \nLine 9: Format error",
-        "Successfully imported!",
-    };
-    EXPECT_EQ(prompt_texts(), expected);
-    EXPECT_EQ(parmeterBuff[3], 7);
-    EXPECT_EQ(parmeterBuff[4], 9);
-    EXPECT_EQ(params_import_byte(0), 64);
-    EXPECT_EQ(params_import_good_lines(), 3);
-}
-
-TEST_F(Import, unknown_first_significant_line_stops_as_line_one_without_change) {
+TEST_F(Import, a_file_that_is_not_imported_changes_nothing) {
     parmeterBuff[0] = 12;
     EXPECT_EQ(import("c.txt", "\n# a\n\n  \nGain 65\nConfigBuffer[1] = 65;\n"), PARAM_FILE_UNKNOWN_FORMAT);
-    EXPECT_EQ(prompt_texts(), std::vector<std::string>{"导入失败! \n第 1 行 未知内容格式"});
     EXPECT_EQ(parmeterBuff[0], 12);
     EXPECT_EQ(parameterSource, PARAM_SOURCE_NONE);
     EXPECT_EQ(params_import_line_count(), 5);
+    EXPECT_EQ(params_import_path((dir / "missing.txt").c_str()), PARAM_FILE_OPEN_FAILED);
+    ASSERT_EQ(mkdir((dir / "folder.txt").c_str(), 0700), 0);
+    EXPECT_EQ(params_import_path((dir / "folder.txt").c_str()), PARAM_FILE_OPEN_FAILED);
+    EXPECT_EQ(prompt_texts().back(), "无法打开文件！");
+    EXPECT_EQ(parmeterBuff[0], 12);
 }
 
-TEST_F(Import, line_numbers_continue_from_one_import_to_the_next) {
+TEST_F(Import, line_numbers_and_good_lines_count_on_from_one_import_to_the_next) {
     ui_language_chinese = 0;
     const std::string path = file("d.txt", "ConfigBuffer[1] = 1;\nConfigBuffer[99] = 1;\nConfigBuffer[2] = 2;\n");
     params_import_path(path.c_str());
     params_import_path(path.c_str());
-    EXPECT_EQ(prompt_texts()[0], "Import failed! \nLine 2: Index out of range");
     EXPECT_EQ(prompt_texts()[2], "Import failed! \nLine 5: Index out of range");
-}
-
-TEST_F(Import, no_valid_data_only_until_some_import_had_a_good_line) {
-    ui_language_chinese = 0;
-    const std::string empty = file("e.txt", "# nothing\n");
-    EXPECT_EQ(params_import_path(empty.c_str()), PARAM_FILE_NO_DATA);
-    EXPECT_EQ(import("f.txt", "ConfigBuffer[1] = 300;\n"), PARAM_FILE_NO_DATA);
-    EXPECT_EQ(prompt_texts().back(), "Import failed! \nLine 0: No valid data");
-    EXPECT_EQ(import("g.txt", "KP:5\n"), PARAM_FILE_OK);
     fake_prompts().clear();
-    EXPECT_EQ(params_import_path(empty.c_str()), PARAM_FILE_OK); /* the count of good lines never resets */
+    EXPECT_EQ(import("e.txt", "# nothing\n"), PARAM_FILE_OK) << "an earlier import had good lines";
     EXPECT_EQ(prompt_texts(), std::vector<std::string>{"Successfully imported!"});
 }
 
@@ -126,35 +151,11 @@ TEST_F(Import, key_file_puts_wire_values_on_the_panel) {
     EXPECT_EQ(fake_panel().redraws, 1);
     EXPECT_EQ(parameterSource, PARAM_SOURCE_REGISTER);
 
-    fake_prompts().clear();
-    ui_language_chinese = 0;
-    EXPECT_EQ(import("i.txt", "KP:abc\nOT:999\nRS:2\nConfigBuffer[1] = 1;\n"), PARAM_FILE_OK);
+    EXPECT_EQ(import("i.txt", "KP:abc\nOT:999\nRS:2\nKD:99999999999\n"), PARAM_FILE_OK);
     EXPECT_EQ(fake_entry(PanelEntry::Stall1Time), "0");
     EXPECT_FALSE(fake_checked(PanelCheck::Direction));
-    EXPECT_EQ(fake_entry(PanelEntry::Gain), "70"); /* kept from the earlier import */
-    EXPECT_EQ(prompt_texts()[0], "Import failed! \nLine 15: Parse value failed");
-    EXPECT_EQ(prompt_texts()[1], "Import failed! \nLine 18: Unknown keyword");
-}
-
-TEST_F(Import, key_mode_needs_kp_somewhere_in_its_first_line) {
-    EXPECT_EQ(import("j.txt", "OT:999\nKP:1\n"), PARAM_FILE_UNKNOWN_FORMAT);
-    fake_prompts().clear();
-    EXPECT_EQ(import("k.txt", "xx KP: 3\nKD:9\n"), PARAM_FILE_OK);
-    EXPECT_EQ(prompt_texts()[0], "导入失败! \n第 2 行 未知关键字"); /* it does not begin with a key */
-    EXPECT_EQ(fake_entry(PanelEntry::Damping), "9");
-}
-
-TEST_F(Import, extension_and_open_failures) {
-    ui_language_chinese = 0;
-    EXPECT_EQ(import("a.dat", "KP:1\n"), PARAM_FILE_BAD_EXTENSION);
-    EXPECT_EQ(params_import_path((dir / "missing.txt").c_str()), PARAM_FILE_OPEN_FAILED);
-    ASSERT_EQ(mkdir((dir / "folder.txt").c_str(), 0700), 0);
-    EXPECT_EQ(params_import_path((dir / "folder.txt").c_str()), PARAM_FILE_OPEN_FAILED);
-    EXPECT_EQ(prompt_texts(), (std::vector<std::string>{"File type error! Please select a txt file.",
-                                                        "Could not open file!", "Could not open file!"}));
-    EXPECT_EQ(import("UPPER.TXT", "KP:1\n"), PARAM_FILE_OK);
-    EXPECT_FALSE(params_path_has_txt_extension((dir / "x.txt.bak").c_str()));
-    EXPECT_FALSE(params_path_has_txt_extension("/a.txt/file"));
+    EXPECT_EQ(fake_entry(PanelEntry::Gain), "70") << "kept from the earlier import";
+    EXPECT_EQ(params_import_key(JVN_KD), INT32_MAX) << "held at the limit";
 }
 
 TEST_F(Import, byte_order_marks_and_utf16_text_are_read) {
@@ -215,18 +216,6 @@ TEST_F(Import, damaged_files_end_without_harm_and_with_few_boxes) {
     EXPECT_LE(fake_prompts().size(), static_cast<size_t>(IMPORT_MAX_ERROR_PROMPTS + 1));
     EXPECT_EQ(params_import_line_count() - lines_before,
               1 + static_cast<int>((endless.size() - 1) / IMPORT_LINE_CHARS));
-
-    EXPECT_EQ(import("nul.txt", std::string("ConfigBuffer[1] = 8;\0garbage\n", 30)), PARAM_FILE_OK);
-    EXPECT_EQ(parmeterBuff[0], 8);
-}
-
-TEST_F(Import, numbers_beyond_int32_are_held_at_its_limits) {
-    ui_language_chinese = 0;
-    import("big.txt", "ConfigBuffer[1] = 4294967361;\n");
-    EXPECT_EQ(prompt_texts()[0], "Import failed! \nLine 1: Value overflow");
-    import("bigk.txt", "KP:99999999999\nKD:-99999999999\n");
-    EXPECT_EQ(params_import_key(JVN_KP), INT32_MAX);
-    EXPECT_EQ(params_import_key(JVN_KD), INT32_MIN);
 }
 
 TEST_F(Import, dialog_action_restores_the_directory_only_on_success) {

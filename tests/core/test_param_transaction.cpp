@@ -78,109 +78,54 @@ const uint16_t ODD_REGS[8][2] = {
 
 } // namespace
 
-TEST_F(ParamTransactionTest, read_sends_the_block_request_then_eight_register_requests_from_a_10_ms_timer) {
-    g_protocol.read_step = 4; /* a step left by an earlier failed read survives */
-    const uint64_t t0 = clock_ms();
-    param_action_clicked(PARAM_ACTION_READ);
-    EXPECT_GE(clock_ms() - t0, PARAM_READ_SLEEP_MS);
-    EXPECT_EQ(sent(4), PARAM_REQUEST);
-    EXPECT_EQ(g_protocol.mode, MODE_READ_PARAMS);
-    EXPECT_EQ(g_protocol.first_read, 1);
-    EXPECT_EQ(g_protocol.read_step, 4);
-    ASSERT_EQ(fake_timers().timers.size(), 1u);
-    FakeTimer* timer = fake_timers().timers[0].get();
-    EXPECT_EQ(timer->period_ms, REG_READ_PERIOD_MS);
-    EXPECT_EQ(fake_timers_run_due(), 1) << "due at once";
-
-    for (int step = 1; step < 8; ++step)
-        fake_timer_fire(timer);
-    Bytes expected;
-    for (uint8_t code : READ_CODES)
-        expected = cat({expected, reg_request(code)});
-    EXPECT_EQ(sent(80), expected);
-    EXPECT_EQ(g_protocol.reg_echo_count, 8);
-    fake_timer_fire(timer);
-    EXPECT_FALSE(timer->alive);
-    EXPECT_TRUE(sent(10, 50).empty());
-    EXPECT_EQ(g_protocol.reg_echo_count, 0);
-    EXPECT_EQ(g_protocol.reg_read_counter, 0);
-}
-
-TEST_F(ParamTransactionTest, a_timer_that_cannot_be_made_ends_the_command_in_the_log_only) {
-    LogCapture log;
-    fake_timers().fail_next_start = true;
-    EXPECT_EQ(param_transaction_read(), PARAM_CMD_TIMER_FAILED);
-    EXPECT_EQ(g_protocol.mode, MODE_IDLE);
-    parameterSource = PARAM_SOURCE_REGISTER;
-    fake_timers().fail_next_start = true;
-    EXPECT_EQ(param_transaction_write(), PARAM_CMD_TIMER_FAILED);
-    EXPECT_EQ(g_protocol.mode, MODE_IDLE);
-    EXPECT_TRUE(log.contains("创建定时器失败"));
-    EXPECT_TRUE(fake_prompts().empty());
-}
-
-TEST_F(ParamTransactionTest, write_with_nothing_read_is_refused_yet_enters_write_mode) {
-    param_action_clicked(PARAM_ACTION_WRITE);
-    EXPECT_EQ(prompt_texts(), std::vector<std::string>{"写入参数失败，请先读取或导入参数!!"});
-    EXPECT_EQ(fake_prompts()[0].kind, FakePrompt::Error);
-    EXPECT_EQ(g_protocol.mode, MODE_WRITE_PARAMS);
-    EXPECT_TRUE(sent(4, 50).empty());
-}
-
-TEST_F(ParamTransactionTest, block_write_sends_the_read_request_then_the_packed_panel_and_awaits_the_ack) {
-    /* A block read first, so that the panel and the block hold the servo's values. */
-    ASSERT_EQ(param_transaction_read(), PARAM_CMD_STARTED);
-    feed(cat({PARAM_REQUEST, block_frame(DEFAULT_BLOCK)}));
-    ASSERT_EQ(parameterSource, PARAM_SOURCE_BLOCK);
-    sent(4);
-    fake_entry(PanelEntry::Gain) = "70";
-    fake_entry(PanelEntry::Stall1Time) = "10000"; /* 100 stored: the largest accepted */
-
-    const uint64_t t0 = clock_ms();
-    ASSERT_EQ(param_transaction_write(), PARAM_CMD_STARTED);
-    EXPECT_GE(clock_ms() - t0, PARAM_WRITE_SLEEP_MS);
-    Bytes expected_block = DEFAULT_BLOCK;
-    expected_block[0] = 70;
-    expected_block[14] = 100;
-    expected_block[19] = 0x73; /* the deadband rule: (3 + 2) << 4 | 3, with row 15's 6 << 4 ORed on */
-    const Bytes frame = block_frame(expected_block);
-    EXPECT_EQ(sent(4 + 38), cat({PARAM_REQUEST, frame}));
-    EXPECT_EQ(Bytes(parmeterBuff, parmeterBuff + 35), expected_block);
-    EXPECT_EQ(g_protocol.block_write_pending, WRITE_PENDING_BLOCK);
-    EXPECT_EQ(g_protocol.mode, MODE_WRITE_PARAMS);
-
-    /* The servo answers the request with its block, then the echo, then 80 80 80 80. */
-    feed(cat({PARAM_REQUEST, block_frame(DEFAULT_BLOCK), frame, ACK}));
-    EXPECT_EQ(prompt_texts(), (std::vector<std::string>{"读取参数成功!", "写入参数成功!"}));
-    EXPECT_EQ(g_protocol.mode, MODE_IDLE);
-    EXPECT_EQ(g_protocol.block_write_pending, WRITE_PENDING_NONE);
-}
-
-TEST_F(ParamTransactionTest, stall_times_above_10000_ms_stop_a_block_write_first_one_first) {
-    parameterSource = PARAM_SOURCE_BLOCK;
+TEST_F(ParamTransactionTest, refused_or_failed_writes_send_no_parameters) {
     fake_checked(PanelCheck::Level1) = fake_checked(PanelCheck::Level2) = fake_checked(PanelCheck::Level3) = true;
     struct Case {
-        const char *t1, *t2, *t3;
+        const char* label;
+        int source;
+        const char *t1, *t2, *t3; /* stall times shown, in ms */
         int chinese;
-        const char* message;
+        bool timer_fails;
+        int result;
+        const char* message; /* "" = none */
+        int mode;
+        Bytes sent;
     };
     const Case cases[] = {
-        {"10100", "100", "99999", 1, "写入\"堵转1时间\"参数错误!\n请输入 0 - 10000 之间的数字"},
-        {"100", "10100", "99999", 1, "写入\"堵转2时间\"参数错误!\n请输入 0 - 10000 之间的数字"},
-        {"100", "100", "10199", 1, "写入\"堵转3时间\"参数错误!\n请输入 0 - 10000 之间的数字"},
-        {"10100", "100", "100", 0, "Error writing \"Time1\" parameter!\nPlease enter a number between 0 and 10000"},
+        {"nothing read or imported: write mode all the same", PARAM_SOURCE_NONE, "100", "100", "100", 1, false,
+         PARAM_CMD_NO_SOURCE, "写入参数失败，请先读取或导入参数!!", MODE_WRITE_PARAMS, {}},
+        /* The block write's read request goes before the stall-time check; the first bad time is named. */
+        {"time 1", PARAM_SOURCE_BLOCK, "10100", "100", "99999", 1, false, PARAM_CMD_STALL_TIME,
+         "写入\"堵转1时间\"参数错误!\n请输入 0 - 10000 之间的数字", MODE_IDLE, PARAM_REQUEST},
+        {"time 2", PARAM_SOURCE_BLOCK, "100", "10100", "99999", 1, false, PARAM_CMD_STALL_TIME,
+         "写入\"堵转2时间\"参数错误!\n请输入 0 - 10000 之间的数字", MODE_IDLE, PARAM_REQUEST},
+        {"time 3", PARAM_SOURCE_BLOCK, "100", "100", "10199", 1, false, PARAM_CMD_STALL_TIME,
+         "写入\"堵转3时间\"参数错误!\n请输入 0 - 10000 之间的数字", MODE_IDLE, PARAM_REQUEST},
+        {"time 1 in English", PARAM_SOURCE_BLOCK, "10100", "100", "100", 0, false, PARAM_CMD_STALL_TIME,
+         "Error writing \"Time1\" parameter!\nPlease enter a number between 0 and 10000", MODE_IDLE, PARAM_REQUEST},
+        {"no timer for the register sequence: a debug line only", PARAM_SOURCE_REGISTER, "100", "100", "100", 1, true,
+         PARAM_CMD_TIMER_FAILED, "", MODE_IDLE, {}},
     };
+    LogCapture log;
     for (const Case& c : cases) {
+        SCOPED_TRACE(c.label);
         fake_prompts().clear();
+        g_protocol.mode = MODE_IDLE;
+        parameterSource = c.source;
         ui_language_chinese = c.chinese;
         fake_entry(PanelEntry::Stall1Time) = c.t1;
         fake_entry(PanelEntry::Stall2Time) = c.t2;
         fake_entry(PanelEntry::Stall3Time) = c.t3;
-        EXPECT_EQ(param_transaction_write(), PARAM_CMD_STALL_TIME);
-        EXPECT_EQ(prompt_texts(), std::vector<std::string>{c.message});
-        EXPECT_EQ(sent(42, 100), PARAM_REQUEST) << "the request goes before the check";
-        EXPECT_EQ(g_protocol.mode, MODE_IDLE) << "the mode is left as it was";
+        fake_timers().fail_next_start = c.timer_fails;
+        EXPECT_EQ(param_transaction_write(), c.result);
+        EXPECT_EQ(prompt_texts(), *c.message ? std::vector<std::string>{c.message} : std::vector<std::string>{});
+        EXPECT_EQ(g_protocol.mode, c.mode);
+        EXPECT_EQ(sent(42, 100), c.sent);
     }
+    EXPECT_TRUE(log.contains("创建定时器失败"));
+    fake_timers().fail_next_start = true;
+    EXPECT_EQ(param_transaction_read(), PARAM_CMD_TIMER_FAILED);
+    EXPECT_EQ(g_protocol.mode, MODE_IDLE);
 }
 
 TEST_F(ParamTransactionTest, register_write_sends_cached_bytes_for_unchanged_values_by_the_lp_mp_and_md_rules) {

@@ -1,5 +1,5 @@
 /* The main screen as built at start and relabelled by the language button: the texts in both
- * languages, the outer layout, the information fields, the picture rule. */
+ * languages, the information fields, the picture rule. */
 #include "common/lang.h"
 #include "params/panel_lvgl.h"
 #include "tests/fakes/common/fake_platform.h"
@@ -92,33 +92,6 @@ TEST_F(ScreenTest, texts_at_start_in_either_language_and_after_each_press_of_the
     EXPECT_EQ(ui_language_at_start, LANG_AT_START_OTHER);
     expect_column(1);
     EXPECT_TRUE(fake_platform().message_boxes.empty());
-}
-
-TEST_F(ScreenTest, containers_buttons_and_the_picture_sit_inside_the_window_where_the_layout_puts_them) {
-    ASSERT_TRUE(main_ui_build());
-    struct Box {
-        lv_obj_t* obj;
-        int32_t x, y, w, h;
-    };
-    const Box boxes[] = {
-        {ui_top_panel, 5, 2, 958, 206},          {ui_bottom_panel, 5, 215, 958, 430},
-        {ui_config_image, 10, 0, 250, 200},      {ui_lang_button, 745, 307, 150, 60},
-        {ui_port_panel, 3, 2, 690, 60},          {ui_param_basic_panel, 3, 65, 690, 125},
-        {ui_param_overload_panel, 3, 195, 690, 145}, {ui_param_softstart_panel, 3, 345, 690, 70},
-        {ui_action_buttons[0], 745, 7, 150, 60}, {ui_action_buttons[3], 745, 232, 150, 60},
-    };
-    lv_obj_update_layout(lv_screen_active());
-    for (const Box& b : boxes) {
-        EXPECT_EQ(lv_obj_get_x(b.obj), b.x) << text(b.obj);
-        EXPECT_EQ(lv_obj_get_y(b.obj), b.y) << text(b.obj);
-        EXPECT_EQ(lv_obj_get_width(b.obj), b.w) << text(b.obj);
-        EXPECT_EQ(lv_obj_get_height(b.obj), b.h) << text(b.obj);
-    }
-    EXPECT_EQ(lv_image_get_src_width(ui_config_image), 250) << "the picture file was read";
-    lv_area_t bottom;
-    lv_obj_get_coords(ui_bottom_panel, &bottom);
-    EXPECT_LE(bottom.x2, UI_SCREEN_WIDTH - 1);
-    EXPECT_LE(bottom.y2, UI_SCREEN_HEIGHT - 1);
 }
 
 TEST_F(ScreenTest, information_fields_take_keyboard_input_and_the_type_field_filters_it) {
