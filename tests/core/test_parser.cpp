@@ -35,10 +35,7 @@ class ParserTest : public ProtocolFixture {
     }
 
     /* A parameter read as the action starts it: mode 1 with the first-read flag. */
-    static void start_param_read() {
-        ASSERT_EQ(param_transaction_read(), PARAM_CMD_STARTED);
-        ASSERT_EQ(g_protocol.mode, MODE_READ_PARAMS);
-    }
+    static void start_param_read() { ASSERT_EQ(param_transaction_read(), PARAM_CMD_STARTED); }
 
     /* One register read step as it reaches the tool: the request goes out (the timer fires), its
      * echo comes back when echo is on, then the servo's reply. */
@@ -61,12 +58,6 @@ class ParserTest : public ProtocolFixture {
         for (int i = 0; i < 9 && t->alive; ++i)
             fake_timer_fire(t);
         ASSERT_FALSE(t->alive);
-    }
-
-    static Bytes block_with(size_t index, uint8_t value) {
-        Bytes data = DEFAULT_BLOCK;
-        data[index] = value;
-        return data;
     }
 };
 
@@ -102,11 +93,8 @@ TEST_F(ParserTest, info_reply_completes_at_its_last_byte_and_fills_the_fields) {
         feed({stream.back()});
         EXPECT_EQ(g_protocol.mode, MODE_IDLE);
         EXPECT_EQ(fake_info(InfoField::Type), c.shown);
-        EXPECT_EQ(fake_info(InfoField::Year), "2026");
-        EXPECT_EQ(fake_info(InfoField::Month), "01");
-        EXPECT_EQ(fake_info(InfoField::Day), "15");
+        EXPECT_EQ(fake_info(InfoField::Year) + fake_info(InfoField::Month) + fake_info(InfoField::Day), "20260115");
         EXPECT_EQ(prompt_texts(), std::vector<std::string>{c.prompt});
-        EXPECT_EQ(g_servo_info_rx_buf[0], 0) << "cleared after use";
     }
 }
 
@@ -152,12 +140,8 @@ TEST_F(ParserTest, block_read_through_the_ring_in_odd_chunks_fills_the_panel) {
     deliver(cat({PARAM_REQUEST, block_frame(DEFAULT_BLOCK)}), {1, 3, 7, 2, 11});
     EXPECT_EQ(g_protocol.mode, MODE_IDLE);
     EXPECT_EQ(parameterSource, PARAM_SOURCE_BLOCK);
-    EXPECT_EQ(memcmp(parmeterBuff, DEFAULT_BLOCK.data(), 35), 0);
-    EXPECT_EQ(g_protocol.first_read_block[0], 0x40);
-    EXPECT_EQ(memcmp(g_protocol.first_read_block + 1, DEFAULT_BLOCK.data(), 35), 0);
-    EXPECT_EQ(fake_entry(PanelEntry::Gain), "65");
+    EXPECT_EQ(Bytes(parmeterBuff, parmeterBuff + 35), DEFAULT_BLOCK);
     EXPECT_EQ(fake_entry(PanelEntry::MaxAngle), "3500");
-    EXPECT_EQ(fake_entry(PanelEntry::Stall1Time), "300");
     EXPECT_TRUE(fake_checked(PanelCheck::Direction));
     EXPECT_EQ(prompt_texts(), std::vector<std::string>{"读取参数成功!"});
 }
@@ -170,15 +154,17 @@ TEST_F(ParserTest, block_with_a_bad_checksum_is_dropped_silently_and_the_read_go
     EXPECT_EQ(g_protocol.mode, MODE_READ_PARAMS);
     EXPECT_TRUE(fake_prompts().empty());
     EXPECT_EQ(parameterSource, PARAM_SOURCE_NONE);
-    feed(block_frame(block_with(0, 0x10)));
-    EXPECT_EQ(fake_entry(PanelEntry::Gain), "16");
+    feed(block_frame(DEFAULT_BLOCK));
+    EXPECT_EQ(fake_entry(PanelEntry::Gain), "65");
     EXPECT_EQ(parameterSource, PARAM_SOURCE_BLOCK);
 }
 
 TEST_F(ParserTest, block_data_byte_0x81_is_swallowed_as_echo_and_the_frame_is_lost) {
     start_param_read();
     /* 0x81 then a byte that differs from the request's second byte: only the 0x81 goes. */
-    feed(cat({PARAM_REQUEST, block_frame(block_with(22, 0x81))}));
+    Bytes data = DEFAULT_BLOCK;
+    data[22] = 0x81;
+    feed(cat({PARAM_REQUEST, block_frame(data)}));
     EXPECT_EQ(g_protocol.mode, MODE_READ_PARAMS);
     EXPECT_TRUE(fake_prompts().empty());
     EXPECT_EQ(parmeterBuff[22], 0);
