@@ -91,11 +91,14 @@ class HotPlugTest : public ::testing::Test {
 
 } // namespace
 
-TEST_F(HotPlugTest, plugged_adapter_opens_100ms_after_it_is_first_seen) {
+TEST_F(HotPlugTest, plugged_adapter_opens_100ms_after_it_is_first_seen_even_after_a_bounce) {
     PtyPair a;
+    plug("ttyUSB0", a);
+    run(60);
+    tree.remove("ttyUSB0"); /* gone during its debounce: the next plug-in starts afresh */
     run(20);
     plug("ttyUSB0", a);
-    tick(); /* first seen */
+    tick();
     EXPECT_EQ(plugFirstSeenTick, static_cast<uint32_t>(g_now));
     EXPECT_EQ(ticks_until(is_open), 100);
 
@@ -104,20 +107,8 @@ TEST_F(HotPlugTest, plugged_adapter_opens_100ms_after_it_is_first_seen) {
     EXPECT_FALSE(fake_port_panel().lang_disabled);
     EXPECT_EQ(deviceDisconnected, 1);
     EXPECT_TRUE(port_leads_to(a));
-    EXPECT_TRUE(log.contains("[Success] updateSerialPortList():Open_Device successfully!"));
     EXPECT_TRUE(fake_prompts().empty());
     EXPECT_TRUE(fake_platform().message_boxes.empty());
-}
-
-TEST_F(HotPlugTest, an_adapter_gone_during_its_debounce_starts_a_fresh_one_when_back) {
-    PtyPair a;
-    plug("ttyUSB0", a);
-    run(60);
-    tree.remove("ttyUSB0");
-    run(20);
-    plug("ttyUSB0", a);
-    tick();
-    EXPECT_EQ(ticks_until(is_open), 100);
 }
 
 TEST_F(HotPlugTest, pulling_the_only_adapter_closes_the_port_and_tells_the_user_until_replugged) {
@@ -135,7 +126,6 @@ TEST_F(HotPlugTest, pulling_the_only_adapter_closes_the_port_and_tells_the_user_
     ASSERT_EQ(fake_prompts().size(), 1u);
     EXPECT_EQ(fake_prompts()[0].kind, FakePrompt::Alert);
     EXPECT_EQ(fake_prompts()[0].text, "Device removed!");
-    EXPECT_TRUE(log.contains("[warning] deviceDisconnected：1 检测设备断开"));
 
     plug("ttyUSB0", b);
     EXPECT_GE(ticks_until(is_open), 100);
@@ -210,7 +200,6 @@ TEST_F(HotPlugTest, port_button_closes_and_reopens_the_port_and_the_monitor_leav
     EXPECT_FALSE(port_handle_valid(g_comm.hCom));
     expect_panel(false, "#000000 Open Port#");
     EXPECT_EQ(fake_port_panel().port_label, "Serial Port");
-    EXPECT_TRUE(log.contains("[Success] open_button_event_cb(): Close_Device successfully!"));
 
     plug("ttyUSB1", b); /* with the port closed by hand a new adapter only rebuilds the list */
     run(200);

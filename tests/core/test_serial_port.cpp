@@ -66,7 +66,6 @@ TEST_F(SerialPortTest, open_sets_115200_8n2_raw_and_starts_the_notifier) {
     EXPECT_EQ(t.c_lflag & (ICANON | ECHO | ISIG), 0u) << "raw: bytes pass untouched";
     EXPECT_EQ(t.c_oflag & OPOST, 0u);
     EXPECT_EQ(count_threads(), threads_before + 1);
-    EXPECT_TRUE(log.contains("[SerialOpen] Opened hCom: "));
     EXPECT_TRUE(fake_platform().message_boxes.empty());
 }
 
@@ -89,7 +88,6 @@ TEST_F(SerialPortTest, port_held_by_another_program_shows_the_box_once_until_the
     EXPECT_EQ(fake_platform().message_boxes[0].text, "Can't Open This Comport");
     EXPECT_EQ(fake_platform().message_boxes[0].caption, "Seiral Open Error");
     EXPECT_EQ(fake_platform().message_boxes[0].icon, MsgBoxIcon::Exclamation);
-    EXPECT_TRUE(log.contains("[warning] hCom Failed: "));
 
     EXPECT_EQ(SerialOpen(0, pty.path().c_str()), PORT_HANDLE_NONE);
     EXPECT_EQ(fake_platform().message_boxes.size(), 1u) << "once until the latch is cleared";
@@ -122,7 +120,6 @@ TEST_F(SerialPortTest, write_sends_every_byte_once_open_and_nothing_before) {
     EXPECT_EQ(write_request(), 4);
     EXPECT_EQ(pty.receive(4), kRequest);
     EXPECT_TRUE(log.contains("\n[SerialOpen] Data to send (4 bytes): 81 00 00 81 "));
-    EXPECT_TRUE(log.contains("[Success] SerialWrite: Complete write, expected=4, actual=4, g_serial_sending=1"));
     EXPECT_EQ(g_serial_sending, 0);
     EXPECT_EQ(SerialWrite(kRequest.data(), 0), 0);
 }
@@ -190,11 +187,8 @@ TEST_F(SerialPortTest, close_stops_the_thread_frees_the_port_and_a_second_close_
     EXPECT_EQ(write_request(), -1);
     EXPECT_EQ(rxWriteIndex, 0) << "the receive ring is emptied";
     EXPECT_EQ(rxRing[0], 0);
-    EXPECT_TRUE(log.contains("[SerialClose] Closed hCom"));
 
-    log.clear();
-    SerialClose();
-    EXPECT_FALSE(log.contains("Closed hCom"));
+    SerialClose(); /* a second close is harmless */
     EXPECT_EQ(count_open_fds(), fds_before);
 }
 
