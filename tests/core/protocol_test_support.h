@@ -109,4 +109,3 @@ class ProtocolFixture : public ::testing::Test {
             process_servo_info_data(b);
     }
 };
-

@@ -54,8 +54,10 @@ class PtyPair {
     void send(const std::vector<uint8_t>& bytes) {
         for (size_t done = 0; done < bytes.size();) {
             const ssize_t n = write(master_, bytes.data() + done, bytes.size() - done);
-            if (n > 0) done += static_cast<size_t>(n);
-            else if (errno != EAGAIN) break;
+            if (n > 0)
+                done += static_cast<size_t>(n);
+            else if (errno != EAGAIN)
+                break;
         }
     }
 
@@ -104,8 +106,12 @@ inline int count_entries(const char* path) {
     }
     return n;
 }
-inline int count_open_fds() { return count_entries("/proc/self/fd") - 1; }
-inline int count_threads() { return count_entries("/proc/self/task"); }
+inline int count_open_fds() {
+    return count_entries("/proc/self/fd") - 1;
+}
+inline int count_threads() {
+    return count_entries("/proc/self/task");
+}
 
 /* Bytes the open port's driver holds. */
 inline int queued_at_port() {

@@ -13,7 +13,9 @@ namespace {
 
 using Bytes = std::vector<uint8_t>;
 
-Bytes built(int n, const uint8_t* out) { return n < 0 ? Bytes{} : Bytes(out, out + n); }
+Bytes built(int n, const uint8_t* out) {
+    return n < 0 ? Bytes{} : Bytes(out, out + n);
+}
 
 Bytes register_read(int step) {
     uint8_t out[16];

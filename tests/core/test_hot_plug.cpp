@@ -19,7 +19,9 @@ using namespace serial_test;
 namespace {
 
 uint64_t g_now = 0;
-uint64_t fake_now() { return g_now; }
+uint64_t fake_now() {
+    return g_now;
+}
 
 class HotPlugTest : public ::testing::Test {
   protected:

@@ -11,7 +11,9 @@ using namespace servo_bytes;
 namespace {
 
 uint64_t g_now = 0;
-uint64_t test_clock() { return g_now; }
+uint64_t test_clock() {
+    return g_now;
+}
 
 class InfoTransactionTest : public ProtocolFixture {
   protected:

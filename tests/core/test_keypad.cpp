@@ -18,7 +18,10 @@ FakeKeyboard kb;
 const KeyboardPort port = {
     [] { return true; },
     [] { return kb.focus; },
-    [](int vk) { return ++kb.queries, kb.down.count(vk) != 0; },
+    [](int vk) {
+        ++kb.queries;
+        return kb.down.count(vk) != 0;
+    },
     [] { return kb.caps; },
     [] { return kb.shift; },
 };
@@ -37,24 +40,21 @@ class KeypadTest : public ::testing::Test {
 } // namespace
 
 TEST(KeypadTranslate, keys_by_scan_index_with_shift_and_caps_lock) {
-    struct Case {
-        int index;
-        bool shift, caps;
-        uint32_t key;
-    };
-    const Case cases[] = {
-        {27, false, false, 'a'}, {27, true, false, 'A'}, {27, false, true, 'A'}, {27, true, true, 'a'},
-        {52, true, false, 'Z'},  {0, false, false, '0'} /* numeric pad */,
-        {19, true, false, '9'} /* the top row ignores Shift */,
-        {20, false, false, KEYCODE_BACKSPACE},       {21, false, false, KEYCODE_ENTER},
-        {22, false, false, ' '},                     {74, false, false, ' '},
-        {23, false, false, KEYCODE_LEFT},            {24, false, false, KEYCODE_UP},
-        {25, false, false, KEYCODE_RIGHT},           {26, false, false, KEYCODE_DOWN},
-        {64, false, false, 0} /* the top row's shadow entries */, {73, true, false, 0},
-    };
-    for (const Case& c : cases)
-        EXPECT_EQ(keypad_translate(c.index, c.shift, c.caps), c.key)
-            << "index " << c.index << (c.shift ? " shift" : "") << (c.caps ? " caps" : "");
+    /* Index, key plain, key with Shift. 0 is on the numeric pad, 19 on the top row (which ignores
+     * Shift), 64 and 73 are the top row's shadow entries. */
+    /* clang-format off */
+    const uint32_t keys[][3] = {
+        {27, 'a', 'A'}, {52, 'z', 'Z'}, {0, '0', '0'}, {19, '9', '9'}, {22, ' ', ' '}, {74, ' ', ' '}, {64, 0, 0},
+        {73, 0, 0}, {20, KEYCODE_BACKSPACE, KEYCODE_BACKSPACE}, {21, KEYCODE_ENTER, KEYCODE_ENTER},
+        {23, KEYCODE_LEFT, KEYCODE_LEFT}, {24, KEYCODE_UP, KEYCODE_UP}, {25, KEYCODE_RIGHT, KEYCODE_RIGHT},
+        {26, KEYCODE_DOWN, KEYCODE_DOWN}};
+    /* clang-format on */
+    for (const auto& k : keys) {
+        EXPECT_EQ(keypad_translate(static_cast<int>(k[0]), false, false), k[1]) << "index " << k[0];
+        EXPECT_EQ(keypad_translate(static_cast<int>(k[0]), true, false), k[2]) << "index " << k[0] << " with Shift";
+    }
+    EXPECT_EQ(keypad_translate(27, false, true), static_cast<uint32_t>('A')) << "Caps Lock";
+    EXPECT_EQ(keypad_translate(27, true, true), static_cast<uint32_t>('a')) << "Caps Lock and Shift";
     const char plain[] = "/`[\\]-=';,.", shifted[] = "?~{|}_+\":<>";
     for (int i = 0; i < 11; ++i) {
         EXPECT_EQ(keypad_translate(53 + i, false, false), static_cast<uint8_t>(plain[i])) << 53 + i;

@@ -49,7 +49,8 @@ class Packing : public ::testing::Test {
 
 TEST_F(Packing, defaults_pack_into_the_hand_worked_block_and_not_all_of_them_unpack_back) {
     pack(defaultValues);
-    EXPECT_EQ(std::vector<uint8_t>(parmeterBuff, parmeterBuff + 35), std::vector<uint8_t>(DEFAULT_BLOCK, DEFAULT_BLOCK + 35));
+    EXPECT_EQ(std::vector<uint8_t>(parmeterBuff, parmeterBuff + 35),
+              std::vector<uint8_t>(DEFAULT_BLOCK, DEFAULT_BLOCK + 35));
     EXPECT_EQ(params_packed_high_byte(), 34);
     EXPECT_TRUE(log.contains("[Debug] int2Byte() [REG27] value: 0x31"));
 
@@ -204,8 +205,8 @@ TEST_F(Packing, panel_is_read_back_with_level_and_power_rules) {
     fake_checked(PanelCheck::Level1) = fake_checked(PanelCheck::Level2) = fake_checked(PanelCheck::Level3) = true;
     fake_checked(PanelCheck::Direction) = false;
     EXPECT_EQ(getParametersFromUI(), 46);
-    const std::pair<int, int32_t> read[] = {{0, 0}, {8, 2}, {36, 1}, {37, 9}, {10, 4}, {12, 6}, {31, 0}, {43, 99},
-                                            {2, 2000}};
+    const std::pair<int, int32_t> read[] = {{0, 0},  {8, 2},  {36, 1},  {37, 9},  {10, 4},
+                                            {12, 6}, {31, 0}, {43, 99}, {2, 2000}};
     for (const auto& [row, value] : read)
         EXPECT_EQ(paramArray[row], value) << "row " << row;
     EXPECT_TRUE(log.contains("[Debug] paramArray[43] =  99"));

@@ -93,7 +93,7 @@ TEST_F(ParamTransactionTest, refused_or_failed_writes_send_no_parameters) {
     };
     const Case cases[] = {
         {"nothing read or imported: write mode all the same", PARAM_SOURCE_NONE, "100", "100", "100", 1, false,
-         PARAM_CMD_NO_SOURCE, "写入参数失败，请先读取或导入参数!!", MODE_WRITE_PARAMS, {}},
+         PARAM_CMD_NO_SOURCE, "写入参数失败，请先读取或导入参数!!", MODE_WRITE_PARAMS, Bytes()},
         /* The block write's read request goes before the stall-time check; the first bad time is named. */
         {"time 1", PARAM_SOURCE_BLOCK, "10100", "100", "99999", 1, false, PARAM_CMD_STALL_TIME,
          "写入\"堵转1时间\"参数错误!\n请输入 0 - 10000 之间的数字", MODE_IDLE, PARAM_REQUEST},
@@ -104,7 +104,7 @@ TEST_F(ParamTransactionTest, refused_or_failed_writes_send_no_parameters) {
         {"time 1 in English", PARAM_SOURCE_BLOCK, "10100", "100", "100", 0, false, PARAM_CMD_STALL_TIME,
          "Error writing \"Time1\" parameter!\nPlease enter a number between 0 and 10000", MODE_IDLE, PARAM_REQUEST},
         {"no timer for the register sequence: a debug line only", PARAM_SOURCE_REGISTER, "100", "100", "100", 1, true,
-         PARAM_CMD_TIMER_FAILED, "", MODE_IDLE, {}},
+         PARAM_CMD_TIMER_FAILED, "", MODE_IDLE, Bytes()},
     };
     LogCapture log;
     for (const Case& c : cases) {

@@ -76,8 +76,8 @@ TEST_F(ParserTest, info_reply_completes_at_its_last_byte_and_fills_the_fields) {
     const Case cases[] = {
         {"echo", INFO_REQUEST, "SIM-BLOCK-01", "SIM-BLOCK-01", 1, "舵机信息读取成功!"},
         {"no echo", {}, "SIM-BLOCK-01", "SIM-BLOCK-01", 1, "舵机信息读取成功!"},
-        {"garbage before the tag, type cut at the first space", cat({{0x00, 0x5A, 0xC3}, INFO_REQUEST}), "AB CD",
-         "AB", 0, "Servo information read successfully!"},
+        {"garbage before the tag, type cut at the first space", cat({{0x00, 0x5A, 0xC3}, INFO_REQUEST}), "AB CD", "AB",
+         0, "Servo information read successfully!"},
         {"bytes that are not UTF-8 made valid", {}, "A\xFF", "A\xEF\xBF\xBD", 1, "舵机信息读取成功!"},
     };
     isSerialOpen = 1;

@@ -11,7 +11,9 @@ using namespace serial_test;
 namespace {
 
 uint64_t g_now = 50000;
-uint64_t fake_now() { return g_now; }
+uint64_t fake_now() {
+    return g_now;
+}
 
 class PortDiscoveryTest : public ::testing::Test {
   protected:
@@ -38,7 +40,7 @@ TEST_F(PortDiscoveryTest, lists_only_usb_ports_with_a_node_in_natural_order) {
         tree.add(name, USB);
     tree.add("ttyS0", PLATFORM);
     tree.add("tty0", VIRTUAL);
-    tree.add("ttyUSB5", USB, "", false);              /* gone from the device directory */
+    tree.add("ttyUSB5", USB, "", false);          /* gone from the device directory */
     tree.add("ttyXR0", "platform/exar_vid_04e2"); /* vendor id in the path */
 
     EXPECT_EQ(enumerate_com_ports_in(tree.sys().c_str(), tree.dev().c_str()), 1);

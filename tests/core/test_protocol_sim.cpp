@@ -181,8 +181,9 @@ TEST_F(ProtocolSimTest, register_servo_parameters_read_save_as_jvn_and_write_bac
     /* Saved after a register read: the JVN file, LD always 0. */
     fake_file_dialog().next_path = dir_ / "servo.txt";
     EXPECT_EQ(param_action_save(), PARAM_FILE_OK);
-    EXPECT_EQ(read_file(dir_ / "servo.txt"),
-              "KP:65\nKD:50\nLP:4000\nMP:8000\nOD:80\nOT:3000\nMD:8000\nDZ:3\nLA:596\nMA:3500\nCA:2048\nLD:0\nRS:1\nLS:1\n");
+    EXPECT_EQ(
+        read_file(dir_ / "servo.txt"),
+        "KP:65\nKD:50\nLP:4000\nMP:8000\nOD:80\nOT:3000\nMD:8000\nDZ:3\nLA:596\nMA:3500\nCA:2048\nLD:0\nRS:1\nLS:1\n");
 
     fake_prompts().clear();
     ASSERT_EQ(param_transaction_write(), PARAM_CMD_STARTED);

@@ -12,7 +12,9 @@ using namespace serial_test;
 namespace {
 
 std::vector<uint8_t> g_consumed;
-void consume(uint8_t b) { g_consumed.push_back(b); }
+void consume(uint8_t b) {
+    g_consumed.push_back(b);
+}
 
 std::vector<uint8_t> pattern(size_t n, uint8_t first) {
     std::vector<uint8_t> v(n);

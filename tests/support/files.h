@@ -14,8 +14,10 @@ struct TempDir {
     std::string path;
     TempDir() {
         char tmpl[] = "/tmp/servo_test_XXXXXX";
-        if (mkdtemp(tmpl) != nullptr) path = tmpl;
-        else ADD_FAILURE() << "mkdtemp failed";
+        if (mkdtemp(tmpl) != nullptr)
+            path = tmpl;
+        else
+            ADD_FAILURE() << "mkdtemp failed";
     }
     ~TempDir() {
         std::error_code ec;

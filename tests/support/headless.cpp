@@ -18,9 +18,13 @@ struct Headless {
 
 Headless g;
 
-uint32_t tick_cb() { return g.now; }
+uint32_t tick_cb() {
+    return g.now;
+}
 
-void flush_cb(lv_display_t* disp, const lv_area_t*, uint8_t*) { lv_display_flush_ready(disp); }
+void flush_cb(lv_display_t* disp, const lv_area_t*, uint8_t*) {
+    lv_display_flush_ready(disp);
+}
 
 void pointer_cb(lv_indev_t*, lv_indev_data_t* data) {
     data->point = g.point;
@@ -95,7 +99,9 @@ std::string headless_label_text(lv_obj_t* obj) {
     return "";
 }
 
-int headless_msgbox_count() { return static_cast<int>(msgboxes().size()); }
+int headless_msgbox_count() {
+    return static_cast<int>(msgboxes().size());
+}
 
 lv_obj_t* headless_msgbox(int i) {
     const std::vector<lv_obj_t*> boxes = msgboxes();
@@ -107,4 +113,6 @@ std::string headless_msgbox_title(lv_obj_t* box) {
     return title ? lv_label_get_text(title) : "";
 }
 
-std::string headless_msgbox_text(lv_obj_t* box) { return headless_label_text(lv_msgbox_get_content(box)); }
+std::string headless_msgbox_text(lv_obj_t* box) {
+    return headless_label_text(lv_msgbox_get_content(box));
+}

@@ -65,9 +65,9 @@ TEST_F(InfoPanel, steppers_move_the_value_within_its_range_with_two_digit_month_
         const char* result;
     };
     const Case cases[] = {
-        {ui_month_input, ui_month_label, "01", true, "02"},    {ui_month_input, ui_month_label, "12", true, "12"},
-        {ui_day_input, ui_day_label, "01", false, "00"},       {ui_day_input, ui_day_label, "00", false, "00"},
-        {ui_year_input, ui_year_label, "2100", true, "2100"},  {ui_year_input, ui_year_label, "2100", false, "2099"},
+        {ui_month_input, ui_month_label, "01", true, "02"},   {ui_month_input, ui_month_label, "12", true, "12"},
+        {ui_day_input, ui_day_label, "01", false, "00"},      {ui_day_input, ui_day_label, "00", false, "00"},
+        {ui_year_input, ui_year_label, "2100", true, "2100"}, {ui_year_input, ui_year_label, "2100", false, "2099"},
     };
     for (const Case& c : cases) {
         type(c.field, c.start);

@@ -29,7 +29,7 @@ TEST_F(PromptTest, boxes_have_their_title_by_language_red_text_for_alerts_and_er
         bool red;
     };
     const Case cases[] = {
-        {show_prompt, 1, "提示", false}, {show_error, 1, "错误", true}, {show_prompt_alert, 0, "Prompt", true},
+        {show_prompt, 1, "提示", false}, {show_error, 1, "错误", true},     {show_prompt_alert, 0, "Prompt", true},
         {show_error, 0, "Error", true},  {show_prompt, 0, "Prompt", false},
     };
     for (const Case& c : cases) {

@@ -69,7 +69,8 @@ TEST_F(ScreenTest, texts_at_start_in_either_language_and_after_each_press_of_the
          {"堵转1时间", "Overload Time 1", "Time  1", "堵转1时间"}},
         {[] { return panel_caption_widget(PanelEntry::Stall2Power); },
          {"堵转2功率", "Overload Power 2", "Power 2", "堵转2功率"}},
-        {[] { return panel_caption_widget(PanelEntry::SoftStart); }, {"   软启动", "SoftStart", "SoftStart", "  软启动"}},
+        {[] { return panel_caption_widget(PanelEntry::SoftStart); },
+         {"   软启动", "SoftStart", "SoftStart", "  软启动"}},
     };
     auto expect_column = [&](int column) {
         for (const Row& r : rows)
