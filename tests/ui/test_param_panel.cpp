@@ -1,11 +1,9 @@
-/* The parameter panel on a headless screen: defaults and limits, stall levels, the entry checks
- * and the field ranges they use. */
+/* The parameter panel on a headless screen: defaults and limits, stall levels, the entry checks. */
 #include "common/lang.h"
 #include "params/panel_lvgl.h"
 #include "params/param_values.h"
 #include "protocol/parser.h"
 #include "tests/support/headless.h"
-#include "ui/field_range.h"
 #include "ui/screen.h"
 
 #include <gtest/gtest.h>
@@ -123,22 +121,4 @@ TEST_F(ParamPanel, out_of_range_entries_are_restored_with_an_error_box) {
         EXPECT_EQ(headless_msgbox_text(headless_msgbox(boxes - 1)), c.message);
     }
     EXPECT_EQ(headless_msgbox_count(), boxes);
-}
-
-TEST_F(ParamPanel, field_ranges_follow_the_widget_and_the_date_fields) {
-    int32_t lo = -1, hi = -1;
-    const std::pair<lv_obj_t*, int32_t> ranges[] = {
-        {ui_year_input, 2100}, {ui_month_input, 12}, {panel_entry_widget(PanelEntry::Stall2Time), 10000}};
-    for (const auto& [obj, max] : ranges) {
-        EXPECT_TRUE(field_range(obj, &lo, &hi));
-        EXPECT_EQ(hi, max);
-    }
-    EXPECT_FALSE(field_range(ui_type_input, &lo, &hi));
-    /* The day's range is its month's length once year and month are known, else 31. */
-    for (const auto& [year, days] : {std::pair<const char*, int32_t>{"2023", 30}, {"199", 31}}) {
-        lv_textarea_set_text(ui_year_input, year);
-        lv_textarea_set_text(ui_month_input, "04");
-        EXPECT_TRUE(field_range(ui_day_input, &lo, &hi));
-        EXPECT_EQ(hi, days) << year;
-    }
 }
