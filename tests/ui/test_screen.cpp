@@ -42,6 +42,7 @@ void expect_box(lv_obj_t* obj, int32_t x, int32_t y, int32_t w, int32_t h) {
 
 } // namespace
 
+/* The platform (the fake) reports "en_US": the tool asks and starts in Chinese all the same. */
 TEST_F(ScreenTest, builds_every_panel_in_chinese_at_start) {
     ASSERT_TRUE(main_ui_build());
     EXPECT_EQ(ui_language_at_start, LANG_AT_START_CHINESE);
