@@ -10,8 +10,7 @@ import tempfile
 import time
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
-from x11_session import SKIP, Simulator, UsbNamespace, check, namespaces_available, parse_args, require_tools, \
-    run_tests, wait_for
+from x11_session import check, main, run_tests, start_with_simulator, wait_for
 
 ARGS = None
 
@@ -29,15 +28,7 @@ PROMPT_CLOSE = (628, 278)  # close button of the prompt box, centred in the wind
 
 def start_with_servo(s, family):
     """Program started, simulator plugged in, port opened; returns (simulator, window)."""
-    ns = UsbNamespace()
-    sim = Simulator(ARGS.program, s.artifacts, "--family", family)
-    s.cleanups += [ns.stop, sim.stop]
-    s.start_program(ARGS.program, namespace=ns)
-    wid = s.wait_window()
-    s.wait_log(r"first frame shown")
-    ns.plug(sim.pty)
-    s.wait_log(r"Open_Device successfully")
-    time.sleep(0.3)
+    _, sim, wid = start_with_simulator(s, ARGS.program, family)
     return sim, wid
 
 
@@ -165,11 +156,7 @@ def test_language_switch_relabels_every_panel_and_later_messages(s):
 
 
 if __name__ == "__main__":
-    ARGS = parse_args()
-    require_tools()
-    if not namespaces_available():
-        print("SKIP: needs root and mount namespaces (unshare, nsenter)")
-        sys.exit(SKIP)
+    ARGS = main()
     sys.exit(run_tests([
         test_block_servo_information_is_read_and_written_back,
         test_block_servo_parameters_are_read_changed_written_and_saved,

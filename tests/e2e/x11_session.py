@@ -294,6 +294,32 @@ class UsbNamespace:
         self.holder.wait()
 
 
+def start_with_simulator(s, program, family="block", plug=True):
+    """The program in a private mount namespace with the simulator ready as a USB adapter
+    (plugged in, and its port opened, when `plug`); returns (namespace, simulator, window)."""
+    ns = UsbNamespace()
+    sim = Simulator(program, s.artifacts, "--family", family)
+    s.cleanups += [ns.stop, sim.stop]
+    s.start_program(program, namespace=ns)
+    wid = s.wait_window()
+    s.wait_log(r"first frame shown")
+    if plug:
+        ns.plug(sim.pty)
+        s.wait_log(r"Open_Device successfully")
+        time.sleep(0.3)
+    return ns, sim, wid
+
+
+def main():
+    """Entry of the tests that need the namespace: skipped (exit 77) without root."""
+    args = parse_args()
+    require_tools()
+    if not namespaces_available():
+        print("SKIP: needs root and mount namespaces (unshare, nsenter)")
+        sys.exit(SKIP)
+    return args
+
+
 def namespaces_available():
     """True when this process may make mount namespaces (root, unshare and nsenter present)."""
     if os.geteuid() != 0 or shutil.which("unshare") is None or shutil.which("nsenter") is None:
