@@ -51,11 +51,19 @@ KeypadReport keypad_poll(KeypadState& st, uint32_t now, const KeyboardPort& port
     if (port.window_known() && !port.has_focus()) {
         /* Keys are polled globally; typing into another window must not reach us. */
         memset(st.keyState, 0, sizeof st.keyState);
+        st.releasing = 0;
         return {false, 0};
     }
 
+    /* NOTE: every new press is reported for exactly one poll and released on the next. LVGL
+     * takes two pressed polls in a row for one held key, so a second key typed within one poll
+     * of the first would be lost; it waits, unread (its latch kept), until the poll after. */
+    const bool releasing = st.releasing != 0;
+    st.releasing = 0;
+
     for (int idx = 0; idx < KEY_SCAN_COUNT; ++idx) {
         KeyRecord& k = st.keyState[idx];
+        if (releasing && !k.pressed) continue;
         const bool down = port.key_down(keyScanTable[idx]);
         if (down && !k.pressed) {
             k.pressed = 1;
@@ -65,6 +73,7 @@ KeypadReport keypad_poll(KeypadState& st, uint32_t now, const KeyboardPort& port
             if (key != 0)
                 dbg_log("[Information] Key pressed: idx=%d, key=0x%X (%c), shift=%d, caps=%d\n", idx,
                         static_cast<unsigned>(key), static_cast<char>(key), shift ? 1 : 0, st.caps);
+            st.releasing = 1;
             return {true, key};
         }
         if (down && k.pressed) {
@@ -73,7 +82,7 @@ KeypadReport keypad_poll(KeypadState& st, uint32_t now, const KeyboardPort& port
                     k.repeating = 1;
                     st.lastRepeatTick = now;
                 }
-                if (now - st.lastRepeatTick > KEY_REPEAT_DELAY_MS) {
+                if (!releasing && now - st.lastRepeatTick > KEY_REPEAT_DELAY_MS) {
                     st.lastRepeatTick = now;
                     if (is_repeatable(idx)) return {true, keypad_translate(idx, false, false)};
                     return {false, 0};

@@ -46,6 +46,7 @@ struct KeypadState {
     KeyRecord keyState[KEY_SCAN_COUNT];
     uint32_t lastRepeatTick;
     uint8_t caps;
+    uint8_t releasing; /* the last poll reported a new press: this one reports the release */
 };
 
 struct KeypadReport {

@@ -306,6 +306,17 @@ void platform_message_box(const char* text, const char* caption, MsgBoxIcon icon
         dbg_log("[Error] message box \"%s\" could not be shown: %s\n", text, SDL_GetError());
 }
 
+const char* platform_user_language() {
+    static char language[32];
+    language[0] = '\0';
+    SDL_Locale* locales = SDL_GetPreferredLocales();
+    if (locales != nullptr && locales[0].language != nullptr)
+        SDL_snprintf(language, sizeof language, "%s%s%s", locales[0].language, locales[0].country ? "_" : "",
+                     locales[0].country ? locales[0].country : "");
+    SDL_free(locales);
+    return language;
+}
+
 void platform_post_serial_rx() {
     if (g_win.rx_event == 0) return;
     SDL_Event ev;

@@ -16,3 +16,7 @@ void platform_post_serial_rx();
 
 /* Asks the UI loop to end with the given exit code once control returns to it. */
 void platform_post_quit(int code);
+
+/* The user's preferred interface language as the platform reports it ("zh_CN", "en_US", ...),
+ * or "" when it reports none. The tool asks, and starts in Chinese whatever the answer. */
+const char* platform_user_language();

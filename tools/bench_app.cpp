@@ -32,6 +32,7 @@ void platform_message_box(const char* text, const char* caption, MsgBoxIcon) {
 }
 void platform_post_serial_rx() {}
 void platform_post_quit(int) {}
+const char* platform_user_language() { return ""; }
 
 namespace {
 

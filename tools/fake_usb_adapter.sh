@@ -48,9 +48,12 @@ plug() {
     [ -c "$pty" ] || die "$pty is not a character device"
     prepare
     if [ ! -e "/dev/$name" ]; then
-        # sysfs side first, then the node: the node's appearance is what gets noticed.
-        mkdir -p "$work/tty/$name"
-        ln -sfn "$work/devices/pci0000:00/usb1/1-1/1-1:1.0" "$work/tty/$name/device"
+        # sysfs side first, then the node. The entry appears whole (built aside, then renamed
+        # into place), as the kernel's does: a scan never sees it without its device link.
+        rm -rf "$work/new-entry"
+        mkdir -p "$work/new-entry"
+        ln -s "$work/devices/pci0000:00/usb1/1-1/1-1:1.0" "$work/new-entry/device"
+        mv -T "$work/new-entry" "$work/tty/$name"
         : > "/dev/$name"
         mount --bind "$pty" "/dev/$name"
     fi

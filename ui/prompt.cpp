@@ -2,6 +2,7 @@
 #include "common/prompt.h"
 
 #include "assets/fonts/fonts.h"
+#include "common/debug_log.h"
 #include "common/lang.h"
 
 #include "lvgl.h"
@@ -30,10 +31,12 @@ void copy_text(char (&buf)[PROMPT_TEXT_SIZE], const char* text) {
 prompt_box_t make_box(char (&buf)[PROMPT_TEXT_SIZE], const char* text, const char* title_en, const char* title_zh,
                       bool red) {
     copy_text(buf, text);
+    const char* title_text = lang_by_flag(title_en, title_zh);
+    dbg_log("[Prompt] %s: %s\n", title_text, buf); /* what the user was told, for the record */
     if (lv_display_get_default() == nullptr) return nullptr;
 
     lv_obj_t* box = lv_msgbox_create(lv_screen_active());
-    lv_obj_t* title = lv_msgbox_add_title(box, lang_by_flag(title_en, title_zh));
+    lv_obj_t* title = lv_msgbox_add_title(box, title_text);
     lv_obj_set_style_text_font(title, &font_button, 0);
 
     lv_obj_t* label = lv_label_create(lv_msgbox_get_content(box));

@@ -341,7 +341,9 @@ lv_obj_t* ui_make_button(lv_obj_t* parent, const char* text, int32_t x, int32_t 
 }
 
 bool main_ui_build() {
-    /* The platform's interface language is not consulted: the tool always starts in Chinese. */
+    /* The platform's interface language is asked for and not used: the tool always starts in
+     * Chinese. */
+    dbg_log("[Debug] user interface language: \"%s\"\n", platform_user_language());
     ui_language_at_start = ui_language_chinese == 1 ? LANG_AT_START_CHINESE : LANG_AT_START_OTHER;
     for (lv_obj_t** handle : g_handles) *handle = nullptr;
     text_cursor_reset();

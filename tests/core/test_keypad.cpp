@@ -9,7 +9,8 @@
 namespace {
 
 struct FakeKeyboard {
-    std::set<int> down; /* virtual-key codes held */
+    std::set<int> down;   /* virtual-key codes held */
+    std::set<int> tapped; /* pressed and released since the last query: reported once */
     bool focus = true, caps = false, shift = false;
     int queries = 0;
 };
@@ -20,7 +21,7 @@ const KeyboardPort port = {
     [] { return kb.focus; },
     [](int vk) {
         ++kb.queries;
-        return kb.down.count(vk) != 0;
+        return kb.tapped.erase(vk) != 0 || kb.down.count(vk) != 0;
     },
     [] { return kb.caps; },
     [] { return kb.shift; },
@@ -96,11 +97,35 @@ TEST_F(KeypadTest, held_backspace_and_arrows_repeat_every_poll_from_the_third) {
     }
 }
 
-TEST_F(KeypadTest, one_new_press_per_poll_in_scan_order_and_a_digit_once) {
+TEST_F(KeypadTest, keys_come_one_per_poll_in_scan_order_each_followed_by_a_release_and_none_is_lost) {
     kb.down = {0x42, 0x35}; /* B and 5: the digit comes first in the table */
     EXPECT_EQ(poll().key, static_cast<uint32_t>('5'));
+    kb.down.erase(0x35);
+    EXPECT_FALSE(poll().pressed) << "LVGL needs the release to see the next key as a new one";
     EXPECT_EQ(poll().key, static_cast<uint32_t>('b'));
+    kb.down.clear();
+    poll();
+    kb.down = {0x35};
+    EXPECT_EQ(poll().key, static_cast<uint32_t>('5'));
+    EXPECT_FALSE(poll().pressed);
     EXPECT_EQ(poll().key, 0u) << "the digit's second table entry is a press without a key code";
+    kb.down.clear();
+    poll();
+
+    /* Taps (press and release between two polls): typed quickly or two in one interval. */
+    std::string typed;
+    for (int vk : {0x34, 0x32, 0x38, 0x31}) {
+        kb.tapped.insert(vk);
+        for (int i = 0; i < 3; ++i) {
+            const KeypadReport r = poll();
+            if (r.pressed) typed += static_cast<char>(r.key);
+        }
+    }
+    EXPECT_EQ(typed, "4281");
+    kb.tapped = {0x41, 0x42};
+    EXPECT_EQ(poll().key, static_cast<uint32_t>('a'));
+    EXPECT_FALSE(poll().pressed);
+    EXPECT_EQ(poll().key, static_cast<uint32_t>('b'));
 }
 
 TEST_F(KeypadTest, focus_loss_reports_nothing_and_forgets_held_keys) {

@@ -7,8 +7,7 @@ import sys
 import time
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
-from x11_session import (SKIP, Simulator, UsbNamespace, check, color_near, namespaces_available, parse_args, pixel,
-                         region_differs, require_tools, run_tests)
+from x11_session import check, color_near, main, pixel, region_differs, run_tests, start_with_simulator
 
 ARGS = None
 
@@ -20,18 +19,8 @@ PORT_OPEN_COLOR = (0xE7, 0xC1, 0x29)
 WHITE = (0xFF, 0xFF, 0xFF)
 
 
-def start(s, family="block"):
-    ns = UsbNamespace()
-    sim = Simulator(ARGS.program, s.artifacts, "--family", family)
-    s.cleanups = [sim.stop, ns.stop]
-    s.start_program(ARGS.program, namespace=ns)
-    wid = s.wait_window()
-    s.wait_log(r"first frame shown")
-    return ns, sim, wid
-
-
 def test_plugging_in_opens_the_port_and_pulling_out_closes_it(s):
-    ns, sim, wid = start(s)
+    ns, sim, wid = start_with_simulator(s, ARGS.program, plug=False)
     time.sleep(0.5)
     idle = s.screenshot("1-no-adapter", wid)
     check(color_near(pixel(idle, *PORT_BUTTON_SAMPLE), WHITE), "port button should be white while closed")
@@ -64,10 +53,7 @@ def test_plugging_in_opens_the_port_and_pulling_out_closes_it(s):
 
 
 def test_the_port_button_closes_and_opens_the_adapter(s):
-    ns, sim, wid = start(s)
-    ns.plug(sim.pty)
-    s.wait_log(r"Open_Device successfully")
-    time.sleep(0.3)
+    ns, sim, wid = start_with_simulator(s, ARGS.program)
     s.click(wid, *PORT_BUTTON_SAMPLE)
     s.wait_log(r"Close_Device successfully")
     time.sleep(0.3)
@@ -83,11 +69,7 @@ def test_the_port_button_closes_and_opens_the_adapter(s):
 
 
 if __name__ == "__main__":
-    ARGS = parse_args()
-    require_tools()
-    if not namespaces_available():
-        print("SKIP: needs root and mount namespaces (unshare, nsenter)")
-        sys.exit(SKIP)
+    ARGS = main()
     sys.exit(run_tests([
         test_plugging_in_opens_the_port_and_pulling_out_closes_it,
         test_the_port_button_closes_and_opens_the_adapter,

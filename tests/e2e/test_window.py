@@ -8,8 +8,8 @@ import tempfile
 import time
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
-from x11_session import (SCREEN_H, SCREEN_W, WINDOW_TITLE, check, parse_args, region_differs, require_tools,
-                         run_tests)
+from x11_session import (SCREEN_H, SCREEN_W, WINDOW_TITLE, check, compare_with_reference, parse_args,
+                         region_differs, require_tools, run_tests)
 
 ARGS = None
 
@@ -32,7 +32,8 @@ def test_window_is_fixed_970_by_660_titled_and_centred(s):
     m = s.wait_log(r"first frame shown (\d+) ms after start")
     print(f"  first frame after {m.group(1)} ms")
     check("[Success] LVGL v9.4 初始化完成" in s.stderr_text(), "start-up line missing")
-    s.screenshot("main-screen", wid)
+    time.sleep(0.5)
+    compare_with_reference(s.screenshot("main-screen", wid), "main-screen", ARGS.update_references)
 
 
 def test_a_click_on_the_language_button_relabels_the_action_column(s):

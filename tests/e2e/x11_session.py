@@ -25,6 +25,8 @@ def parse_args():
     p = argparse.ArgumentParser()
     p.add_argument("--program", required=True, help="path of the built servo_tool")
     p.add_argument("--artifacts", required=True, help="folder for screenshots and logs")
+    p.add_argument("--update-references", action="store_true",
+                   help="write the screenshots compared with reference pictures as the new references")
     return p.parse_args()
 
 
@@ -292,6 +294,32 @@ class UsbNamespace:
         self.holder.wait()
 
 
+def start_with_simulator(s, program, family="block", plug=True):
+    """The program in a private mount namespace with the simulator ready as a USB adapter
+    (plugged in, and its port opened, when `plug`); returns (namespace, simulator, window)."""
+    ns = UsbNamespace()
+    sim = Simulator(program, s.artifacts, "--family", family)
+    s.cleanups += [ns.stop, sim.stop]
+    s.start_program(program, namespace=ns)
+    wid = s.wait_window()
+    s.wait_log(r"first frame shown")
+    if plug:
+        ns.plug(sim.pty)
+        s.wait_log(r"Open_Device successfully")
+        time.sleep(0.3)
+    return ns, sim, wid
+
+
+def main():
+    """Entry of the tests that need the namespace: skipped (exit 77) without root."""
+    args = parse_args()
+    require_tools()
+    if not namespaces_available():
+        print("SKIP: needs root and mount namespaces (unshare, nsenter)")
+        sys.exit(SKIP)
+    return args
+
+
 def namespaces_available():
     """True when this process may make mount namespaces (root, unshare and nsenter present)."""
     if os.geteuid() != 0 or shutil.which("unshare") is None or shutil.which("nsenter") is None:
@@ -320,6 +348,28 @@ def region_differs(a, b, box, threshold=8):
     """True when some pixel of box differs by more than threshold in a channel."""
     diff = ImageChops.difference(a.crop(box), b.crop(box))
     return max(hi for lo, hi in diff.getextrema()) > threshold
+
+
+REFERENCES = os.path.join(os.path.dirname(os.path.abspath(__file__)), "reference")
+
+
+def compare_with_reference(img, name, update=False, max_mean=1.0, max_changed=0.01):
+    """Compares a screenshot with tests/e2e/reference/<name>.png: the mean difference per
+    channel value and the share of pixels that differ visibly must stay small (a blinking
+    cursor or a font hinting change passes, a moved or missing widget does not)."""
+    path = os.path.join(REFERENCES, name + ".png")
+    if update:
+        os.makedirs(REFERENCES, exist_ok=True)
+        img.save(path)
+        return
+    check(os.path.exists(path), f"no reference picture {path} (run with --update-references)")
+    ref = Image.open(path).convert("RGB")
+    check(ref.size == img.size, f"size {img.size} differs from the reference {ref.size}")
+    mean = mean_abs_diff(img, ref)
+    diff = ImageChops.difference(img.convert("RGB"), ref).convert("L").point(lambda v: 255 if v > 40 else 0)
+    changed = diff.histogram()[255] / (img.size[0] * img.size[1])
+    check(mean <= max_mean and changed <= max_changed,
+          f"{name} differs from its reference: mean {mean:.2f}, {changed * 100:.2f} % of pixels changed")
 
 
 def mean_abs_diff(a, b):

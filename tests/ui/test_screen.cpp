@@ -72,6 +72,7 @@ TEST_F(ScreenTest, texts_at_start_in_either_language_and_after_each_press_of_the
         {[] { return panel_caption_widget(PanelEntry::SoftStart); },
          {"   软启动", "SoftStart", "SoftStart", "  软启动"}},
     };
+    /* The platform (the fake) reports "en_US": the tool asks and starts in Chinese all the same. */
     auto expect_column = [&](int column) {
         for (const Row& r : rows)
             EXPECT_EQ(text(r.widget()), r.text[column]) << "column " << column << ", expected " << r.text[0];

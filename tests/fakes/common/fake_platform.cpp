@@ -15,3 +15,5 @@ void platform_message_box(const char* text, const char* caption, MsgBoxIcon icon
 void platform_post_serial_rx() { fake_platform().serial_rx_posts.fetch_add(1); }
 
 void platform_post_quit(int code) { fake_platform().quit_codes.push_back(code); }
+
+const char* platform_user_language() { return "en_US"; }

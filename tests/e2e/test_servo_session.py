@@ -1,0 +1,165 @@
+"""A user's session with a servo: the real program, the servo simulator plugged in as a USB
+adapter (private mount namespace, root only), clicks and typing through xdotool. Every check is
+made on what the servo received (the simulator's log), on the files written, and on the prompts
+the user was shown (the program records each one in its log)."""
+
+import os
+import shutil
+import sys
+import tempfile
+import time
+
+sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
+from x11_session import check, main, run_tests, start_with_simulator, wait_for
+
+ARGS = None
+
+# Client coordinates of the widgets (see ui/screen.cpp and params/panel_lvgl.cpp).
+READ_INFO = (819, 63)
+WRITE_INFO = (819, 136)
+TYPE_FIELD_END = (725, 67)  # right end of the type field: the cursor lands after the text
+YEAR_FIELD_END = (468, 140)
+MONTH_FIELD_END = (568, 142)
+DAY_FIELD_END = (668, 144)
+GAIN_FIELD_END = (610, 306)
+READ_PARAMS, WRITE_PARAMS, IMPORT, SAVE, LANGUAGE = (830, 257), (830, 332), (830, 406), (830, 481), (830, 557)
+PROMPT_CLOSE = (628, 278)  # close button of the prompt box, centred in the window
+
+
+def start_with_servo(s, family):
+    """Program started, simulator plugged in, port opened; returns (simulator, window)."""
+    _, sim, wid = start_with_simulator(s, ARGS.program, family)
+    return sim, wid
+
+
+def replace_end(s, wid, field_end, erase, text):
+    """Clicks at the end of a field, erases `erase` characters and types `text`."""
+    s.click(wid, *field_end)
+    s.key(wid, *(["BackSpace"] * erase))
+    s.type_text(wid, text)
+
+
+def prompts(s):
+    return [line[len("[Prompt] "):] for line in s.stderr_text().splitlines() if line.startswith("[Prompt] ")]
+
+
+def wait_prompt(s, text, timeout=10, wid=None):
+    """Waits until the user was told `text`; with the window id, closes that prompt box again."""
+    wait_for(lambda: "[Prompt] " + text in s.stderr_text(), f"the prompt {text!r} (prompts so far: {prompts(s)})",
+             timeout)
+    if wid is not None:
+        time.sleep(0.2)
+        s.click(wid, *PROMPT_CLOSE)
+
+
+def sim_stored_block(sim):
+    return [int(b, 16) for b in sim.lines("STORE block ")[-1].split()[2:]]
+
+
+def save_through_dialog(s, wid, path):
+    s.click(wid, *SAVE)
+    s.choose_path("另存为", path)
+    wait_for(lambda: os.path.exists(path) and os.path.getsize(path) > 0, "the saved file")
+    time.sleep(0.3)
+    with open(path, "rb") as f:
+        return f.read()
+
+
+def test_block_servo_information_is_read_and_written_back(s):
+    sim, wid = start_with_servo(s, "block")
+    s.click(wid, *READ_INFO)
+    wait_prompt(s, "提示: 舵机信息读取成功!", wid=wid)
+    check("[Success] 舵机信息: 型号=[SIM-BLOCK-01], 日期=2026-01-15" in s.stderr_text(), "fields not filled")
+    s.screenshot("information-read", wid)
+
+    replace_end(s, wid, TYPE_FIELD_END, 2, "42")
+    replace_end(s, wid, DAY_FIELD_END, 2, "28")
+    s.click(wid, *WRITE_INFO)
+    wait_prompt(s, "提示: 写入信息成功!")
+    sim.wait_line("STORE info type=[SIM-BLOCK-42        ] date=2026-01-28")  # padded to 20 with blanks
+    s.screenshot("information-written", wid)
+
+
+def test_block_servo_parameters_are_read_changed_written_and_saved(s):
+    sim, wid = start_with_servo(s, "block")
+    s.click(wid, *READ_PARAMS)
+    wait_prompt(s, "提示: 读取参数成功!", wid=wid)
+    sent = [int(b, 16) for b in sim.lines("TX 26 40")[-1].split()[3:-1]]  # the 35 block bytes the servo sent
+
+    replace_end(s, wid, GAIN_FIELD_END, 3, "80")
+    s.click(wid, *WRITE_PARAMS)
+    wait_prompt(s, "提示: 写入参数成功!", wid=wid)
+    expected = list(sent)
+    expected[0] = 80                                # the gain typed in
+    expected[19] = ((3 + 2) << 4 | 3) | (6 << 4)    # deadband byte: high nibble is always deadband + 2
+    check(sim_stored_block(sim) == expected, f"the servo stored {sim_stored_block(sim)}, expected {expected}")
+    s.screenshot("parameters-written", wid)
+
+    folder = tempfile.mkdtemp(prefix="servo e2e ")
+    s.cleanups.append(lambda: shutil.rmtree(folder, ignore_errors=True))
+    text = save_through_dialog(s, wid, os.path.join(folder, "block.txt")).decode()
+    want = "".join(f"ConfigBuffer[{k}] = {v};\n" for k, v in enumerate([64] + expected))
+    check(text == want, f"ConfigBuffer file differs:\n{text}")
+    wait_prompt(s, "提示: 保存参数成功!\n文件路径: " + os.path.join(folder, "block.txt"))
+
+
+def test_register_servo_times_out_on_information_and_trades_parameters_register_by_register(s):
+    sim, wid = start_with_servo(s, "register")
+    t0 = time.time()
+    s.click(wid, *READ_INFO)
+    wait_prompt(s, "错误: 舵机信息读取超时!", wid=wid)
+    check(time.time() - t0 < 2.0, "the time-out came late")
+
+    s.click(wid, *READ_PARAMS)
+    wait_prompt(s, "提示: 读取参数成功!", wid=wid)
+    reads = [line.split()[5] for line in sim.lines("RX AF FA 00 0A")]
+    check(reads == ["38", "3D", "3F", "50", "51", "52", "53", "54"], f"read requests {reads}")
+
+    replace_end(s, wid, GAIN_FIELD_END, 3, "70")
+    s.click(wid, *WRITE_PARAMS)
+    wait_prompt(s, "提示: 写入参数成功!", wid=wid)
+    frames = [line.split()[1:] for line in sim.lines("RX AF FA 00 0A")][8:]
+    codes = [f[4] for f in frames]
+    check(codes == ["01", "05", "12", "18", "40", "41", "42", "43", "44", "45", "48", "46"], f"write codes {codes}")
+    check(frames[0][5:9] == ["00", "46", "00", "00"], f"KP frame {frames[0]}")  # 70, changed on screen
+    check(frames[2][5:9] == ["00", "50", "0B", "B8"], f"OD/OT frame {frames[2]}")  # unchanged: from the cache
+    s.screenshot("register-parameters-written", wid)
+
+    folder = tempfile.mkdtemp(prefix="servo e2e ")
+    s.cleanups.append(lambda: shutil.rmtree(folder, ignore_errors=True))
+    text = save_through_dialog(s, wid, os.path.join(folder, "jvn.txt")).decode()
+    want = "KP:70\nKD:50\nLP:4000\nMP:8000\nOD:80\nOT:3000\nMD:8000\nDZ:3\nLA:596\nMA:3500\nCA:2048\nLD:0\nRS:1\nLS:1\n"
+    check(text == want, f"JVN file differs:\n{text}")
+
+
+def test_language_switch_relabels_every_panel_and_later_messages(s):
+    sim, wid = start_with_servo(s, "block")
+    s.screenshot("chinese", wid)
+    s.click(wid, *LANGUAGE)
+    time.sleep(0.3)
+    s.screenshot("english", wid)
+    s.click(wid, *READ_PARAMS)
+    wait_prompt(s, "Prompt: Read  Parameter successfully!", wid=wid)
+
+    # The day clamp follows the language the tool started in, not the switch.
+    replace_end(s, wid, DAY_FIELD_END, 2, "31")
+    replace_end(s, wid, YEAR_FIELD_END, 4, "2024")
+    replace_end(s, wid, MONTH_FIELD_END, 2, "02")
+    wait_prompt(s, "Prompt: 日期已自动调整为当月最后一天", wid=wid)
+    s.screenshot("english-day-clamped", wid)
+
+    s.click(wid, *LANGUAGE)
+    time.sleep(0.3)
+    s.click(wid, *READ_INFO)
+    wait_prompt(s, "提示: 舵机信息读取成功!")
+    s.screenshot("chinese-again", wid)
+
+
+if __name__ == "__main__":
+    ARGS = main()
+    sys.exit(run_tests([
+        test_block_servo_information_is_read_and_written_back,
+        test_block_servo_parameters_are_read_changed_written_and_saved,
+        test_register_servo_times_out_on_information_and_trades_parameters_register_by_register,
+        test_language_switch_relabels_every_panel_and_later_messages,
+    ], ARGS.artifacts))
