@@ -224,6 +224,26 @@ void run_sdl_wait_loop() {
     }
 }
 
+/* Starts the first video driver that shows a real window. SDL would otherwise fall back to its
+ * "offscreen" driver when no display can be reached, and the tool would run with no window. */
+bool init_video() {
+    const char* forced = SDL_getenv("SDL_VIDEODRIVER");
+    if (forced != nullptr && forced[0] != '\0') {
+        if (SDL_VideoInit(nullptr) == 0) return true;
+        dbg_log("[Error] video driver %s: %s\n", forced, SDL_GetError());
+        return false;
+    }
+    for (int i = 0; i < SDL_GetNumVideoDrivers(); ++i) {
+        const char* name = SDL_GetVideoDriver(i);
+        if (SDL_strcmp(name, "offscreen") == 0 || SDL_strcmp(name, "dummy") == 0 || SDL_strcmp(name, "evdev") == 0)
+            continue;
+        if (SDL_VideoInit(name) == 0) return true;
+        dbg_log("[Information] video driver %s unavailable: %s\n", name, SDL_GetError());
+    }
+    dbg_log("[Error] no display to open the window on (DISPLAY or WAYLAND_DISPLAY unset?)\n");
+    return false;
+}
+
 void run_loop() {
     SDL_SysWMinfo info;
     SDL_VERSION(&info.version);
@@ -346,10 +366,11 @@ int window_sdl_main() {
     setenv("SDL_VIDEO_X11_WMCLASS", APP_WINDOW_CLASS, 1);
     SDL_SetHint(SDL_HINT_FRAMEBUFFER_ACCELERATION, "0"); /* plain window surface: no GPU renderer */
     SDL_SetHint(SDL_HINT_VIDEO_X11_NET_WM_BYPASS_COMPOSITOR, "0");
-    if (SDL_Init(SDL_INIT_VIDEO | SDL_INIT_EVENTS) != 0) {
-        dbg_log("[Error] SDL_Init: %s\n", SDL_GetError());
+    if (SDL_Init(SDL_INIT_EVENTS) != 0 || !init_video()) {
+        SDL_Quit();
         return 0;
     }
+    dbg_log("[Information] video driver: %s\n", SDL_GetCurrentVideoDriver());
     const Uint32 first = SDL_RegisterEvents(2);
     if (first != static_cast<Uint32>(-1)) {
         g_win.rx_event = first;

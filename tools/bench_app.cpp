@@ -19,20 +19,16 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <dirent.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <string>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <vector>
 
-/* The in-process screen needs these platform calls; nothing here shows boxes. */
-void platform_message_box(const char* text, const char* caption, MsgBoxIcon) {
-    fprintf(stderr, "message box: %s / %s\n", caption, text);
-}
-void platform_post_serial_rx() {}
-void platform_post_quit(int) {}
-const char* platform_user_language() { return ""; }
 
 namespace {
 
@@ -95,36 +91,58 @@ bool ensure_display() {
         int devnull = open("/dev/null", O_WRONLY);
         dup2(devnull, 1);
         dup2(devnull, 2);
-        execlp("Xvfb", "Xvfb", "-displayfd", fd.c_str(), "-screen", "0", "1280x1024x24", "-nolisten", "tcp",
+        execlp("Xvfb", "Xvfb", "-displayfd", fd.c_str(), "-screen", "0", "1280x1024x24", "-nolisten", "tcp", "-noreset",
                static_cast<char*>(nullptr));
         _exit(127);
     }
     close(fds[1]);
+    /* Read up to the newline: Xvfb dies if the pipe closes before it has written it all. */
     char num[16] = {};
-    ssize_t n = read(fds[0], num, sizeof num - 1);
+    size_t got = 0;
+    while (got < sizeof num - 1 && (got == 0 || num[got - 1] != '\n')) {
+        const ssize_t n = read(fds[0], num + got, sizeof num - 1 - got);
+        if (n <= 0) break;
+        got += static_cast<size_t>(n);
+    }
     close(fds[0]);
-    if (n <= 0) return false;
+    if (got == 0) return false;
     std::string display = ":" + std::string(num, strcspn(num, "\n"));
     setenv("DISPLAY", display.c_str(), 1);
+    /* The number can come before the server takes clients: wait until its socket answers. */
+    sockaddr_un addr{};
+    addr.sun_family = AF_UNIX;
+    snprintf(addr.sun_path, sizeof addr.sun_path, "/tmp/.X11-unix/X%s", display.c_str() + 1);
+    for (int i = 0; i < 250; ++i) {
+        const int fd = socket(AF_UNIX, SOCK_STREAM, 0);
+        const bool up = fd >= 0 && connect(fd, reinterpret_cast<sockaddr*>(&addr), sizeof addr) == 0;
+        if (fd >= 0) close(fd);
+        if (up) break;
+        usleep(20 * 1000);
+    }
     printf("started Xvfb on %s\n", display.c_str());
     return true;
 }
 
-bool read_cpu_ticks(pid_t pid, unsigned long long* ticks) {
+/* CPU time of every thread of pid in nanoseconds (the scheduler's own count: the tick-based
+ * figures of /proc/<pid>/stat are too coarse for a program that idles at under 1 %). */
+bool read_cpu_ns(pid_t pid, unsigned long long* ns) {
     char path[64];
-    snprintf(path, sizeof path, "/proc/%d/stat", pid);
-    FILE* f = fopen(path, "r");
-    if (f == nullptr) return false;
-    char buf[2048];
-    const size_t n = fread(buf, 1, sizeof buf - 1, f);
-    fclose(f);
-    buf[n] = '\0';
-    const char* p = strrchr(buf, ')'); /* the command name may hold blanks */
-    if (p == nullptr) return false;
-    unsigned long long utime = 0, stime = 0;
-    /* fields after ")": state(3) ... utime(14) stime(15) */
-    if (sscanf(p + 2, "%*c %*d %*d %*d %*d %*d %*u %*u %*u %*u %*u %llu %llu", &utime, &stime) != 2) return false;
-    *ticks = utime + stime;
+    snprintf(path, sizeof path, "/proc/%d/task", pid);
+    DIR* dir = opendir(path);
+    if (dir == nullptr) return false;
+    unsigned long long total = 0;
+    while (const dirent* e = readdir(dir)) {
+        if (e->d_name[0] == '.') continue;
+        char stat_path[300];
+        snprintf(stat_path, sizeof stat_path, "/proc/%d/task/%s/schedstat", pid, e->d_name);
+        FILE* f = fopen(stat_path, "r");
+        if (f == nullptr) continue; /* the thread just ended */
+        unsigned long long run = 0;
+        if (fscanf(f, "%llu", &run) == 1) total += run;
+        fclose(f);
+    }
+    closedir(dir);
+    *ns = total;
     return true;
 }
 
@@ -144,7 +162,7 @@ long status_kb(pid_t pid, const char* key) {
 /* CPU share of pid over `seconds`, while draining its log so that it never blocks on it. */
 double cpu_percent_over(pid_t pid, int log_fd, int seconds) {
     unsigned long long t0 = 0, t1 = 0;
-    read_cpu_ticks(pid, &t0);
+    read_cpu_ns(pid, &t0);
     const auto w0 = Clock::now();
     for (int i = 0; i < seconds * 10; ++i) {
         usleep(100 * 1000);
@@ -152,9 +170,9 @@ double cpu_percent_over(pid_t pid, int log_fd, int seconds) {
         while (read(log_fd, sink, sizeof sink) > 0) {
         }
     }
-    read_cpu_ticks(pid, &t1);
+    read_cpu_ns(pid, &t1);
     const double wall_s = ms_since(w0) / 1000.0;
-    const double cpu_s = static_cast<double>(t1 - t0) / static_cast<double>(sysconf(_SC_CLK_TCK));
+    const double cpu_s = static_cast<double>(t1 - t0) / 1e9;
     return 100.0 * cpu_s / wall_s;
 }
 
@@ -198,6 +216,8 @@ void program_bench(const std::string& program) {
     if (first_frame_ms < 0) {
         printf("the program showed no frame within 10 s; its log:\n%s\n", log.c_str());
     } else {
+        const size_t drv = log.find("video driver: ");
+        if (drv != std::string::npos) printf("program's video driver:            %s\n", log.substr(drv + 14, log.find('\n', drv) - drv - 14).c_str());
         const size_t at = log.find("first frame shown");
         printf("launch to first frame:             %8.1f ms (program's own count: %s)\n", first_frame_ms,
                log.substr(at + 18, log.find('\n', at) - at - 18).c_str());

@@ -9,6 +9,7 @@
 #include "common/clock.h"
 #include "common/debug_log.h"
 #include "common/platform.h"
+#include "tools/bench_platform.h"
 #include "protocol/info_transaction.h"
 #include "protocol/parser.h"
 #include "serial/Serial.h"
@@ -18,11 +19,9 @@
 
 #include <algorithm>
 #include <chrono>
-#include <condition_variable>
 #include <csignal>
 #include <cstdio>
 #include <cstring>
-#include <mutex>
 #include <poll.h>
 #include <spawn.h>
 #include <string>
@@ -40,9 +39,6 @@ constexpr double LINE_RATE_BYTES_PER_S = 115200.0 / LINE_BITS_PER_BYTE;
 constexpr int ROUND_TRIPS = 300;
 constexpr double TICK_MS = 5.0;
 
-std::mutex g_rx_mutex;
-std::condition_variable g_rx_cv;
-bool g_rx_posted = false;
 
 void quiet_log(const char*) {}
 
@@ -85,10 +81,7 @@ pid_t start_sim(std::string& path) {
 
 /* The UI thread's receive hand-over: sleeps until the notifier posts, then drains. */
 bool wait_and_drain(Clock::time_point deadline) {
-    std::unique_lock<std::mutex> lock(g_rx_mutex);
-    if (!g_rx_cv.wait_until(lock, deadline, [] { return g_rx_posted; })) return false;
-    g_rx_posted = false;
-    lock.unlock();
+    if (!bench_wait_serial_rx(deadline)) return false;
     SerialHandle();
     rx_ring_drain(process_servo_info_data);
     return true;
@@ -187,18 +180,6 @@ void bench_parser(const char* how) {
 }
 
 } // namespace
-
-void platform_message_box(const char* text, const char* caption, MsgBoxIcon) {
-    printf("[box] %s: %s\n", caption, text);
-}
-
-void platform_post_serial_rx() {
-    std::lock_guard<std::mutex> lock(g_rx_mutex);
-    g_rx_posted = true;
-    g_rx_cv.notify_one();
-}
-
-void platform_post_quit(int) {}
 
 int main() {
     dbg_log_set_sink(quiet_log);

@@ -10,6 +10,7 @@
 #include "common/clock.h"
 #include "common/debug_log.h"
 #include "common/platform.h"
+#include "tools/bench_platform.h"
 #include "serial/Serial.h"
 #include "serial/comHandle.h"
 #include "serial/discovery.h"
@@ -18,12 +19,10 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
-#include <mutex>
 #include <poll.h>
 #include <pty.h>
 #include <string>
@@ -38,9 +37,6 @@ namespace {
 using Clock = std::chrono::steady_clock;
 constexpr double LINE_RATE_BYTES_PER_S = 115200.0 / 11.0; /* start + 8 data + 2 stop bits */
 
-std::mutex g_rx_mutex;
-std::condition_variable g_rx_cv;
-bool g_rx_posted = false;
 
 double us_since(Clock::time_point t) {
     return std::chrono::duration<double, std::micro>(Clock::now() - t).count();
@@ -219,11 +215,7 @@ void bench_throughput() {
     uint64_t wakeups = 0;
     const auto start = Clock::now();
     while (Clock::now() - start < std::chrono::seconds(2)) {
-        std::unique_lock<std::mutex> lock(g_rx_mutex);
-        g_rx_cv.wait_for(lock, std::chrono::milliseconds(100), [] { return g_rx_posted; });
-        if (!g_rx_posted) continue;
-        g_rx_posted = false;
-        lock.unlock();
+        if (!bench_wait_serial_rx(Clock::now() + std::chrono::milliseconds(100))) continue;
         ++wakeups;
         SerialHandle();
         rx_ring_drain(count_byte);
@@ -247,20 +239,6 @@ void bench_throughput() {
 }
 
 } // namespace
-
-/* ---- platform.h for the bench ---- */
-
-void platform_message_box(const char* text, const char* caption, MsgBoxIcon) {
-    printf("[box] %s: %s\n", caption, text);
-}
-
-void platform_post_serial_rx() {
-    std::lock_guard<std::mutex> lock(g_rx_mutex);
-    g_rx_posted = true;
-    g_rx_cv.notify_one();
-}
-
-void platform_post_quit(int) {}
 
 int main() {
     dbg_log_set_sink(quiet_log);
