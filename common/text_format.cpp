@@ -87,3 +87,16 @@ size_t text_sanitize_utf8(char* buf, size_t cap, const char* text) {
     buf[len] = '\0';
     return len;
 }
+
+size_t text_hex_dump(char* buf, size_t cap, const char* head, const uint8_t* bytes, size_t n) {
+    static const char DIGITS[] = "0123456789ABCDEF";
+    if (buf == nullptr || cap == 0) return 0;
+    size_t len = text_format(buf, cap, "%s", head != nullptr ? head : "");
+    for (size_t i = 0; bytes != nullptr && i < n && len + 4 <= cap; ++i) { /* "XX " and the terminator fit */
+        buf[len++] = DIGITS[bytes[i] >> 4];
+        buf[len++] = DIGITS[bytes[i] & 0x0F];
+        buf[len++] = ' ';
+    }
+    buf[len] = '\0';
+    return len;
+}

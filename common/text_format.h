@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 
 /* snprintf into buf (cap bytes); a character cut at the end is dropped whole. Returns the
  * length written. */
@@ -10,3 +11,8 @@ size_t text_format(char* buf, size_t cap, const char* fmt, ...) __attribute__((f
 /* Copies text into buf (cap bytes) with every byte that is not part of valid UTF-8 replaced by
  * U+FFFD, cut on a character boundary. Returns the length written. */
 size_t text_sanitize_utf8(char* buf, size_t cap, const char* text);
+
+/* Writes head, then each of the n bytes as "%02X " (the byte dumps of the debug log), into buf
+ * (cap bytes); a byte that no longer fits whole is left out with all after it. Returns the
+ * length written. */
+size_t text_hex_dump(char* buf, size_t cap, const char* head, const uint8_t* bytes, size_t n);

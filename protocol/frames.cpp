@@ -1,8 +1,8 @@
 #include "protocol/frames.h"
 
 #include "common/debug_log.h"
+#include "common/text_format.h"
 
-#include <cstdio>
 #include <cstring>
 
 const RegisterReadStep frames_register_read_steps[FRAME_REGISTER_READ_STEPS] = {
@@ -137,9 +137,7 @@ int buildWriteFrame(const uint8_t* block, uint8_t* frame, size_t cap) {
     frame[FRAME_PARAM_BLOCK_LEN - 1] = frames_block_checksum(frame, FRAME_PARAM_BLOCK_LEN - 1);
 
     char dump[64 + FRAME_PARAM_BLOCK_LEN * 3];
-    int n = snprintf(dump, sizeof dump, "\n[DEBUG] buildWriteFrame() Write Frame: ");
-    for (size_t i = 0; i < FRAME_PARAM_BLOCK_LEN && n > 0 && static_cast<size_t>(n) < sizeof dump; ++i)
-        n += snprintf(dump + n, sizeof dump - static_cast<size_t>(n), "%02X ", frame[i]);
+    text_hex_dump(dump, sizeof dump, "\n[DEBUG] buildWriteFrame() Write Frame: ", frame, FRAME_PARAM_BLOCK_LEN);
     dbg_log("%s\n", dump);
     return static_cast<int>(FRAME_PARAM_BLOCK_LEN);
 }

@@ -4,6 +4,7 @@
 #include "common/debug_log.h"
 #include "common/lang.h"
 #include "common/prompt.h"
+#include "common/text_format.h"
 #include "params/panel_fields.h"
 #include "protocol/frames.h"
 #include "protocol/info_fields.h"
@@ -11,7 +12,6 @@
 #include "serial/Serial.h"
 #include "serial/comHandle.h"
 
-#include <cstdio>
 #include <cstring>
 
 namespace {
@@ -86,9 +86,7 @@ int info_transaction_write() {
     memset(g_servo_info_tx_buf, 0, sizeof g_servo_info_tx_buf);
     memcpy(g_servo_info_tx_buf, frame, FRAME_INFO_LEN);
     char dump[40 + FRAME_INFO_LEN * 3];
-    int n = snprintf(dump, sizeof dump, "\n[DEBUG] g_servo_info_tx_buf: ");
-    for (size_t i = 0; i < FRAME_INFO_LEN && n > 0 && static_cast<size_t>(n) + 4 <= sizeof dump; ++i)
-        n += snprintf(dump + n, sizeof dump - static_cast<size_t>(n), "%02X ", frame[i]);
+    text_hex_dump(dump, sizeof dump, "\n[DEBUG] g_servo_info_tx_buf: ", frame, FRAME_INFO_LEN);
     dbg_log("%s\n", dump);
 
     /* Register echoes of an earlier read must not eat the information write's echo. */

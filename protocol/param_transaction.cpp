@@ -4,12 +4,12 @@
 #include "common/debug_log.h"
 #include "common/lang.h"
 #include "common/prompt.h"
+#include "common/text_format.h"
 #include "params/param_values.h"
 #include "protocol/frames.h"
 #include "protocol/parser.h"
 #include "serial/comHandle.h"
 
-#include <cstdio>
 #include <cstring>
 
 namespace {
@@ -83,14 +83,6 @@ void send_param_read_request() {
     SerialWrite(request, len); /* results are not examined: a closed port simply gets nothing */
 }
 
-void log_bytes(const char* head, const uint8_t* bytes, size_t n) {
-    char line[64 + FRAME_PARAM_BLOCK_LEN * 3];
-    int used = snprintf(line, sizeof line, "%s", head);
-    for (size_t i = 0; i < n && used > 0 && static_cast<size_t>(used) + 4 <= sizeof line; ++i)
-        used += snprintf(line + used, sizeof line - static_cast<size_t>(used), "%02X ", bytes[i]);
-    dbg_log("%s\n", line);
-}
-
 /* Block family: 81 00 00 81, 40 ms, then the panel packed into one block frame. */
 int write_block_family() {
     ProtocolState& s = g_protocol;
@@ -114,7 +106,10 @@ int write_block_family() {
         dbg_log("parmeterBuff[%d] = %d(0x%02X)\n", static_cast<int>(i), parmeterBuff[i], parmeterBuff[i]);
     const int len = buildWriteFrame(parmeterBuff, s.block_frame, sizeof s.block_frame);
     dbg_log("[Debug] 3. buildWriteFrame() = %d\n", len);
-    log_bytes("\n[Debug] 4.Send parmeterBuff:", s.block_frame, len > 0 ? static_cast<size_t>(len) : 0);
+    char dump[64 + FRAME_PARAM_BLOCK_LEN * 3];
+    text_hex_dump(dump, sizeof dump, "\n[Debug] 4.Send parmeterBuff:", s.block_frame,
+                  len > 0 ? static_cast<size_t>(len) : 0);
+    dbg_log("%s\n", dump);
 
     s.block_frame_len = len > 0 ? len : 0; /* the echo to remove in mode 2 */
     SerialWrite(s.block_frame, len);

@@ -50,15 +50,6 @@ void disarm_echo() {
     S().echo_index = 0;
 }
 
-/* Appends "%02X " for each byte to a text buffer. */
-void hex_dump(char* out, size_t cap, const char* head, const uint8_t* bytes, size_t n) {
-    const int head_len = snprintf(out, cap, "%s", head);
-    if (head_len < 0 || static_cast<size_t>(head_len) >= cap) return;
-    size_t used = static_cast<size_t>(head_len);
-    for (size_t i = 0; i < n && used + 4 <= cap; ++i)
-        used += static_cast<size_t>(snprintf(out + used, cap - used, "%02X ", bytes[i]));
-}
-
 /* ---- read parameters: block frame ---- */
 
 void block_frame_complete(uint8_t byte) {
@@ -246,7 +237,7 @@ void version_byte(uint8_t byte) {
         const uint8_t* v = s.version_buf;
         if (frames_version_checksum(v, FRAME_VERSION_LEN - 1) != v[FRAME_VERSION_LEN - 1]) return;
         char dump[16 + FRAME_VERSION_LEN * 3];
-        hex_dump(dump, sizeof dump, "\nCRC: ", v, FRAME_VERSION_LEN);
+        text_hex_dump(dump, sizeof dump, "\nCRC: ", v, FRAME_VERSION_LEN);
         dbg_log("%s\n", dump);
         char version[8];
         const char raw[3] = {static_cast<char>(v[1]), static_cast<char>(v[2]), '\0'};
@@ -320,7 +311,7 @@ void handle_servo_info_frame() {
                           : static_cast<size_t>(s.info_rx_count) > INFO_RX_BUF_SIZE
                               ? INFO_RX_BUF_SIZE
                               : static_cast<size_t>(s.info_rx_count);
-    hex_dump(dump, sizeof dump, "接收到的原始数据: ", g_servo_info_rx_buf, stored);
+    text_hex_dump(dump, sizeof dump, "接收到的原始数据: ", g_servo_info_rx_buf, stored);
     dbg_log("%s\n", dump);
 
     const int offset = s.self_receive ? static_cast<int>(FRAME_INFO_REQUEST_LEN) : 0;

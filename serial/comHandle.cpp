@@ -3,6 +3,7 @@
 #include "common/clock.h"
 #include "common/debug_log.h"
 #include "common/platform.h"
+#include "common/text_format.h"
 #include "serial/Serial.h"
 #include "serial/rx_ring.h"
 
@@ -51,10 +52,10 @@ int stop_notifier(std::thread* t) {
 }
 
 void log_write_dump(const uint8_t* bytes, int length) {
+    char head[64];
+    snprintf(head, sizeof head, "\n[SerialOpen] Data to send (%d bytes): ", length);
     char line[DUMP_LINE_SIZE];
-    int pos = snprintf(line, sizeof line, "\n[SerialOpen] Data to send (%d bytes): ", length);
-    for (int i = 0; i < length && pos + 4 <= static_cast<int>(sizeof line); ++i)
-        pos += snprintf(line + pos, sizeof line - static_cast<size_t>(pos), "%02X ", bytes[i]);
+    text_hex_dump(line, sizeof line, head, bytes, static_cast<size_t>(length));
     dbg_log("%s", line);
     dbg_log("\n");
 }
