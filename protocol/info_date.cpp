@@ -2,9 +2,9 @@
 
 #include "common/date_rules.h"
 #include "common/lang.h"
+#include "common/text_format.h"
 #include "params/panel_fields.h"
 
-#include <cstdio>
 #include <cstring>
 
 namespace {
@@ -14,18 +14,12 @@ constexpr int32_t YEAR_MAX = 2100;
 constexpr int32_t MONTH_MAX = 12;
 constexpr size_t YEAR_DIGITS = 4;
 
-void copy_text(char* out, size_t cap, const char* text) {
-    snprintf(out, cap, "%s", text);
-}
-
 } // namespace
 
 size_t info_date_format(DateField field, int32_t value, char* out, size_t cap) {
     if (out == nullptr || cap == 0) return 0;
     const bool two_digits = field != DateField::Year && value <= 99;
-    const int n = snprintf(out, cap, two_digits ? "%02d" : "%d", static_cast<int>(value));
-    if (n < 0) return 0;
-    return static_cast<size_t>(n) < cap ? static_cast<size_t>(n) : cap - 1;
+    return text_format(out, cap, two_digits ? "%02d" : "%d", static_cast<int>(value));
 }
 
 bool info_date_all_digits(const char* text) {
@@ -46,7 +40,7 @@ DateCheck info_date_check(DateField field, const char* text, const char* last_te
         /* The last text already holds what was typed, so the entry stays as it is; kept so. */
         c.write = true;
         const char* fallback = field == DateField::Year ? DATE_YEAR_DEFAULT : DATE_MONTH_DAY_DEFAULT;
-        copy_text(c.text, sizeof c.text, last_text[0] != '\0' ? last_text : fallback);
+        text_format(c.text, sizeof c.text, "%s", last_text[0] != '\0' ? last_text : fallback);
         return c;
     }
 
@@ -54,7 +48,7 @@ DateCheck info_date_check(DateField field, const char* text, const char* last_te
     const int32_t value = params_parse_int(text, nullptr);
     if (field == DateField::Year && len == YEAR_DIGITS && (value < YEAR_MIN || value > YEAR_MAX)) {
         c.write = true;
-        copy_text(c.text, sizeof c.text, DATE_YEAR_DEFAULT); /* the last text is out of range too */
+        text_format(c.text, sizeof c.text, "%s", DATE_YEAR_DEFAULT); /* the last text is out of range too */
         c.prompt = true;
         c.prompt_min = YEAR_MIN;
         c.prompt_max = YEAR_MAX;

@@ -9,13 +9,12 @@
 #include "protocol/info_panel_lvgl.h"
 
 #include "common/prompt.h"
+#include "common/text_format.h"
 #include "params/panel_fields.h"
 #include "protocol/info_date.h"
 #include "protocol/info_transaction.h"
 #include "ui/field_range.h"
 #include "ui/screen.h"
-
-#include <cstdio>
 
 namespace {
 
@@ -114,7 +113,8 @@ void date_field_changed(lv_event_t* e) {
     g_info_panel.in_field_check = true;
 
     const char* text = lv_textarea_get_text(ta);
-    if (text != nullptr && text[0] != '\0') snprintf(g_info_panel.last_text, sizeof g_info_panel.last_text, "%s", text);
+    if (text != nullptr && text[0] != '\0')
+        text_format(g_info_panel.last_text, sizeof g_info_panel.last_text, "%s", text);
     int32_t min = 0, max = 0;
     field_range(ta, &min, &max);
     const DateCheck c = info_date_check(field, text, g_info_panel.last_text, min, max);

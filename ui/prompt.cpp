@@ -4,10 +4,9 @@
 #include "assets/fonts/fonts.h"
 #include "common/debug_log.h"
 #include "common/lang.h"
+#include "common/text_format.h"
 
 #include "lvgl.h"
-
-#include <cstring>
 
 namespace {
 
@@ -16,21 +15,9 @@ constexpr int32_t PROMPT_WIDTH = 350;
 constexpr int32_t PROMPT_HEIGHT = 150;
 constexpr uint32_t PROMPT_ALERT_COLOR = 0xCA1515;
 
-/* Copies text into buf, cut to fit on a UTF-8 character boundary. */
-void copy_text(char (&buf)[PROMPT_TEXT_SIZE], const char* text) {
-    if (text == nullptr) text = "";
-    size_t len = strnlen(text, PROMPT_TEXT_SIZE);
-    if (len == PROMPT_TEXT_SIZE) {
-        len = PROMPT_TEXT_SIZE - 1;
-        while (len > 0 && (static_cast<unsigned char>(text[len]) & 0xC0) == 0x80) --len;
-    }
-    memcpy(buf, text, len);
-    buf[len] = '\0';
-}
-
 prompt_box_t make_box(char (&buf)[PROMPT_TEXT_SIZE], const char* text, const char* title_en, const char* title_zh,
                       bool red) {
-    copy_text(buf, text);
+    text_format(buf, sizeof buf, "%s", text != nullptr ? text : ""); /* cut on a character boundary */
     const char* title_text = lang_by_flag(title_en, title_zh);
     dbg_log("[Prompt] %s: %s\n", title_text, buf); /* what the user was told, for the record */
     if (lv_display_get_default() == nullptr) return nullptr;
