@@ -6,3 +6,7 @@ int days_in_month(int year, int month) {
     if (month == 2 && ((year % 4 == 0 && year % 100 != 0) || year % 400 == 0)) return 29;
     return DAYS[month - 1];
 }
+
+bool date_bounds_day(int year, int month) {
+    return year >= DATE_YEAR_MIN && year <= DATE_YEAR_MAX && month <= DATE_MONTH_MAX;
+}

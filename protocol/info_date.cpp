@@ -9,9 +9,6 @@
 
 namespace {
 
-constexpr int32_t YEAR_MIN = 2000;
-constexpr int32_t YEAR_MAX = 2100;
-constexpr int32_t MONTH_MAX = 12;
 constexpr size_t YEAR_DIGITS = 4;
 
 } // namespace
@@ -46,12 +43,12 @@ DateCheck info_date_check(DateField field, const char* text, const char* last_te
 
     c.clamp_day = field != DateField::Day;
     const int32_t value = params_parse_int(text, nullptr);
-    if (field == DateField::Year && len == YEAR_DIGITS && (value < YEAR_MIN || value > YEAR_MAX)) {
+    if (field == DateField::Year && len == YEAR_DIGITS && (value < DATE_YEAR_MIN || value > DATE_YEAR_MAX)) {
         c.write = true;
         text_format(c.text, sizeof c.text, "%s", DATE_YEAR_DEFAULT); /* the last text is out of range too */
         c.prompt = true;
-        c.prompt_min = YEAR_MIN;
-        c.prompt_max = YEAR_MAX;
+        c.prompt_min = DATE_YEAR_MIN;
+        c.prompt_max = DATE_YEAR_MAX;
         return c;
     }
     if (value < min || value > max) {
@@ -73,7 +70,7 @@ int32_t info_date_step(int32_t value, int32_t min, int32_t max, bool up) {
 }
 
 int info_date_clamp_day(int32_t year, int32_t month, int32_t day, char* out, size_t cap) {
-    if (year < YEAR_MIN || year > YEAR_MAX || month > MONTH_MAX) return DATE_CLAMP_NONE;
+    if (!date_bounds_day(year, month)) return DATE_CLAMP_NONE;
     const int last = days_in_month(year, month); /* month 0 counts as 31 days */
     if (last < 1) return DATE_CLAMP_NONE;
     if (day > last) {

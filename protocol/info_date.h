@@ -13,7 +13,6 @@ enum class DateField : int { Year, Month, Day };
 
 constexpr const char* DATE_YEAR_DEFAULT = "2026";
 constexpr const char* DATE_MONTH_DAY_DEFAULT = "01";
-constexpr int32_t DATE_YEAR_DEFAULT_VALUE = 2026;
 constexpr size_t DATE_LAST_TEXT_SIZE = 32; /* a check's copy of the field text, 31 characters at most */
 constexpr size_t DATE_TEXT_SIZE = 16;
 

@@ -21,15 +21,14 @@ bool field_range(const lv_obj_t* obj, int32_t* min, int32_t* max) {
     if (obj == nullptr) return false;
     int32_t lo = 0, hi = 0;
     if (obj == ui_year_input) {
-        lo = FIELD_YEAR_MIN;
-        hi = FIELD_YEAR_MAX;
+        lo = DATE_YEAR_MIN;
+        hi = DATE_YEAR_MAX;
     } else if (obj == ui_month_input) {
-        hi = FIELD_MONTH_MAX;
+        hi = DATE_MONTH_MAX;
     } else if (obj == ui_day_input) {
         const int32_t year = field_int(ui_year_input);
         const int32_t month = field_int(ui_month_input);
-        const bool date_known = year >= FIELD_YEAR_MIN && year <= FIELD_YEAR_MAX && month <= FIELD_MONTH_MAX;
-        hi = date_known ? days_in_month(year, month) : 31;
+        hi = date_bounds_day(year, month) ? days_in_month(year, month) : 31;
     } else if (!param_field_range(obj, &lo, &hi)) {
         return false;
     }

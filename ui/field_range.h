@@ -9,10 +9,6 @@
 
 #include <cstdint>
 
-constexpr int32_t FIELD_YEAR_MIN = 2000;
-constexpr int32_t FIELD_YEAR_MAX = 2100;
-constexpr int32_t FIELD_MONTH_MAX = 12;
-
 /* Range of a field: year 2000-2100, month 0-12, day 0 to the length of the month in the year and
  * month fields (31 when those are out of range), the parameter entries by entry. Returns false
  * for any other widget (it has no range). */

@@ -6,13 +6,13 @@
 #include "common/platform.h"
 #include "params/panel_lvgl.h"
 #include "params/param_values.h"
+#include "protocol/info_date.h"
 #include "protocol/info_panel_lvgl.h"
 #include "protocol/param_actions_lvgl.h"
 #include "serial/port_panel_lvgl.h"
 #include "ui/language.h"
 #include "ui/text_cursor.h"
 
-#include <cstdio>
 
 lv_obj_t* ui_page;
 lv_obj_t* ui_top_panel;
@@ -193,19 +193,17 @@ void build_info_panel() {
         make_label(ui_info_panel, start_text("#FFFFFF Servo Version Time:", "#FFFFFF 舵机版本时间:"), &font_text);
     lv_obj_align_to(ui_vertime_label, ui_type_label, LV_ALIGN_OUT_BOTTOM_LEFT, 0, 55);
 
-    ui_year_input = make_date_field(ui_info_panel, "2026", 60);
+    ui_year_input = make_date_field(ui_info_panel, DATE_YEAR_DEFAULT, 60);
     lv_obj_align_to(ui_year_input, ui_vertime_label, LV_ALIGN_OUT_RIGHT_TOP, 5, -10);
     ui_year_label = make_label(ui_info_panel, start_text("#FFFFFF Year", "#FFFFFF 年"), &font_text);
     lv_obj_align_to(ui_year_label, ui_year_input, LV_ALIGN_OUT_RIGHT_MID, 35, 0);
 
-    char two_digits[8];
-    snprintf(two_digits, sizeof two_digits, "%02d", 1);
-    ui_month_input = make_date_field(ui_info_panel, two_digits, 40);
+    ui_month_input = make_date_field(ui_info_panel, DATE_MONTH_DAY_DEFAULT, 40);
     lv_obj_align_to(ui_month_input, ui_year_label, LV_ALIGN_OUT_RIGHT_TOP, 8, -8);
     ui_month_label = make_label(ui_info_panel, start_text("#FFFFFF Month", "#FFFFFF 月"), &font_text);
     lv_obj_align_to(ui_month_label, ui_month_input, LV_ALIGN_OUT_RIGHT_MID, 35, 0);
 
-    ui_day_input = make_date_field(ui_info_panel, two_digits, 40);
+    ui_day_input = make_date_field(ui_info_panel, DATE_MONTH_DAY_DEFAULT, 40);
     lv_obj_align_to(ui_day_input, ui_month_label, LV_ALIGN_OUT_RIGHT_TOP, 8, -8);
     ui_day_label = make_label(ui_info_panel, start_text("#FFFFFF Day", "#FFFFFF 日"), &font_text);
     lv_obj_align_to(ui_day_label, ui_day_input, LV_ALIGN_OUT_RIGHT_MID, 35, 0);
