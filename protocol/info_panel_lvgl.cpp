@@ -10,7 +10,6 @@
 
 #include "common/prompt.h"
 #include "common/text_format.h"
-#include "params/panel_fields.h"
 #include "protocol/info_date.h"
 #include "protocol/info_transaction.h"
 #include "ui/field_range.h"
@@ -41,10 +40,6 @@ bool date_field_of(const lv_obj_t* obj, DateField* field) {
     else
         return false;
     return true;
-}
-
-int32_t field_value(lv_obj_t* ta) {
-    return ta == nullptr ? 0 : params_parse_int(lv_textarea_get_text(ta), nullptr);
 }
 
 lv_obj_t* make_stepper(lv_obj_t* parent, lv_obj_t* field, const char* symbol, lv_align_t align, int32_t dy,

@@ -10,11 +10,6 @@
 namespace {
 constexpr size_t RANGE_MESSAGE_SIZE = 50;
 char g_range_message[RANGE_MESSAGE_SIZE];
-
-int32_t field_int(lv_obj_t* ta) {
-    if (ta == nullptr) return 0;
-    return params_parse_int(lv_textarea_get_text(ta), nullptr);
-}
 } // namespace
 
 bool field_range(const lv_obj_t* obj, int32_t* min, int32_t* max) {
@@ -26,8 +21,8 @@ bool field_range(const lv_obj_t* obj, int32_t* min, int32_t* max) {
     } else if (obj == ui_month_input) {
         hi = DATE_MONTH_MAX;
     } else if (obj == ui_day_input) {
-        const int32_t year = field_int(ui_year_input);
-        const int32_t month = field_int(ui_month_input);
+        const int32_t year = field_value(ui_year_input);
+        const int32_t month = field_value(ui_month_input);
         hi = date_bounds_day(year, month) ? days_in_month(year, month) : 31;
     } else if (!param_field_range(obj, &lo, &hi)) {
         return false;
@@ -35,6 +30,10 @@ bool field_range(const lv_obj_t* obj, int32_t* min, int32_t* max) {
     if (min != nullptr) *min = lo;
     if (max != nullptr) *max = hi;
     return true;
+}
+
+int32_t field_value(const lv_obj_t* ta) {
+    return ta == nullptr ? 0 : params_parse_int(lv_textarea_get_text(ta), nullptr);
 }
 
 const char* field_range_message(int32_t min, int32_t max) {
