@@ -26,9 +26,6 @@ int d_cnt = 0;
 
 namespace {
 
-const char* caption_open_port() { return lang_by_flag("#000000 Open Port#", "#000000 打开端口#"); }
-const char* caption_close_port() { return lang_by_flag("#000000 Close Port#", "#000000 关闭端口#"); }
-
 void close_notice(prompt_box_t* notice) {
     if (*notice == nullptr) return;
     prompt_close(*notice);
@@ -80,7 +77,7 @@ void handle_removal() {
     noDeviceFlag = 1;
     updateddListWithoutOpen();
     port_ui_closed();
-    port_button_set_caption(caption_open_port());
+    port_button_set_caption(port_button_caption(false));
     isSerialOpen = 0;
     deviceDisconnected = 0;
     deviceRemovedNotice = show_prompt_alert(lang_text("Device removed!", "设备已弹出 !"));
@@ -102,11 +99,11 @@ void handle_count_decrease(int newPortnumber) {
     if (OpenDevice(0) == 1) {
         isSerialOpen = 1;
         port_ui_opened();
-        port_button_set_caption(caption_close_port());
+        port_button_set_caption(port_button_caption(true));
         dbg_log("[warning]如果之前是连接状态，并且还有设备没有被占用，执行打开 deviceDisconnected: %d\n",
                 deviceDisconnected);
     } else {
-        port_button_set_caption(caption_open_port());
+        port_button_set_caption(port_button_caption(false));
         port_ui_closed();
         isSerialOpen = 0;
         show_error("打开串口失败!"); /* Chinese whatever the language, as the tool has it */
@@ -201,6 +198,11 @@ void hot_plug_check() {
         oldPortCount = newPortnumber;
     }
     prevAutoPortIndex = autoPortIndexBefore;
+}
+
+const char* port_button_caption(bool open) {
+    return open ? lang_by_flag("#000000 Close Port#", "#000000 关闭端口#")
+                : lang_by_flag("#000000 Open Port#", "#000000 打开端口#");
 }
 
 void port_button_click() {

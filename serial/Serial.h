@@ -56,6 +56,10 @@ void updateddListWithoutOpen();
 /* The hot-plug check of one tick (logged as updateSerialPortList). */
 void hot_plug_check();
 
+/* Caption of the port button for an open (true) or a closed port, in the language of the flag
+ * ("#000000 关闭端口#" / "#000000 Close Port#", "#000000 打开端口#" / "#000000 Open Port#"). */
+const char* port_button_caption(bool open);
+
 /* What a click on the port button does: closes the open port, or opens the selected one (an
  * error box when that fails). */
 void port_button_click();

@@ -67,9 +67,7 @@ void relabel_port_panel() {
     }
     if (ui_port_button_label != nullptr) {
         lv_obj_set_style_text_font(ui_port_button_label, &font_text, 0);
-        lv_label_set_text(ui_port_button_label, isSerialOpen == 1
-                                                    ? lang_by_flag("#000000 Close Port#", "#000000 关闭端口#")
-                                                    : lang_by_flag("#000000 Open Port#", "#000000 打开端口#"));
+        lv_label_set_text(ui_port_button_label, port_button_caption(isSerialOpen == 1));
     }
 }
 

@@ -9,6 +9,7 @@
 #include "protocol/info_date.h"
 #include "protocol/info_panel_lvgl.h"
 #include "protocol/param_actions_lvgl.h"
+#include "serial/Serial.h"
 #include "serial/port_panel_lvgl.h"
 #include "ui/language.h"
 #include "ui/text_cursor.h"
@@ -251,7 +252,7 @@ void build_port_panel() {
     lv_obj_set_size(ui_port_button, 150, 50);
     lv_obj_set_style_bg_color(ui_port_button, lv_color_hex(COLOR_WHITE), 0);
     lv_obj_align_to(ui_port_button, ui_port_dropdown, LV_ALIGN_OUT_RIGHT_MID, 58, 0);
-    ui_port_button_label = make_label(ui_port_button, start_text("#000000 Open Port#", "#000000 打开端口#"), &font_text);
+    ui_port_button_label = make_label(ui_port_button, port_button_caption(false), &font_text); /* the port starts closed */
     lv_obj_center(ui_port_button_label);
     lv_obj_add_event_cb(ui_port_button, openSerial_event_handler, LV_EVENT_CLICKED, nullptr);
 }
