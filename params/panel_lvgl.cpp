@@ -65,6 +65,18 @@ const FieldLayout FIELDS[PANEL_ENTRY_COUNT] = {
 };
 // clang-format on
 
+/* The check boxes' texts, by PanelCheck. */
+struct CheckText {
+    const char* en;
+    const char* zh;
+};
+const CheckText CHECK_TEXTS[PANEL_CHECK_COUNT] = {
+    {"First level blockage", "一级堵转"},
+    {"Second level blockage", "二级堵转"},
+    {"Third level blockage", "三级堵转"},
+    {"Inversion", "反转 "},
+};
+
 constexpr int BASIC_FIRST = 0, BASIC_COUNT = 9;
 constexpr int OVERLOAD_FIRST = 9, OVERLOAD_COUNT = 6;
 constexpr int SOFTSTART_ENTRY = 15;
@@ -311,19 +323,17 @@ void relabel_parameter_panel() {
 }
 
 void relabel_overload_boxes() {
-    struct BoxText {
-        lv_obj_t* box;
-        const char* en;
-        const char* zh;
-    };
-    const BoxText boxes[] = {
-        {ui_level1_checkbox, "First level blockage", "一级堵转"},
-        {ui_level2_checkbox, "Second level blockage", "二级堵转"},
-        {ui_level3_checkbox, "Third level blockage", "三级堵转"},
-        {ui_direction_checkbox, "Inversion", "反转 "},
-    };
-    for (const BoxText& b : boxes)
-        if (b.box != nullptr) lv_checkbox_set_text(b.box, lang_by_flag(b.en, b.zh));
+    for (int i = 0; i < PANEL_CHECK_COUNT; ++i) {
+        const PanelCheck check = static_cast<PanelCheck>(i);
+        lv_obj_t* box = check_box(check);
+        if (box != nullptr) lv_checkbox_set_text(box, panel_check_text(check));
+    }
+}
+
+const char* panel_check_text(PanelCheck check) {
+    const int i = static_cast<int>(check);
+    if (i < 0 || i >= PANEL_CHECK_COUNT) return "";
+    return lang_by_flag(CHECK_TEXTS[i].en, CHECK_TEXTS[i].zh);
 }
 
 void param_field_range_check_event_cb(lv_event_t* e) {

@@ -24,6 +24,10 @@ void relabel_parameter_panel();
 /* Rewrites the texts of the three level boxes and the direction box in the current language. */
 void relabel_overload_boxes();
 
+/* Text of a check box in the language of the flag ("First level blockage" / "一级堵转", ...,
+ * "Inversion" / "反转 "); the screen build and the relabel share it. */
+const char* panel_check_text(PanelCheck check);
+
 /* Value-changed check of the entries with a plain range: an out-of-range value is replaced by
  * the default (in ms for the stall times) and the range is shown in an error box. */
 void param_field_range_check_event_cb(lv_event_t* e);

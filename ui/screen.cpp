@@ -264,13 +264,13 @@ void build_parameter_containers() {
 
     /* The three stall levels head their columns of the overload container; the direction box
      * opens the soft-start container. */
-    ui_level1_checkbox = make_checkbox(ui_param_overload_panel, start_text("First level blockage", "一级堵转"));
-    ui_level2_checkbox = make_checkbox(ui_param_overload_panel, start_text("Second level blockage", "二级堵转"));
-    ui_level3_checkbox = make_checkbox(ui_param_overload_panel, start_text("Third level blockage", "三级堵转"));
+    ui_level1_checkbox = make_checkbox(ui_param_overload_panel, panel_check_text(PanelCheck::Level1));
+    ui_level2_checkbox = make_checkbox(ui_param_overload_panel, panel_check_text(PanelCheck::Level2));
+    ui_level3_checkbox = make_checkbox(ui_param_overload_panel, panel_check_text(PanelCheck::Level3));
     lv_obj_t* levels[3] = {ui_level1_checkbox, ui_level2_checkbox, ui_level3_checkbox};
     for (int i = 0; i < 3; ++i) lv_obj_set_pos(levels[i], i * 230 + 35, 8);
 
-    ui_direction_checkbox = make_checkbox(ui_param_softstart_panel, start_text("Inversion", "反转 "));
+    ui_direction_checkbox = make_checkbox(ui_param_softstart_panel, panel_check_text(PanelCheck::Direction));
     lv_obj_align(ui_direction_checkbox, LV_ALIGN_LEFT_MID, 35, 0);
 
     for (lv_obj_t* level : levels) lv_obj_add_event_cb(level, stall_level_changed, LV_EVENT_VALUE_CHANGED, nullptr);
