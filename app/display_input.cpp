@@ -5,6 +5,8 @@
 #include "common/debug_log.h"
 #include "common/platform.h"
 
+#include "lvgl.h"
+
 #include <cstring>
 
 namespace {
@@ -12,14 +14,20 @@ constexpr uint32_t FRAME_BYTES = WINDOW_STRIDE * WINDOW_CLIENT_HEIGHT; /* 256080
 constexpr uint32_t KEYPAD_LONG_PRESS_MS = 20;
 constexpr uint32_t KEYPAD_LONG_PRESS_REPEAT_MS = 10;
 
+/* The display and the two input devices (created once, never deleted). */
+struct DisplayInput {
+    lv_display_t* display;
+    lv_indev_t* keypad;
+    lv_indev_t* pointer;
+    uint8_t* frameBits;
+};
+
 DisplayInput g_di;
 KeypadState g_keypad;
 
 void creation_error(const char* text) { platform_message_box(text, "错误", MsgBoxIcon::Error); }
-} // namespace
 
-DisplayInput& display_input() { return g_di; }
-
+/* LVGL's flush callback: the rendered rows into the back buffer, then onto the window. */
 void display_flush_cb(lv_display_t* disp, const lv_area_t* area, uint8_t* px_map) {
     if (g_di.frameBits != nullptr && window_exists()) {
         /* In full-screen mode px_map is frameBits itself and nothing moves; the copy keeps a
@@ -36,6 +44,7 @@ void display_flush_cb(lv_display_t* disp, const lv_area_t* area, uint8_t* px_map
     lv_display_flush_ready(disp);
 }
 
+/* LVGL's read callbacks of the keypad and the pointer. */
 void keypad_read_cb(lv_indev_t*, lv_indev_data_t* data) {
     const KeypadReport r = keypad_poll(g_keypad, lv_tick_get(), window_keyboard());
     data->state = r.pressed ? LV_INDEV_STATE_PRESSED : LV_INDEV_STATE_RELEASED;
@@ -50,6 +59,8 @@ void mouse_read_cb(lv_indev_t*, lv_indev_data_t* data) {
     data->point.y = y;
     data->state = pressed ? LV_INDEV_STATE_PRESSED : LV_INDEV_STATE_RELEASED;
 }
+
+} // namespace
 
 int display_input_create() {
     BackBufferResult res = BackBufferResult::Ok;

@@ -351,10 +351,6 @@ const ParamWidgetMapEntry* param_widget_map_find(const lv_obj_t* obj) {
     return nullptr;
 }
 
-int param_widget_map_count() {
-    return g_panel.map_count;
-}
-
 bool param_field_range(const lv_obj_t* obj, int32_t* min, int32_t* max) {
     if (obj == nullptr) return false;
     for (int i = 0; i < PANEL_ENTRY_COUNT; ++i) {

@@ -47,9 +47,6 @@ struct ParamWidgetMapEntry {
 /* Entry of the map that holds obj, or null. */
 const ParamWidgetMapEntry* param_widget_map_find(const lv_obj_t* obj);
 
-/* Number of entries in the map. */
-int param_widget_map_count();
-
 /* Range of a parameter entry; false when obj is not one. */
 bool param_field_range(const lv_obj_t* obj, int32_t* min, int32_t* max);
 
