@@ -12,10 +12,6 @@ constexpr int ENTRY_ROWS[PANEL_ENTRY_COUNT] = {
     PARAM_GAIN,         PARAM_BRAKE,       PARAM_POWER_MAX,    PARAM_STALL_TIME1, PARAM_STALL_FORCE1, PARAM_STALL_TIME2,
     PARAM_STALL_FORCE2, PARAM_STALL_TIME3, PARAM_STALL_FORCE3, PARAM_SLOW_START,
 };
-
-bool is_blank(char c) {
-    return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\v' || c == '\f';
-}
 } // namespace
 
 int panel_entry_row(PanelEntry entry) {
@@ -23,11 +19,15 @@ int panel_entry_row(PanelEntry entry) {
     return i >= 0 && i < PANEL_ENTRY_COUNT ? ENTRY_ROWS[i] : -1;
 }
 
+bool params_is_blank(char c) {
+    return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\v' || c == '\f';
+}
+
 int32_t params_parse_int(const char* text, const char** end) {
     if (end != nullptr) *end = text;
     if (text == nullptr) return 0;
     const char* p = text;
-    while (is_blank(*p))
+    while (params_is_blank(*p))
         ++p;
     bool negative = false;
     if (*p == '+' || *p == '-') {

@@ -72,6 +72,9 @@ void panel_set_int(PanelEntry entry, int32_t value);
  * else gives 0 (and the digits read so far); values beyond int32 are held at its limits. */
 int32_t panel_get_int(PanelEntry entry);
 
+/* True for the white space the decimal parse skips: blank, tab, and the four line and page breaks. */
+bool params_is_blank(char c);
+
 /* Decimal parse used for every numeric text of the panel and the text files (rules as above).
  * Sets *end (when given) just past the last digit, or to text when no number was read. */
 int32_t params_parse_int(const char* text, const char** end);

@@ -40,10 +40,6 @@ void count_up(int32_t& counter) {
     counter = static_cast<int32_t>(static_cast<uint32_t>(counter) + 1u);
 }
 
-bool is_blank(char c) {
-    return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\v' || c == '\f';
-}
-
 /* Reads a file as text: a byte-order mark selects UTF-8 (skipped), UTF-16 LE or BE; without one
  * the bytes are UTF-8. Hands out lines of at most IMPORT_LINE_CHARS characters as UTF-8 (a
  * longer line comes in pieces), each with its "\n" when it fitted; "\r\n" reads as "\n". Bytes
@@ -216,8 +212,8 @@ int scan_ints(const char* text, const char* pattern, int32_t* out, int max) {
     int count = 0;
     const char* s = text;
     for (const char* p = pattern; *p != '\0'; ++p) {
-        if (is_blank(*p)) {
-            while (is_blank(*s))
+        if (params_is_blank(*p)) {
+            while (params_is_blank(*s))
                 ++s;
         } else if (p[0] == '%' && p[1] == 'd') {
             if (count >= max) break;
@@ -290,7 +286,7 @@ void handle_key_line(ImportRun& run, const char* line) {
 bool handle_line(ImportRun& run, const std::string& piece) {
     count_up(g_import.line_counter);
     const char* line = piece.c_str(); /* a NUL in the file ends the line's text */
-    while (is_blank(*line))
+    while (params_is_blank(*line))
         ++line;
     if (*line == '\0' || *line == '#' || (line[0] == '/' && line[1] == '/')) return true;
 
