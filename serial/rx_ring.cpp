@@ -37,6 +37,9 @@ const char* read_result_error_text(int error) {
     }
 }
 
+/* The ring index after i, wrapped to 0 at the end. */
+uint16_t ring_next(uint16_t i) { return i + 1 == RX_RING_SIZE ? 0 : static_cast<uint16_t>(i + 1); }
+
 /* Ends a SerialHandle run: the next received byte may wake the UI thread again. */
 int finish(int result) {
     rxNotifyPending = 0;
@@ -98,8 +101,9 @@ int SerialHandle() {
     }
 
     /* Free space and count in 16 bits, as the ring's indices are. */
-    const uint16_t free_space = rxWriteIndex < rxReadIndex ? static_cast<uint16_t>(rxReadIndex - rxWriteIndex - 1)
-                                                           : static_cast<uint16_t>(rxReadIndex - rxWriteIndex + 20479);
+    const uint16_t free_space = static_cast<uint16_t>(rxWriteIndex < rxReadIndex
+                                                          ? rxReadIndex - rxWriteIndex - 1
+                                                          : rxReadIndex - rxWriteIndex + RX_RING_SIZE - 1);
     uint16_t count = static_cast<uint16_t>(g_bytes_read);
     if (count > free_space) {
         dbg_log("[Warning] SerialHandle: 缓冲区空间不足, 请求:%d, 可用:%d\n", count, free_space);
@@ -111,7 +115,7 @@ int SerialHandle() {
     }
     for (uint16_t i = 0; i < count; ++i) {
         rxRing[rxWriteIndex] = rxChunk[i];
-        rxWriteIndex = rxWriteIndex + 1 == RX_RING_SIZE ? 0 : static_cast<uint16_t>(rxWriteIndex + 1);
+        rxWriteIndex = ring_next(rxWriteIndex);
     }
     return finish(0);
 }
@@ -120,7 +124,7 @@ uint32_t rx_ring_drain(void (*consume)(uint8_t)) {
     uint32_t n = 0;
     while (rxReadIndex != rxWriteIndex) {
         const uint8_t byte = rxRing[rxReadIndex];
-        rxReadIndex = rxReadIndex + 1 == RX_RING_SIZE ? 0 : static_cast<uint16_t>(rxReadIndex + 1);
+        rxReadIndex = ring_next(rxReadIndex);
         ++n;
         if (consume != nullptr) consume(byte);
     }
