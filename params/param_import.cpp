@@ -310,10 +310,7 @@ bool handle_line(ImportRun& run, const std::string& piece) {
 
 void apply_configbuffer() {
     memcpy(parmeterBuff, g_import.bytes + 1, 36); /* index 0 is the command byte */
-    memcpy(g_param_image, g_import.bytes + 1, PARAM_BLOCK_BYTES);
-    memset(parameterValues, 0, sizeof parameterValues);
-    params_unpack(PARAM_COUNT);
-    update_par(parameterValues, PARAM_COUNT);
+    params_show_block(g_import.bytes + 1);
 }
 
 void apply_keys() {

@@ -174,6 +174,14 @@ int params_packed_high_byte() {
     return g_pack.high_byte;
 }
 
+void params_show_block(const uint8_t* block) {
+    if (block == nullptr) return;
+    memcpy(g_param_image, block, PARAM_BLOCK_BYTES);
+    memset(parameterValues, 0, sizeof parameterValues);
+    params_unpack(PARAM_COUNT);
+    update_par(parameterValues, PARAM_COUNT);
+}
+
 void params_prepare_write(int byteCount) {
     size_t bytes = byteCount < 0 ? 0 : static_cast<size_t>(byteCount);
     if (bytes > sizeof parameterValues) bytes = sizeof parameterValues;

@@ -58,6 +58,10 @@ void int2Byte(uint8_t* image, int count);
 /* Highest image byte index met by int2Byte so far (block length bookkeeping); -1 before any. */
 int params_packed_high_byte();
 
+/* Takes the 35 register bytes of block as the working image, unpacks them into cleared
+ * parameterValues and shows them with update_par (a block read from the servo or a file). */
+void params_show_block(const uint8_t* block);
+
 /* Copies byteCount bytes of paramArray into parameterValues (at most the 46 values), packs them
  * over a copy of parmeterBuff and merges every byte a row uses back into parmeterBuff. */
 void params_prepare_write(int byteCount);

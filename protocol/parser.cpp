@@ -66,10 +66,7 @@ void block_frame_complete(uint8_t byte) {
         memcpy(s.first_read_block + 1, s.block_data, FRAME_PARAM_BLOCK_DATA);
         s.first_read = 0;
     }
-    memset(parameterValues, 0, sizeof parameterValues);
-    memcpy(g_param_image, s.block_data, FRAME_PARAM_BLOCK_DATA);
-    params_unpack(PARAM_COUNT);
-    update_par(parameterValues, PARAM_COUNT);
+    params_show_block(s.block_data);
     parameterSource = PARAM_SOURCE_BLOCK;
     s.mode = MODE_IDLE;
     s.param_state = 0;
