@@ -32,7 +32,8 @@ enum JvnKey : int {
 constexpr int JVN_KEY_COUNT = 14;
 extern const char* const jvn_key_names[JVN_KEY_COUNT];
 
-/* Scale factors between the panel's values and the wire values of the register family. */
+/* Scale factors between the panel's values and the wire values of the register family, in its
+ * frames (frames_register_scale) and in its file. */
 constexpr int JVN_PULSE_SCALE = 4;   /* LP, MP */
 constexpr int JVN_POWER_SCALE = 80;  /* OD, MD */
 constexpr int JVN_TIME_SCALE = 1000; /* OT */

@@ -2,6 +2,7 @@
 
 #include "common/debug_log.h"
 #include "common/text_format.h"
+#include "params/param_files.h" /* the wire factors, shared with the register family's file */
 
 #include <cstring>
 
@@ -48,12 +49,12 @@ int frames_register_scale(int value) {
     switch (value) {
     case REG_OD:
     case REG_MD:
-        return 80;
+        return JVN_POWER_SCALE;
     case REG_OT:
-        return 1000;
+        return JVN_TIME_SCALE;
     case REG_LP:
     case REG_MP:
-        return 4;
+        return JVN_PULSE_SCALE;
     default:
         return 1;
     }
