@@ -11,13 +11,6 @@
 
 namespace {
 
-constexpr size_t MESSAGE_SIZE = 1024;
-
-/* The path as it may appear in a message: valid UTF-8 only. */
-void display_path(char (&out)[MESSAGE_SIZE], const char* path) {
-    text_sanitize_utf8(out, sizeof out, path);
-}
-
 /* Closes f; false when anything written could not reach the file. */
 bool finish_file(FILE* f, bool written) {
     const bool flushed = fflush(f) == 0 && ferror(f) == 0;
@@ -48,9 +41,9 @@ int params_export_configbuffer_path(const char* path, const uint8_t* frame_from_
         show_error(lang_text("Save Parameter Failed!", "保存参数失败!"));
         return PARAM_FILE_WRITE_FAILED;
     }
-    char shown[MESSAGE_SIZE];
-    display_path(shown, path);
-    char msg[MESSAGE_SIZE];
+    char shown[PARAM_FILE_MESSAGE_SIZE];
+    text_sanitize_utf8(shown, sizeof shown, path); /* the path as a message may show it */
+    char msg[PARAM_FILE_MESSAGE_SIZE];
     text_format(msg, sizeof msg,
                 lang_text("Save Parameter successfully!\nFile Path: %s", "保存参数成功!\n文件路径: %s"), shown);
     show_prompt(msg);
@@ -72,9 +65,9 @@ int params_export_jvn_path(const char* path, const int32_t* record) {
         show_prompt(lang_text("Must save as TXT file!", "必须保存为TXT文件!"));
         return PARAM_FILE_BAD_EXTENSION;
     }
-    char shown[MESSAGE_SIZE];
-    display_path(shown, path);
-    char msg[MESSAGE_SIZE];
+    char shown[PARAM_FILE_MESSAGE_SIZE];
+    text_sanitize_utf8(shown, sizeof shown, path); /* the path as a message may show it */
+    char msg[PARAM_FILE_MESSAGE_SIZE];
     FILE* f = fopen(path, "wb");
     if (f == nullptr) {
         text_format(msg, sizeof msg, lang_text("Failed to create file: %s", "无法创建文件: %s"), shown);

@@ -10,6 +10,7 @@
  */
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 /* Keys of the register family's file, in file order (also the order of the save record). */
@@ -38,9 +39,10 @@ constexpr int JVN_PULSE_SCALE = 4;   /* LP, MP */
 constexpr int JVN_POWER_SCALE = 80;  /* OD, MD */
 constexpr int JVN_TIME_SCALE = 1000; /* OT */
 
-constexpr int CONFIGBUFFER_LINES = 36;       /* ConfigBuffer[0..35] */
-constexpr int IMPORT_LINE_CHARS = 299;       /* longer lines are read in pieces */
-constexpr int IMPORT_MAX_ERROR_PROMPTS = 20; /* further bad lines of one import go to the log only */
+constexpr int CONFIGBUFFER_LINES = 36;           /* ConfigBuffer[0..35] */
+constexpr int IMPORT_LINE_CHARS = 299;           /* longer lines are read in pieces */
+constexpr int IMPORT_MAX_ERROR_PROMPTS = 20;     /* further bad lines of one import go to the log only */
+constexpr size_t PARAM_FILE_MESSAGE_SIZE = 1024; /* a message of the import or save, cut to fit */
 
 /* Results of the import and save actions. */
 enum ParamFileResult : int {

@@ -19,7 +19,6 @@ const char* const jvn_key_names[JVN_KEY_COUNT] = {"KP", "KD", "LP", "MP", "OD", 
 
 namespace {
 
-constexpr size_t MESSAGE_SIZE = 1024;
 constexpr int CONFIGBUFFER_INDEX_MAX = 35;
 constexpr int BYTE_VALUE_MAX = 255;
 
@@ -238,7 +237,7 @@ struct ImportRun {
 
 /* Shows "Import failed!" for a line with one reason; past the limit of one import, logs only. */
 void report_line(ImportRun& run, int32_t line, const char* reason_en, const char* reason_zh, bool always = false) {
-    char msg[MESSAGE_SIZE];
+    char msg[PARAM_FILE_MESSAGE_SIZE];
     text_format(msg, sizeof msg, lang_text("Import failed! \nLine %d: %s", "导入失败! \n第 %d 行 %s"), line,
                 lang_text(reason_en, reason_zh));
     if (always || run.error_prompts < IMPORT_MAX_ERROR_PROMPTS) {
