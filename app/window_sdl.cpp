@@ -395,8 +395,8 @@ int window_sdl_main() {
 
     SDL_DestroyWindow(g_win.window);
     g_win.window = nullptr;
-    if (g_win.wake_fd >= 0) close(g_win.wake_fd);
-    g_win.wake_fd = -1;
+    /* NOTE: the wake-up descriptor stays open until the process ends: the notifier thread of a
+     * port left open at exit runs until static destruction and may still write to it. */
     SDL_Quit();
     return g_win.exit_code;
 }
