@@ -39,8 +39,7 @@ namespace {
 struct SdlWindowState {
     SDL_Window* window = nullptr;
     SDL_Surface* surface = nullptr;
-    uint8_t* own_buffer = nullptr; /* used when the surface layout differs */
-    bool direct = false;
+    uint8_t* own_buffer = nullptr; /* used when the surface layout differs; null while LVGL draws on the surface */
     Uint32 rx_event = 0;
     Uint32 quit_event = 0;
     bool running = false;
@@ -271,7 +270,6 @@ uint8_t* window_back_buffer(BackBufferResult* result) {
     }
     if (g_win.surface->format->format == SDL_PIXELFORMAT_RGB888 && g_win.surface->pitch == WINDOW_STRIDE &&
         g_win.surface->w == WINDOW_CLIENT_WIDTH && g_win.surface->h == WINDOW_CLIENT_HEIGHT) {
-        g_win.direct = true;
         return static_cast<uint8_t*>(g_win.surface->pixels);
     }
     dbg_log("[Information] window surface %s pitch %d: rendering into a separate buffer\n",
@@ -295,7 +293,7 @@ void window_present(int32_t x1, int32_t y1, int32_t x2, int32_t y2) {
     y2 = SDL_min(y2, WINDOW_CLIENT_HEIGHT - 1);
     if (x2 < x1 || y2 < y1) return;
     SDL_Rect r = {x1, y1, x2 - x1 + 1, y2 - y1 + 1};
-    if (!g_win.direct && g_win.own_buffer != nullptr) {
+    if (g_win.own_buffer != nullptr) {
         if (SDL_MUSTLOCK(g_win.surface)) SDL_LockSurface(g_win.surface);
         const uint8_t* src = g_win.own_buffer + static_cast<size_t>(r.y) * WINDOW_STRIDE + static_cast<size_t>(r.x) * 4;
         uint8_t* dst = static_cast<uint8_t*>(g_win.surface->pixels) + static_cast<size_t>(r.y) * g_win.surface->pitch +
