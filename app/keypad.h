@@ -28,11 +28,11 @@ extern const uint8_t keyScanTable[KEY_SCAN_COUNT];
 /* What the keypad needs from the platform. key_down may report a press that was released
  * since the last poll (a latch), once. */
 struct KeyboardPort {
-    bool (*window_known)();      /* the main window exists */
-    bool (*has_focus)();         /* the main window has the keyboard focus */
-    bool (*key_down)(int vk);    /* the key with this virtual-key code is down now */
-    bool (*caps_lock_on)();
-    bool (*shift_down)();
+    bool (*window_known)();   /* the main window exists */
+    bool (*has_focus)();      /* the main window has the keyboard focus */
+    bool (*key_down)(int vk); /* the key with this virtual-key code is down now */
+    bool (*caps_lock_on)();   /* Caps Lock is toggled on */
+    bool (*shift_down)();     /* a Shift key is held */
 };
 
 struct KeyRecord {
@@ -50,8 +50,8 @@ struct KeypadState {
 };
 
 struct KeypadReport {
-    bool pressed;   /* report pressed (else released) */
-    uint32_t key;   /* LVGL key code, 0 when none */
+    bool pressed; /* report pressed (else released) */
+    uint32_t key; /* LVGL key code, 0 when none */
 };
 
 /* Runs one poll at library tick `now`; returns what to report to LVGL. */

@@ -112,9 +112,9 @@ lv_obj_t* make_panel(lv_obj_t* parent, const lv_style_t* style, int32_t x, int32
     return panel;
 }
 
-/* One-line text field of the information panel. */
-/* The caller sets the text once the field has its size and paddings: a text area scrolls to its
- * cursor when the text is set, and a narrow field scrolled before its size is known stays so. */
+/* One-line text field of the information panel. The caller sets the text once the field has its
+ * size and paddings: a text area scrolls to its cursor when the text is set, and a narrow field
+ * scrolled before its size is known stays so. */
 lv_obj_t* make_info_field(lv_obj_t* parent, int32_t w, int32_t h) {
     lv_obj_t* ta = lv_textarea_create(parent);
     lv_textarea_set_one_line(ta, true);
