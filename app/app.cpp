@@ -7,6 +7,7 @@
 #include "protocol/info_transaction.h"
 #include "protocol/parser.h"
 #include "serial/Serial.h"
+#include "serial/comHandle.h"
 #include "serial/rx_ring.h"
 #include "ui/screen.h"
 #include "ui/text_cursor.h"
@@ -57,6 +58,8 @@ void app_serial_rx() {
     SerialHandle();
     rx_ring_drain(process_servo_info_data);
 }
+
+void app_destroy() { SerialStopNotifier(); }
 
 uint32_t app_tick_period_ms() {
     const uint32_t now = clock_ms32();

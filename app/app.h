@@ -34,6 +34,10 @@ void app_tick();
 /* Moves received bytes into the receive ring and drains it into the parser. */
 void app_serial_rx();
 
+/* The program ends: stops the serial notifier thread (the port stays open, as at any process
+ * end) before the window system it wakes goes away. */
+void app_destroy();
+
 /* Milliseconds from this tick to the next: APP_TICK_PERIOD_MS, or APP_IDLE_TICK_PERIOD_MS while
  * everything is quiet. */
 uint32_t app_tick_period_ms();

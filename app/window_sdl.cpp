@@ -390,6 +390,7 @@ int window_sdl_main() {
     }
     SDL_ShowWindow(g_win.window);
     run_loop();
+    app_destroy();
 
     SDL_DestroyWindow(g_win.window);
     g_win.window = nullptr;

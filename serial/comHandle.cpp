@@ -62,11 +62,13 @@ void log_write_dump(const uint8_t* bytes, int length) {
 
 } // namespace
 
-cCommunication::~cCommunication() {
-    threadRunning = 0;
-    if (hThreadEvent != nullptr && hThreadEvent != THREAD_HANDLE_ALL_ONES) {
-        stop_notifier(hThreadEvent);
-        hThreadEvent = nullptr;
+cCommunication::~cCommunication() { SerialStopNotifier(); }
+
+void SerialStopNotifier() {
+    g_comm.threadRunning = 0;
+    if (g_comm.hThreadEvent != nullptr && g_comm.hThreadEvent != THREAD_HANDLE_ALL_ONES) {
+        stop_notifier(g_comm.hThreadEvent);
+        g_comm.hThreadEvent = nullptr;
     }
 }
 

@@ -38,6 +38,10 @@ public:
 /* The one port object. */
 extern cCommunication g_comm;
 
+/* Stops the notifier thread and leaves the port open, as the port object's destructor does; for
+ * the program's end, before the window system it posts to goes away. */
+void SerialStopNotifier();
+
 /* Copy of hCom used by every read, write and receive wait (the notifier thread reads it). */
 extern std::atomic<port_handle_t> g_io_handle;
 

@@ -52,7 +52,7 @@ def test_plugging_in_opens_the_port_and_pulling_out_closes_it(s):
     check(not region_differs(opened, back, PROMPT_AREA), "the removal notice should close on plug-in")
 
 
-def test_the_port_button_closes_and_opens_the_adapter(s):
+def test_the_port_button_closes_and_opens_the_adapter_and_the_program_ends_with_it_open(s):
     ns, sim, wid = start_with_simulator(s, ARGS.program)
     s.click(wid, *PORT_BUTTON_SAMPLE)
     s.wait_log(r"Close_Device successfully")
@@ -66,11 +66,13 @@ def test_the_port_button_closes_and_opens_the_adapter(s):
     time.sleep(0.3)
     check(color_near(pixel(s.screenshot("opened-by-hand", wid), *PORT_BUTTON_SAMPLE), PORT_OPEN_COLOR),
           "button should be yellow after opening")
+    s.program.terminate()  # a window close with the port still open
+    check(s.program.wait(10) == 0, "the program did not end cleanly with its port open")
 
 
 if __name__ == "__main__":
     ARGS = main()
     sys.exit(run_tests([
         test_plugging_in_opens_the_port_and_pulling_out_closes_it,
-        test_the_port_button_closes_and_opens_the_adapter,
+        test_the_port_button_closes_and_opens_the_adapter_and_the_program_ends_with_it_open,
     ], ARGS.artifacts))
