@@ -335,15 +335,16 @@ const char* platform_user_language() {
     return language;
 }
 
-void platform_post_serial_rx() {
-    if (g_win.rx_event == 0) return;
+bool platform_post_serial_rx() {
+    if (g_win.rx_event == 0) return false;
     SDL_Event ev;
     SDL_zero(ev);
     ev.type = g_win.rx_event;
     ev.user.code = 0;
     ev.user.data1 = reinterpret_cast<void*>(1);
-    SDL_PushEvent(&ev);
+    if (SDL_PushEvent(&ev) != 1) return false; /* queue full or filtered */
     wake_loop();
+    return true;
 }
 
 void platform_post_quit(int code) {

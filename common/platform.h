@@ -11,8 +11,9 @@ enum class MsgBoxIcon { Error, Exclamation, Information };
 /* Shows a modal system message box (no owner) and returns when the user closes it. */
 void platform_message_box(const char* text, const char* caption, MsgBoxIcon icon);
 
-/* Wakes the UI thread to drain received serial bytes. Safe to call from any thread. */
-void platform_post_serial_rx();
+/* Wakes the UI thread to drain received serial bytes. Safe to call from any thread. Returns
+ * false when the wake-up could not be posted (the caller tries again later). */
+bool platform_post_serial_rx();
 
 /* Asks the UI loop to end with the given exit code once control returns to it. */
 void platform_post_quit(int code);

@@ -57,7 +57,12 @@ void rx_notifier_run() {
         }
         if (port_wait_rx(g_io_handle, RX_WAIT_MS) == 1 && rxNotifyPending == 0 && g_comm.threadRunning != 0) {
             rxNotifyPending = 1;
-            platform_post_serial_rx();
+            /* A wake-up that could not be posted would leave the flag set for good and stop
+             * reception: clear it and try again on the next wait. */
+            if (!platform_post_serial_rx()) {
+                rxNotifyPending = 0;
+                clock_sleep_ms(RX_PENDING_NAP_MS);
+            }
         }
     }
 }

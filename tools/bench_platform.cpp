@@ -23,10 +23,11 @@ void platform_message_box(const char* text, const char* caption, MsgBoxIcon) {
     printf("[box] %s: %s\n", caption, text);
 }
 
-void platform_post_serial_rx() {
+bool platform_post_serial_rx() {
     std::lock_guard<std::mutex> lock(g_rx_mutex);
     g_rx_posted = true;
     g_rx_cv.notify_one();
+    return true;
 }
 
 void platform_post_quit(int) {}

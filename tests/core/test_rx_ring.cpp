@@ -103,6 +103,15 @@ TEST_F(RxRingTest, two_bursts_before_the_ui_thread_answers_make_one_wake_up_and_
     EXPECT_TRUE(wait_until([] { return posts() == 2; })) << "the answered wake-up re-arms the notifier";
 }
 
+TEST_F(RxRingTest, a_wake_up_that_could_not_be_posted_is_tried_again) {
+    fake_platform().serial_rx_refusals = 3; /* the UI thread's event queue is full for a while */
+    pty.send({0x8E, 0x00});
+    ASSERT_TRUE(wait_until([] { return posts() == 1; })) << "reception stalled after a refused wake-up";
+    EXPECT_EQ(fake_platform().serial_rx_refusals.load(), 0);
+    EXPECT_EQ(SerialHandle(), 0);
+    EXPECT_EQ(rx_ring_drain(consume), 2u);
+}
+
 TEST_F(RxRingTest, a_wake_up_still_queued_after_close_reads_nothing) {
     arrive(pattern(4, 0), 4);
     SerialClose();

@@ -12,7 +12,15 @@ void platform_message_box(const char* text, const char* caption, MsgBoxIcon icon
     fake_platform().message_boxes.push_back({text ? text : "", caption ? caption : "", icon});
 }
 
-void platform_post_serial_rx() { fake_platform().serial_rx_posts.fetch_add(1); }
+bool platform_post_serial_rx() {
+    FakePlatform& p = fake_platform();
+    if (p.serial_rx_refusals.load() > 0) {
+        p.serial_rx_refusals.fetch_sub(1);
+        return false;
+    }
+    p.serial_rx_posts.fetch_add(1);
+    return true;
+}
 
 void platform_post_quit(int code) { fake_platform().quit_codes.push_back(code); }
 
