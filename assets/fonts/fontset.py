@@ -6,8 +6,10 @@ patch and a check of the generated LVGL font sources.
   fontset.py ranges CHARSET           six lv_font_conv range arguments, one a line
   fontset.py split TTC OTF            extract Noto Sans CJK SC from the collection
   fontset.py patch FONT.c LH BL SIZE  set line_height / base_line / space width
+  fontset.py alias FONT.c NAME LH BL  add font NAME: FONT.c's glyphs in another line box
   fontset.py check CHARSET FONT.c...  verify cmaps, character count, metrics
 """
+import os
 import re
 import sys
 
@@ -22,6 +24,16 @@ FONTS = {
     "font_aux": (15, 20, 3),
     "font_text": (17, 21, 4),
 }
+
+# Fonts of the same pixel size as an earlier one share its glyph data: they are written as a
+# second font descriptor in that font's file, differing only in line height and base line.
+ALIASES = {"font_aux": "font_button"}
+
+
+def font_file(name):
+    """The generated file that defines font `name`."""
+    return ALIASES.get(name, name) + ".c"
+
 
 # Deliberately left out of the fonts: the program shows these characters as
 # blanks, and the set is kept that way.
@@ -122,6 +134,28 @@ def cmd_patch(path, line_height, base_line, size):
     open(path, "w", encoding="utf-8").write(text)
 
 
+ALIAS_MARK = "/* ---- fonts sharing these glyphs ---- */"
+
+
+def cmd_alias(path, name, line_height, base_line):
+    """Adds (or rewrites) font `name` in `path`: the same glyph data (font_dsc) in another line
+    box, so a second pixel-identical font costs no second copy of the bitmaps."""
+    text = open(path, encoding="utf-8").read()
+    if ALIAS_MARK in text:  # drop an earlier alias, keep the closing #endif
+        head, tail = text.split("\n" + ALIAS_MARK, 1)
+        text = head + tail[tail.index("\n#endif"):]
+    m = re.search(r"const lv_font_t (\w+) = \{\n(.*?)\n\};", text, re.S)
+    end = text.rfind("\n#endif")
+    if m is None or end < 0:
+        sys.exit(f"{path}: no font descriptor")
+    body = re.sub(r"^#else\n.*?\n#endif\n", "", m.group(2), flags=re.S)  # the LVGL 7 spelling
+    body = re.sub(r"\.line_height = \d+,", f".line_height = {line_height},", body)
+    body = re.sub(r"\.base_line = \d+,", f".base_line = {base_line},", body)
+    alias = (f"\n{ALIAS_MARK}\n\n/* {name}: the glyphs of {m.group(1)} in a line of {line_height} px */\n"
+             f"const lv_font_t {name} = {{\n{body}\n}};\n")
+    open(path, "w", encoding="utf-8").write(text[:end] + alias + text[end:])
+
+
 def parse_cmaps(text):
     """(range_start, code points, type) of each cmap entry of a generated font."""
     lists = {m.group(1): [int(v, 16) for v in re.findall(r"0x[0-9a-fA-F]+", m.group(2))]
@@ -144,8 +178,9 @@ def parse_cmaps(text):
 def cmd_check(charset, paths):
     expected = groups(charset)
     ok = True
+    seen = set()
     for path in paths:
-        text = open(path, encoding="utf-8").read()
+        text = open(path, encoding="utf-8").read().split("\n" + ALIAS_MARK)[0]
         cmaps = parse_cmaps(text)
         got = [cps for _, cps, _ in cmaps]
         errors = []
@@ -163,30 +198,40 @@ def cmd_check(charset, paths):
         glyphs = len(re.findall(r"\{\.bitmap_index = ", text))
         if glyphs != TOTAL + 1:  # glyph 0 is LVGL's reserved empty glyph
             errors.append(f"{glyphs} glyph descriptors, expected {TOTAL + 1}")
-        name = re.search(r"const lv_font_t (\w+) = \{", text).group(1)
-        lh = int(re.search(r"\.line_height = (\d+)", text).group(1))
-        bl = int(re.search(r"\.base_line = (\d+)", text).group(1))
-        if name not in FONTS or FONTS[name][1:] != (lh, bl):
-            errors.append(f"{name}: unexpected name or metrics")
+        full = open(path, encoding="utf-8").read()
+        metrics = []
+        for name, body in re.findall(r"const lv_font_t (\w+) = \{(.*?)\n\};", full, re.S):
+            lh = int(re.search(r"\.line_height = (\d+)", body).group(1))
+            bl = int(re.search(r"\.base_line = (\d+)", body).group(1))
+            metrics.append(f"{name} {lh}/{bl}")
+            seen.add(name)
+            if name not in FONTS or FONTS[name][1:] != (lh, bl) or font_file(name) != os.path.basename(path):
+                errors.append(f"{name}: unexpected name, metrics or file")
         layout = " ".join(f"U+{s:04X}:{len(c)}" for s, c, _ in cmaps)
-        print(f"{path}: line_height {lh}, base_line {bl}, {len(allcps)} chars, cmaps {layout}")
+        print(f"{path}: {', '.join(metrics)} (line height/base line), {len(allcps)} chars, cmaps {layout}")
         for e in errors:
             print(f"  ERROR: {e}")
         ok = ok and not errors
+    missing = sorted(set(FONTS) - seen)
+    if missing:
+        print("  ERROR: fonts defined nowhere: " + ", ".join(missing))
+        ok = False
     sys.exit(0 if ok else 1)
 
 
 if __name__ == "__main__":
     cmd, args = sys.argv[1], sys.argv[2:]
-    if cmd == "fonts":
+    if cmd == "fonts":  # the fonts to convert, then the ones sharing their glyphs
         for name, (size, lh, bl) in FONTS.items():
-            print(name, size, lh, bl)
+            print(name, size, lh, bl, ALIASES.get(name, "-"))
     elif cmd == "ranges":
         cmd_ranges(*args)
     elif cmd == "split":
         cmd_split(*args)
     elif cmd == "patch":
         cmd_patch(*args)
+    elif cmd == "alias":
+        cmd_alias(*args)
     elif cmd == "check":
         cmd_check(args[0], args[1:])
     else:

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Regenerates the four CJK bitmap fonts (font_theme.c, font_button.c,
-# font_aux.c, font_text.c) from Noto Sans CJK SC with lv_font_conv 1.5.3.
+# font_text.c) from Noto Sans CJK SC with lv_font_conv 1.5.3. font_aux has font_button's pixel
+# size: it is written into font_button.c as a second descriptor of the same glyph data.
 #
 # Needs: node/npm, /usr/bin/python3 with fontTools (Debian python3-fonttools),
 # the Debian package fonts-noto-cjk.  Work files go to $FONT_BUILD_DIR
@@ -29,7 +30,12 @@ ranges=()
 while IFS= read -r r; do ranges+=(-r "$r"); done < <("$py" "$here/fontset.py" ranges "$here/charset.txt")
 
 # One conversion per font; sizes and fixed metrics come from fontset.py.
-while read -r name size line_height base_line; do
+aliases=()
+while read -r name size line_height base_line shares; do
+    if [[ "$shares" != - ]]; then
+        aliases+=("$here/$shares.c $name $line_height $base_line")
+        continue
+    fi
     out="$here/$name.c"
     # Run inside the build dir with relative paths: the command line is
     # recorded in the output's header comment.
@@ -42,4 +48,9 @@ while read -r name size line_height base_line; do
     "$py" "$here/fontset.py" patch "$out" "$line_height" "$base_line" "$size"
 done < <("$py" "$here/fontset.py" fonts)
 
-"$py" "$here/fontset.py" check "$here/charset.txt" "$here"/font_{theme,button,aux,text}.c
+for a in "${aliases[@]}"; do
+    # shellcheck disable=SC2086
+    "$py" "$here/fontset.py" alias $a
+done
+
+"$py" "$here/fontset.py" check "$here/charset.txt" "$here"/font_{theme,button,text}.c
