@@ -13,7 +13,7 @@
  * NOTE: GTK's initialisation sets the process locale from the environment; LC_NUMERIC is put
  * back to "C" so that number formatting stays the same everywhere in the program.
  */
-#include "params/file_dialog.h"
+#include "app/file_dialog_gtk.h"
 
 #include "app/window.h"
 #include "common/debug_log.h"
@@ -137,7 +137,7 @@ bool copy_out(const std::string& path, char* out, size_t cap) {
 
 } // namespace
 
-bool file_dialog_open_txt(char* out, size_t cap) {
+bool gtk_file_dialog_open_txt(char* out, size_t cap) {
     if (out == nullptr || cap == 0 || !gtk_ready()) return false;
     out[0] = '\0';
     const std::string path =
@@ -151,7 +151,7 @@ bool file_dialog_open_txt(char* out, size_t cap) {
     return copy_out(path, out, cap);
 }
 
-bool file_dialog_save_txt(char* out, size_t cap, bool overwrite_prompt) {
+bool gtk_file_dialog_save_txt(char* out, size_t cap, bool overwrite_prompt) {
     if (out == nullptr || cap == 0 || !gtk_ready()) return false;
     out[0] = '\0';
     std::string path = run_chooser(GTK_FILE_CHOOSER_ACTION_SAVE, lang_text("Save As", "另存为"),

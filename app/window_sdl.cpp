@@ -14,6 +14,7 @@
  *  - system message boxes and the About box (Alt+"/" or Alt+"?").
  */
 #include "app/window_sdl.h"
+#include "app/file_dialog_gtk.h"
 
 #include "app/app.h"
 #include "app/keypad.h"
@@ -314,9 +315,11 @@ const KeyboardPort& window_keyboard() { return g_keyboard_port; }
 
 void window_pointer(int32_t* x, int32_t* y, bool* pressed) { pointer_input_poll(g_win.pointer, x, y, pressed); }
 
-/* ---- platform.h ---- */
+/* ---- the platform port ---- */
 
-void platform_message_box(const char* text, const char* caption, MsgBoxIcon icon) {
+namespace {
+
+void sdl_platform_message_box(const char* text, const char* caption, MsgBoxIcon icon) {
     Uint32 flags = SDL_MESSAGEBOX_ERROR;
     if (icon == MsgBoxIcon::Exclamation) flags = SDL_MESSAGEBOX_WARNING;
     if (icon == MsgBoxIcon::Information) flags = SDL_MESSAGEBOX_INFORMATION;
@@ -324,7 +327,7 @@ void platform_message_box(const char* text, const char* caption, MsgBoxIcon icon
         dbg_log("[Error] message box \"%s\" could not be shown: %s\n", text, SDL_GetError());
 }
 
-const char* platform_user_language() {
+const char* sdl_platform_user_language() {
     static char language[32];
     language[0] = '\0';
     SDL_Locale* locales = SDL_GetPreferredLocales();
@@ -335,7 +338,7 @@ const char* platform_user_language() {
     return language;
 }
 
-bool platform_post_serial_rx() {
+bool sdl_platform_post_serial_rx() {
     if (g_win.rx_event == 0) return false;
     SDL_Event ev;
     SDL_zero(ev);
@@ -347,7 +350,7 @@ bool platform_post_serial_rx() {
     return true;
 }
 
-void platform_post_quit(int code) {
+void sdl_platform_post_quit(int code) {
     SDL_Event ev;
     SDL_zero(ev);
     ev.type = g_win.quit_event != 0 ? g_win.quit_event : static_cast<Uint32>(SDL_QUIT);
@@ -355,6 +358,8 @@ void platform_post_quit(int code) {
     SDL_PushEvent(&ev);
     wake_loop();
 }
+
+} // namespace
 
 /* ---- process entry ---- */
 
@@ -383,6 +388,14 @@ int window_sdl_main() {
         SDL_Quit();
         return 0;
     }
+    PlatformPort platform = {};
+    platform.message_box = sdl_platform_message_box;
+    platform.post_serial_rx = sdl_platform_post_serial_rx;
+    platform.post_quit = sdl_platform_post_quit;
+    platform.user_language = sdl_platform_user_language;
+    platform.file_dialog_open_txt = gtk_file_dialog_open_txt;
+    platform.file_dialog_save_txt = gtk_file_dialog_save_txt;
+    platform_port_set(&platform);
     if (app_create() != 0) {
         SDL_DestroyWindow(g_win.window);
         g_win.window = nullptr;

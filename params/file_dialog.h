@@ -8,19 +8,12 @@
  */
 #pragma once
 
+#include "common/platform.h" /* file_dialog_open_txt, file_dialog_save_txt */
+
 #include <cstddef>
 
 /* Room for a chosen path, terminator included. A longer choice counts as no choice. */
 constexpr size_t FILE_DIALOG_PATH_CAP = 4096;
-
-/* Asks for an existing file to open. Returns true with the path in out (cap bytes); false when
- * the user cancelled or the dialog could not be shown (then logged). */
-bool file_dialog_open_txt(char* out, size_t cap);
-
-/* Asks for a file name to save under; a name typed without an extension gets ".txt". With
- * overwrite_prompt the user is asked before an existing file is chosen. Returns true with the
- * path in out; false on cancel or when the dialog could not be shown. */
-bool file_dialog_save_txt(char* out, size_t cap, bool overwrite_prompt);
 
 /* Remembers the process's current directory (one slot); returns false when it cannot be read. */
 bool file_dialog_save_cwd();

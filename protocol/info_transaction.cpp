@@ -7,7 +7,7 @@
 #include "common/text_format.h"
 #include "params/panel_fields.h"
 #include "protocol/frames.h"
-#include "protocol/info_fields.h"
+#include "common/screen_port.h"
 #include "protocol/parser.h"
 #include "serial/Serial.h"
 #include "serial/comHandle.h"

@@ -10,7 +10,7 @@
  */
 #pragma once
 
-#include "protocol/protocol_timers.h"
+#include "common/screen_port.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -6,7 +6,7 @@
 #include "common/text_format.h"
 #include "params/panel_fields.h"
 #include "params/param_values.h"
-#include "protocol/info_fields.h"
+#include "common/screen_port.h"
 
 #include <cstdio>
 #include <cstring>

@@ -18,7 +18,7 @@
 #pragma once
 
 #include "protocol/frames.h"
-#include "protocol/protocol_timers.h"
+#include "common/screen_port.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -5,7 +5,7 @@
 #include "common/lang.h"
 #include "serial/comHandle.h"
 #include "serial/discovery.h"
-#include "serial/port_panel.h"
+#include "common/screen_port.h"
 
 #include <cstring>
 

@@ -1,6 +1,7 @@
 #include "tools/bench_platform.h"
 
 #include "common/platform.h"
+#include "tests/fakes/common/fake_file_dialog.h"
 
 #include <condition_variable>
 #include <cstdio>
@@ -19,17 +20,31 @@ bool bench_wait_serial_rx(std::chrono::steady_clock::time_point deadline) {
     return true;
 }
 
-void platform_message_box(const char* text, const char* caption, MsgBoxIcon) {
+void bench_platform_message_box(const char* text, const char* caption, MsgBoxIcon) {
     printf("[box] %s: %s\n", caption, text);
 }
 
-bool platform_post_serial_rx() {
+bool bench_platform_post_serial_rx() {
     std::lock_guard<std::mutex> lock(g_rx_mutex);
     g_rx_posted = true;
     g_rx_cv.notify_one();
     return true;
 }
 
-void platform_post_quit(int) {}
+void bench_platform_post_quit(int) {}
 
-const char* platform_user_language() { return ""; }
+const char* bench_platform_user_language() { return ""; }
+
+namespace {
+const bool g_installed = [] {
+    PlatformPort port = {};
+    port.message_box = bench_platform_message_box;
+    port.post_serial_rx = bench_platform_post_serial_rx;
+    port.post_quit = bench_platform_post_quit;
+    port.user_language = bench_platform_user_language;
+    port.file_dialog_open_txt = fake_file_dialog_open_txt;
+    port.file_dialog_save_txt = fake_file_dialog_save_txt;
+    platform_port_set(&port);
+    return true;
+}();
+} // namespace

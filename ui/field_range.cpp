@@ -4,7 +4,7 @@
 #include "common/lang.h"
 #include "common/text_format.h"
 #include "params/panel_fields.h"
-#include "params/panel_lvgl.h"
+#include "ui/param_panel.h"
 #include "ui/screen.h"
 
 namespace {

@@ -2,8 +2,8 @@
 
 #include "assets/fonts/fonts.h"
 #include "common/lang.h"
-#include "params/panel_lvgl.h"
-#include "serial/port_panel.h"
+#include "ui/param_panel.h"
+#include "common/screen_port.h"
 #include "ui/screen.h"
 
 namespace {

@@ -1,5 +1,5 @@
 /* The three prompt boxes: non-blocking LVGL message boxes over the main screen. */
-#include "common/prompt.h"
+#include "ui/prompt.h"
 
 #include "assets/fonts/fonts.h"
 #include "common/debug_log.h"
@@ -45,14 +45,22 @@ char g_prompt_text[PROMPT_TEXT_SIZE];
 char g_alert_text[PROMPT_TEXT_SIZE];
 char g_error_text[PROMPT_TEXT_SIZE];
 
+
+prompt_box_t ui_show_prompt(const char* text) { return make_box(g_prompt_text, text, "Prompt", "提示", false); }
+
+prompt_box_t ui_show_prompt_alert(const char* text) { return make_box(g_alert_text, text, "Prompt", "提示", true); }
+
+prompt_box_t ui_show_error(const char* text) { return make_box(g_error_text, text, "Error", "错误", true); }
+
+void ui_prompt_close(prompt_box_t box) {
+    if (box != nullptr && lv_obj_is_valid(static_cast<lv_obj_t*>(box))) lv_msgbox_close(static_cast<lv_obj_t*>(box));
+}
+
 } // namespace
 
-prompt_box_t show_prompt(const char* text) { return make_box(g_prompt_text, text, "Prompt", "提示", false); }
-
-prompt_box_t show_prompt_alert(const char* text) { return make_box(g_alert_text, text, "Prompt", "提示", true); }
-
-prompt_box_t show_error(const char* text) { return make_box(g_error_text, text, "Error", "错误", true); }
-
-void prompt_close(prompt_box_t box) {
-    if (box != nullptr && lv_obj_is_valid(static_cast<lv_obj_t*>(box))) lv_msgbox_close(static_cast<lv_obj_t*>(box));
+void prompt_fill_port(ScreenPort& port) {
+    port.show_prompt = ui_show_prompt;
+    port.show_prompt_alert = ui_show_prompt_alert;
+    port.show_error = ui_show_error;
+    port.prompt_close = ui_prompt_close;
 }

@@ -4,14 +4,14 @@
 #include "common/debug_log.h"
 #include "common/lang.h"
 #include "common/platform.h"
-#include "params/panel_lvgl.h"
+#include "ui/param_panel.h"
 #include "params/param_values.h"
 #include "protocol/info_date.h"
-#include "protocol/info_panel_lvgl.h"
-#include "protocol/param_actions_lvgl.h"
+#include "ui/info_panel.h"
 #include "serial/Serial.h"
-#include "serial/port_panel_lvgl.h"
+#include "ui/port_panel.h"
 #include "ui/language.h"
+#include "protocol/param_actions.h"
 #include "ui/text_cursor.h"
 
 
@@ -65,6 +65,19 @@ const char* const ui_action_texts_zh[UI_ACTION_BUTTON_COUNT] = {"读取参数", 
                                                                  "保存参数到PC"};
 
 namespace {
+
+/* Clicked handler shared by ui_action_buttons: finds the button by comparing the event target
+ * with the four handles in order (0 read, 1 write, 2 import, 3 save) and runs its action. */
+void action_button_event_cb(lv_event_t* e) {
+    if (lv_event_get_code(e) != LV_EVENT_CLICKED) return;
+    const lv_obj_t* target = static_cast<const lv_obj_t*>(lv_event_get_target(e));
+    for (int i = 0; i < UI_ACTION_BUTTON_COUNT; ++i) {
+        if (target == ui_action_buttons[i]) {
+            param_action_clicked(i);
+            return;
+        }
+    }
+}
 
 constexpr uint32_t COLOR_PANEL_BORDER = 0x709FDD;
 constexpr uint32_t COLOR_SUBPANEL_BORDER = 0xC3C3C3;
@@ -340,6 +353,7 @@ lv_obj_t* ui_make_button(lv_obj_t* parent, const char* text, int32_t x, int32_t 
 }
 
 bool main_ui_build() {
+    ui_screen_port_install();
     /* The platform's interface language is asked for and not used: the tool always starts in
      * Chinese. */
     dbg_log("[Debug] user interface language: \"%s\"\n", platform_user_language());

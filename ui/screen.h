@@ -77,6 +77,10 @@ extern lv_style_t style_disabled; /* grey look of the port list while the port i
 extern const char* const ui_action_texts_en[UI_ACTION_BUTTON_COUNT];
 extern const char* const ui_action_texts_zh[UI_ACTION_BUTTON_COUNT];
 
+/* Connects the core to this screen: fills the screen port from the panels and installs it. The
+ * screen build does it first. */
+void ui_screen_port_install();
+
 /* Builds the whole screen on the active display. Returns false when the picture file is missing:
  * the user has been told, quit has been posted and the rest of the screen was not built. */
 bool main_ui_build();

@@ -1,6 +1,8 @@
 /* The headless display, its pointer and clock, and the message-box lookups (headless.h). */
 #include "tests/support/headless.h"
 
+#include "ui/screen.h"
+
 #include <vector>
 
 namespace {
@@ -45,6 +47,7 @@ void init_once() {
     lv_indev_t* pointer = lv_indev_create();
     lv_indev_set_type(pointer, LV_INDEV_TYPE_POINTER);
     lv_indev_set_read_cb(pointer, pointer_cb);
+    ui_screen_port_install(); /* the screen build does it too; prompts alone need it first */
 }
 
 /* The message boxes on the active screen, oldest first. */

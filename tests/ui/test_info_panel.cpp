@@ -3,8 +3,8 @@
  * protocol sees them. */
 #include "common/lang.h"
 #include "params/param_values.h"
-#include "protocol/info_fields.h"
-#include "protocol/info_panel_lvgl.h"
+#include "common/screen_port.h"
+#include "ui/info_panel.h"
 #include "protocol/parser.h"
 #include "serial/Serial.h"
 #include "tests/support/headless.h"

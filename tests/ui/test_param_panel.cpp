@@ -1,6 +1,6 @@
 /* The parameter panel on a headless screen: defaults and limits, stall levels, the entry checks. */
 #include "common/lang.h"
-#include "params/panel_lvgl.h"
+#include "ui/param_panel.h"
 #include "params/param_values.h"
 #include "protocol/parser.h"
 #include "tests/support/headless.h"

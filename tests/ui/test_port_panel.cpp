@@ -2,7 +2,7 @@
  * list's options and selection, the port button without a port, the language button's lock. */
 #include "common/lang.h"
 #include "serial/Serial.h"
-#include "serial/port_panel.h"
+#include "common/screen_port.h"
 #include "tests/fakes/common/fake_platform.h"
 #include "tests/support/headless.h"
 #include "ui/screen.h"

@@ -1,7 +1,7 @@
 /* The main screen as built at start and relabelled by the language button: the texts in both
  * languages, the information fields, the picture rule. */
 #include "common/lang.h"
-#include "params/panel_lvgl.h"
+#include "ui/param_panel.h"
 #include "tests/fakes/common/fake_platform.h"
 #include "tests/support/files.h"
 #include "tests/support/headless.h"

@@ -25,12 +25,12 @@ bool answer(char* out, size_t cap) {
 }
 } // namespace
 
-bool file_dialog_open_txt(char* out, size_t cap) {
+bool fake_file_dialog_open_txt(char* out, size_t cap) {
     fake_file_dialog().calls.push_back({FakeFileDialogCall::Open, false});
     return answer(out, cap);
 }
 
-bool file_dialog_save_txt(char* out, size_t cap, bool overwrite_prompt) {
+bool fake_file_dialog_save_txt(char* out, size_t cap, bool overwrite_prompt) {
     fake_file_dialog().calls.push_back({FakeFileDialogCall::Save, overwrite_prompt});
     return answer(out, cap);
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -18,3 +19,7 @@ struct FakeFileDialog {
 
 FakeFileDialog& fake_file_dialog();
 void fake_file_dialog_reset();
+
+/* The two dialogs as the platform port takes them. */
+bool fake_file_dialog_open_txt(char* out, size_t cap);
+bool fake_file_dialog_save_txt(char* out, size_t cap, bool overwrite_prompt);

@@ -1,5 +1,6 @@
 /* Recording platform for tests: message boxes, serial wake-ups and quit requests. */
 #include "tests/fakes/common/fake_platform.h"
+#include "tests/fakes/common/fake_file_dialog.h"
 
 FakePlatform& fake_platform() {
     static FakePlatform state;
@@ -8,11 +9,11 @@ FakePlatform& fake_platform() {
 
 void fake_platform_reset() { fake_platform() = FakePlatform{}; }
 
-void platform_message_box(const char* text, const char* caption, MsgBoxIcon icon) {
+void fake_platform_message_box(const char* text, const char* caption, MsgBoxIcon icon) {
     fake_platform().message_boxes.push_back({text ? text : "", caption ? caption : "", icon});
 }
 
-bool platform_post_serial_rx() {
+bool fake_platform_post_serial_rx() {
     FakePlatform& p = fake_platform();
     if (p.serial_rx_refusals.load() > 0) {
         p.serial_rx_refusals.fetch_sub(1);
@@ -22,6 +23,20 @@ bool platform_post_serial_rx() {
     return true;
 }
 
-void platform_post_quit(int code) { fake_platform().quit_codes.push_back(code); }
+void fake_platform_post_quit(int code) { fake_platform().quit_codes.push_back(code); }
 
-const char* platform_user_language() { return "en_US"; }
+const char* fake_platform_user_language() { return "en_US"; }
+
+namespace {
+const bool g_installed = [] {
+    PlatformPort port = {};
+    port.message_box = fake_platform_message_box;
+    port.post_serial_rx = fake_platform_post_serial_rx;
+    port.post_quit = fake_platform_post_quit;
+    port.user_language = fake_platform_user_language;
+    port.file_dialog_open_txt = fake_file_dialog_open_txt;
+    port.file_dialog_save_txt = fake_file_dialog_save_txt;
+    platform_port_set(&port);
+    return true;
+}();
+} // namespace

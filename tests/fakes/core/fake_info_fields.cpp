@@ -1,4 +1,5 @@
 /* Recording information fields for the core tests. */
+#include "common/screen_port.h"
 #include "tests/fakes/core/fake_info_fields.h"
 
 #include <algorithm>
@@ -11,7 +12,7 @@ FakeInfoFields& fake_info_fields() {
 
 void fake_info_fields_reset() { fake_info_fields() = FakeInfoFields{}; }
 
-int info_field_get(InfoField field, char* out, size_t cap) {
+int fake_info_field_get(InfoField field, char* out, size_t cap) {
     const int i = static_cast<int>(field);
     if (out == nullptr || cap == 0 || i < 0 || i >= INFO_FIELD_COUNT || !fake_info_fields().available[i]) return -1;
     const std::string& t = fake_info_fields().text[i];
@@ -21,9 +22,14 @@ int info_field_get(InfoField field, char* out, size_t cap) {
     return static_cast<int>(n);
 }
 
-void info_field_set(InfoField field, const char* text) {
+void fake_info_field_set(InfoField field, const char* text) {
     const int i = static_cast<int>(field);
     if (i < 0 || i >= INFO_FIELD_COUNT || text == nullptr) return;
     fake_info_fields().text[i] = text;
     ++fake_info_fields().writes;
+}
+
+void fake_info_fields_fill_port(ScreenPort& port) {
+    port.info_field_get = fake_info_field_get;
+    port.info_field_set = fake_info_field_set;
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "protocol/info_fields.h"
+#include "common/screen_port.h"
 
 #include <string>
 

@@ -4,7 +4,7 @@
 
 #include "common/lang.h"
 #include "serial/Serial.h"
-#include "serial/port_panel.h"
+#include "common/screen_port.h"
 
 #include <algorithm>
 #include <cstring>
@@ -16,24 +16,24 @@ FakePortPanel& fake_port_panel() {
 
 void fake_port_panel_reset() { fake_port_panel() = FakePortPanel{}; }
 
-void port_list_set_options(const char* options) {
+void fake_port_list_set_options(const char* options) {
     fake_port_panel().options = options != nullptr ? options : "";
     fake_port_panel().selected = 0;
 }
 
-int port_list_selected() { return fake_port_panel().selected; }
+int fake_port_list_selected() { return fake_port_panel().selected; }
 
-void port_list_select(int index) {
+void fake_port_list_select(int index) {
     if (index >= 0) fake_port_panel().selected = std::min(index, port_list_option_count() - 1);
 }
 
 /* A trailing newline adds an empty option, as in the drop-down. */
-int port_list_option_count() {
+int fake_port_list_option_count() {
     const std::string& o = fake_port_panel().options;
     return 1 + static_cast<int>(std::count(o.begin(), o.end(), '\n'));
 }
 
-void port_list_selected_text(char* buf, int size) {
+void fake_port_list_selected_text(char* buf, int size) {
     if (buf == nullptr || size <= 0) return;
     const std::string& o = fake_port_panel().options;
     size_t start = 0;
@@ -46,15 +46,28 @@ void port_list_selected_text(char* buf, int size) {
     memcpy(buf, text.c_str(), text.size() + 1);
 }
 
-void port_ui_opened() { fake_port_panel().look = FakePortPanel::Opened; }
-void port_ui_closed() { fake_port_panel().look = FakePortPanel::Closed; }
-void port_button_set_caption(const char* text) { fake_port_panel().caption = text; }
+void fake_port_ui_opened() { fake_port_panel().look = FakePortPanel::Opened; }
+void fake_port_ui_closed() { fake_port_panel().look = FakePortPanel::Closed; }
+void fake_port_button_set_caption(const char* text) { fake_port_panel().caption = text; }
 
-void relabel_port_panel() {
+void fake_relabel_port_panel() {
     const bool zh = ui_language_chinese == 1;
     fake_port_panel().port_label = zh ? "  串  口   " : "Serial Port";
     if (isSerialOpen == 1) fake_port_panel().caption = zh ? "#000000 关闭端口#" : "#000000 Close Port#";
     else fake_port_panel().caption = zh ? "#000000 打开端口#" : "#000000 Open Port#";
 }
 
-void lang_button_set_disabled(bool disabled) { fake_port_panel().lang_disabled = disabled; }
+void fake_lang_button_set_disabled(bool disabled) { fake_port_panel().lang_disabled = disabled; }
+
+void fake_port_panel_fill_port(ScreenPort& port) {
+    port.port_list_set_options = fake_port_list_set_options;
+    port.port_list_selected = fake_port_list_selected;
+    port.port_list_select = fake_port_list_select;
+    port.port_list_option_count = fake_port_list_option_count;
+    port.port_list_selected_text = fake_port_list_selected_text;
+    port.port_ui_opened = fake_port_ui_opened;
+    port.port_ui_closed = fake_port_ui_closed;
+    port.port_button_set_caption = fake_port_button_set_caption;
+    port.relabel_port_panel = fake_relabel_port_panel;
+    port.lang_button_set_disabled = fake_lang_button_set_disabled;
+}

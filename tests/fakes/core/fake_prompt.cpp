@@ -1,4 +1,5 @@
 /* Recording prompts for the core tests. */
+#include "common/screen_port.h"
 #include "tests/fakes/core/fake_prompt.h"
 
 std::vector<FakePrompt>& fake_prompts() {
@@ -13,11 +14,18 @@ prompt_box_t record(FakePrompt::Kind kind, const char* text) {
 }
 } // namespace
 
-prompt_box_t show_prompt(const char* text) { return record(FakePrompt::Prompt, text); }
-prompt_box_t show_prompt_alert(const char* text) { return record(FakePrompt::Alert, text); }
-prompt_box_t show_error(const char* text) { return record(FakePrompt::Error, text); }
+prompt_box_t fake_show_prompt(const char* text) { return record(FakePrompt::Prompt, text); }
+prompt_box_t fake_show_prompt_alert(const char* text) { return record(FakePrompt::Alert, text); }
+prompt_box_t fake_show_error(const char* text) { return record(FakePrompt::Error, text); }
 
-void prompt_close(prompt_box_t box) {
+void fake_prompt_close(prompt_box_t box) {
     const uintptr_t n = reinterpret_cast<uintptr_t>(box);
     if (n >= 1 && n <= fake_prompts().size()) fake_prompts()[n - 1].closed = true;
+}
+
+void fake_prompt_fill_port(ScreenPort& port) {
+    port.show_prompt = fake_show_prompt;
+    port.show_prompt_alert = fake_show_prompt_alert;
+    port.show_error = fake_show_error;
+    port.prompt_close = fake_prompt_close;
 }

@@ -1,4 +1,5 @@
 /* Timers for the core tests: started timers are recorded; tests fire them by hand or by the clock. */
+#include "common/screen_port.h"
 #include "tests/fakes/core/fake_protocol_timers.h"
 
 #include "common/clock.h"
@@ -20,7 +21,7 @@ int fake_timers_alive() {
     return n;
 }
 
-protocol_timer_t protocol_timer_start(uint32_t period_ms, protocol_timer_cb cb) {
+protocol_timer_t fake_protocol_timer_start(uint32_t period_ms, protocol_timer_cb cb) {
     if (fake_timers().fail_next_start) {
         fake_timers().fail_next_start = false;
         return nullptr;
@@ -34,7 +35,7 @@ protocol_timer_t protocol_timer_start(uint32_t period_ms, protocol_timer_cb cb) 
     return raw;
 }
 
-void protocol_timer_delete(protocol_timer_t timer) {
+void fake_protocol_timer_delete(protocol_timer_t timer) {
     if (timer != nullptr) static_cast<FakeTimer*>(timer)->alive = false;
 }
 
@@ -57,4 +58,9 @@ int fake_timers_run_due() {
         ++calls;
     }
     return calls;
+}
+
+void fake_protocol_timers_fill_port(ScreenPort& port) {
+    port.timer_start = fake_protocol_timer_start;
+    port.timer_delete = fake_protocol_timer_delete;
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "protocol/protocol_timers.h"
+#include "common/screen_port.h"
 
 #include <cstdint>
 #include <memory>

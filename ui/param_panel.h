@@ -5,6 +5,7 @@
  */
 #pragma once
 
+#include "common/screen_port.h"
 #include "params/panel_fields.h"
 
 #include "lvgl.h"
@@ -54,3 +55,6 @@ bool param_field_range(const lv_obj_t* obj, int32_t* min, int32_t* max);
 lv_obj_t* panel_entry_widget(PanelEntry entry);
 lv_obj_t* panel_caption_widget(PanelEntry entry);
 lv_obj_t* panel_hint_widget(PanelEntry entry);
+
+/* Puts the panel calls (entries, check boxes, level groups, redraw) into the screen port. */
+void param_panel_fill_port(ScreenPort& port);

@@ -6,9 +6,9 @@
  *    and the parameter widget map the change checks use;
  *  - the stall-level check boxes' handler and the two relabel calls of the language switch;
  *  - the two entry checks (plain range, angle/pulse);
- *  - params/panel_fields.h over the widgets, for the portable code.
+ *  - the panel calls of the screen port, for the portable code.
  */
-#include "params/panel_lvgl.h"
+#include "ui/param_panel.h"
 
 #include "assets/fonts/fonts.h"
 #include "common/debug_log.h"
@@ -376,15 +376,18 @@ lv_obj_t* panel_hint_widget(PanelEntry entry) {
     return i >= 0 && i < PANEL_ENTRY_COUNT ? g_panel.hints[i] : nullptr;
 }
 
-/* ---- params/panel_fields.h ---- */
+/* ---- the panel calls of the screen port ---- */
 
-void panel_set_text(PanelEntry entry, const char* text) {
+namespace {
+
+
+void ui_panel_set_text(PanelEntry entry, const char* text) {
     lv_obj_t* ta = entry_obj(entry);
     if (ta == nullptr || text == nullptr || !lv_obj_is_valid(ta)) return;
     lv_textarea_set_text(ta, text);
 }
 
-int panel_get_text(PanelEntry entry, char* out, size_t cap) {
+int ui_panel_get_text(PanelEntry entry, char* out, size_t cap) {
     if (out == nullptr || cap == 0) return -1;
     out[0] = '\0';
     lv_obj_t* ta = entry_obj(entry);
@@ -397,24 +400,36 @@ int panel_get_text(PanelEntry entry, char* out, size_t cap) {
     return static_cast<int>(n);
 }
 
-void panel_set_checked(PanelCheck check, bool checked) {
+void ui_panel_set_checked(PanelCheck check, bool checked) {
     set_state(check_box(check), LV_STATE_CHECKED, checked);
 }
 
-bool panel_get_checked(PanelCheck check) {
+bool ui_panel_get_checked(PanelCheck check) {
     lv_obj_t* box = check_box(check);
     return box != nullptr && lv_obj_has_state(box, LV_STATE_CHECKED);
 }
 
-void panel_set_check_enabled(PanelCheck check, bool enabled) {
+void ui_panel_set_check_enabled(PanelCheck check, bool enabled) {
     set_state(check_box(check), LV_STATE_DISABLED, !enabled);
 }
 
-void panel_show_level(int level, bool shown) {
+void ui_panel_show_level(int level, bool shown) {
     show_level(level, shown);
 }
 
-void panel_redraw() {
+void ui_panel_redraw() {
     lv_obj_t* screen = lv_screen_active();
     if (screen != nullptr) lv_obj_invalidate(screen);
+}
+
+} // namespace
+
+void param_panel_fill_port(ScreenPort& port) {
+    port.panel_set_text = ui_panel_set_text;
+    port.panel_get_text = ui_panel_get_text;
+    port.panel_set_checked = ui_panel_set_checked;
+    port.panel_get_checked = ui_panel_get_checked;
+    port.panel_set_check_enabled = ui_panel_set_check_enabled;
+    port.panel_show_level = ui_panel_show_level;
+    port.panel_redraw = ui_panel_redraw;
 }

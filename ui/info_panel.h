@@ -5,6 +5,8 @@
  */
 #pragma once
 
+#include "common/screen_port.h"
+
 #include "lvgl.h"
 
 /* Registers the handlers of the panel built by main_ui_build: the two buttons, the date fields'
@@ -28,3 +30,6 @@ void date_field_changed(lv_event_t* e);
 /* Caps the day at the last day of the month in the year and month fields, telling the user, or
  * rewrites it with two digits. */
 void clamp_day_to_month();
+
+/* Puts the information field calls (get and set the type and date texts) into the screen port. */
+void info_panel_fill_port(ScreenPort& port);

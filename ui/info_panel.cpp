@@ -2,11 +2,12 @@
  * Servo information panel glue. Implements:
  *  - the read/write button handlers (the transactions live in the core);
  *  - attach_stepper and the stepper handlers;
- *  - date_field_changed and clamp_day_to_month with their re-entrance guards.
+ *  - date_field_changed and clamp_day_to_month with their re-entrance guards;
+ *  - the information field calls of the screen port over the four text areas.
  * NOTE: writing a field's text raises a new value-changed event at once, so each handler that
  * writes returns early while its own guard is set.
  */
-#include "protocol/info_panel_lvgl.h"
+#include "ui/info_panel.h"
 
 #include "common/prompt.h"
 #include "common/text_format.h"
@@ -14,6 +15,8 @@
 #include "protocol/info_transaction.h"
 #include "ui/field_range.h"
 #include "ui/screen.h"
+
+#include <cstring>
 
 namespace {
 
@@ -143,4 +146,47 @@ void info_panel_attach() {
         lv_obj_add_event_cb(ta, date_field_changed, LV_EVENT_VALUE_CHANGED, nullptr);
         attach_stepper(ui_info_panel, ta);
     }
+}
+
+/* ---- the information field calls of the screen port ---- */
+
+namespace {
+
+lv_obj_t* field_widget(InfoField field) {
+    switch (field) {
+    case InfoField::Type:
+        return ui_type_input;
+    case InfoField::Year:
+        return ui_year_input;
+    case InfoField::Month:
+        return ui_month_input;
+    case InfoField::Day:
+        return ui_day_input;
+    }
+    return nullptr;
+}
+
+int ui_info_field_get(InfoField field, char* out, size_t cap) {
+    lv_obj_t* ta = field_widget(field);
+    if (ta == nullptr || out == nullptr || cap == 0) return -1;
+    const char* text = lv_textarea_get_text(ta);
+    if (text == nullptr) return -1;
+    size_t n = strlen(text);
+    if (n > cap - 1) n = cap - 1;
+    memcpy(out, text, n);
+    out[n] = '\0';
+    return static_cast<int>(n);
+}
+
+void ui_info_field_set(InfoField field, const char* text) {
+    lv_obj_t* ta = field_widget(field);
+    if (ta == nullptr || text == nullptr) return;
+    lv_textarea_set_text(ta, text); /* raises value-changed: the date fields check themselves */
+}
+
+} // namespace
+
+void info_panel_fill_port(ScreenPort& port) {
+    port.info_field_get = ui_info_field_get;
+    port.info_field_set = ui_info_field_set;
 }
