@@ -6,6 +6,7 @@
 #include "common/text_format.h"
 #include "params/file_dialog.h"
 #include "params/param_files.h"
+#include "params/register_family.h"
 
 #include <cstdio>
 
@@ -75,8 +76,8 @@ int params_export_jvn_path(const char* path, const int32_t* record) {
         return PARAM_FILE_OPEN_FAILED;
     }
     bool written = true;
-    for (int k = 0; k < JVN_KEY_COUNT; ++k)
-        if (fprintf(f, "%s:%d\n", jvn_key_names[k], static_cast<int>(record[k])) < 0) written = false;
+    for (int k = 0; k < REG_FILE_LINES; ++k)
+        if (fprintf(f, "%s:%d\n", register_file_key(k), static_cast<int>(record[k])) < 0) written = false;
     if (!finish_file(f, written)) {
         dbg_log("[Error] save: writing \"%s\" failed\n", path);
         text_format(msg, sizeof msg, lang_text("Failed to create file: %s", "无法创建文件: %s"), shown);

@@ -3,7 +3,8 @@
  *
  *  - ConfigBuffer (block family): 36 lines "ConfigBuffer[k] = v;", k 0..35, line 0 the write
  *    command byte 64, lines 1..35 the register bytes 0..34.
- *  - JVN (register family): 14 lines "KP:v" ... "LS:v" with wire values.
+ *  - JVN (register family): 14 lines "KP:v" ... "LS:v" with wire values (keys, order and
+ *    factors in params/register_family.h).
  *
  * Files are plain ASCII with LF line ends. Every user message goes through the prompts in the
  * language in force; messages carry file content only as arguments, never as formats.
@@ -12,32 +13,6 @@
 
 #include <cstddef>
 #include <cstdint>
-
-/* Keys of the register family's file, in file order (also the order of the save record). */
-enum JvnKey : int {
-    JVN_KP,
-    JVN_KD,
-    JVN_LP,
-    JVN_MP,
-    JVN_OD,
-    JVN_OT,
-    JVN_MD,
-    JVN_DZ,
-    JVN_LA,
-    JVN_MA,
-    JVN_CA,
-    JVN_LD,
-    JVN_RS,
-    JVN_LS
-};
-constexpr int JVN_KEY_COUNT = 14;
-extern const char* const jvn_key_names[JVN_KEY_COUNT];
-
-/* Scale factors between the panel's values and the wire values of the register family, in its
- * frames (frames_register_scale) and in its file. */
-constexpr int JVN_PULSE_SCALE = 4;   /* LP, MP */
-constexpr int JVN_POWER_SCALE = 80;  /* OD, MD */
-constexpr int JVN_TIME_SCALE = 1000; /* OT */
 
 constexpr int CONFIGBUFFER_LINES = 36;           /* ConfigBuffer[0..35] */
 constexpr int IMPORT_LINE_CHARS = 299;           /* longer lines are read in pieces */
@@ -69,7 +44,7 @@ int params_import_run();
  * final panel update). The directory is not touched. Returns a ParamFileResult. */
 int params_import_path(const char* path);
 
-/* Import buffer byte at a ConfigBuffer index (0..35), key value by JvnKey, and the two line
+/* Import buffer byte at a ConfigBuffer index (0..35), key value by file line (0..13), and the two line
  * counters; they persist from one import to the next within a run. */
 uint8_t params_import_byte(int index);
 int32_t params_import_key(int key);
@@ -89,7 +64,7 @@ int params_export_configbuffer_path(const char* path, const uint8_t* frame_from_
  * directory restored afterwards. Returns a ParamFileResult. */
 int params_export_configbuffer(const uint8_t* frame_from_cmd);
 
-/* Checks the .txt extension, writes the 14-line JVN file from the record (JvnKey order) and
+/* Checks the .txt extension, writes the 14-line JVN file from the record (file order) and
  * tells the user. Returns a ParamFileResult. */
 int params_export_jvn_path(const char* path, const int32_t* record);
 

@@ -8,14 +8,12 @@
 #include "params/panel_fields.h"
 #include "params/param_files.h"
 #include "params/param_values.h"
+#include "params/register_family.h"
 
 #include <cstdio>
 #include <cstring>
 #include <string>
 #include <sys/stat.h>
-
-const char* const jvn_key_names[JVN_KEY_COUNT] = {"KP", "KD", "LP", "MP", "OD", "OT", "MD",
-                                                  "DZ", "LA", "MA", "CA", "LD", "RS", "LS"};
 
 namespace {
 
@@ -26,7 +24,7 @@ constexpr int BYTE_VALUE_MAX = 255;
  * an earlier import, and line numbers keep counting. */
 struct ImportState {
     uint8_t bytes[PARAM_IMAGE_SIZE] = {}; /* by ConfigBuffer index */
-    int32_t keys[JVN_KEY_COUNT] = {};
+    int32_t keys[REG_FILE_LINES] = {}; /* by file line */
     int32_t line_counter = 0;
     int32_t good_lines = 0;
 };
@@ -267,8 +265,8 @@ void handle_configbuffer_line(ImportRun& run, const char* line) {
 
 void handle_key_line(ImportRun& run, const char* line) {
     parameterSource = PARAM_SOURCE_REGISTER;
-    for (int k = 0; k < JVN_KEY_COUNT; ++k) {
-        const char* key = jvn_key_names[k];
+    for (int k = 0; k < REG_FILE_LINES; ++k) {
+        const char* key = register_file_key(k);
         if (line[0] != key[0] || line[1] != key[1] || line[2] != ':') continue;
         int32_t v;
         if (scan_ints(line + 3, "%d", &v, 1) == 1)
@@ -313,20 +311,12 @@ void apply_configbuffer() {
 }
 
 void apply_keys() {
-    const int32_t* k = g_import.keys;
-    panel_set_int(PanelEntry::Gain, k[JVN_KP]);
-    panel_set_int(PanelEntry::Damping, k[JVN_KD]);
-    panel_set_int(PanelEntry::MinPulse, k[JVN_LP] / JVN_PULSE_SCALE);
-    panel_set_int(PanelEntry::MaxPulse, k[JVN_MP] / JVN_PULSE_SCALE);
-    panel_set_int(PanelEntry::Stall1Power, k[JVN_OD] / JVN_POWER_SCALE);
-    panel_set_int(PanelEntry::Stall1Time, k[JVN_OT] / JVN_TIME_SCALE);
-    panel_set_int(PanelEntry::OutputPower, k[JVN_MD] / JVN_POWER_SCALE);
-    panel_set_int(PanelEntry::Deadband, k[JVN_DZ]);
-    panel_set_int(PanelEntry::MinAngle, k[JVN_LA]);
-    panel_set_int(PanelEntry::MaxAngle, k[JVN_MA]);
-    panel_set_int(PanelEntry::MidAngle, k[JVN_CA]);
-    panel_set_checked(PanelCheck::Direction, k[JVN_RS] == 1);
-    panel_set_int(PanelEntry::SoftStart, k[JVN_LS]);
+    for (int line = 0; line < REG_FILE_LINES; ++line) {
+        const int v = register_value_at_line(line);
+        if (v == REG_VALUE_NONE) continue; /* LD */
+        const int32_t k = g_import.keys[line];
+        register_value_show(v, v == REG_RS ? (k == 1 ? 1 : 0) : k / register_family_values[v].scale);
+    }
     panel_redraw();
 }
 
@@ -407,7 +397,7 @@ uint8_t params_import_byte(int index) {
 }
 
 int32_t params_import_key(int key) {
-    return key >= 0 && key < JVN_KEY_COUNT ? g_import.keys[key] : 0;
+    return key >= 0 && key < REG_FILE_LINES ? g_import.keys[key] : 0;
 }
 
 int32_t params_import_line_count() {

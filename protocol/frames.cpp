@@ -2,15 +2,10 @@
 
 #include "common/debug_log.h"
 #include "common/text_format.h"
-#include "params/param_files.h" /* the wire factors, shared with the register family's file */
 
 #include <cstring>
 
-const RegisterReadStep frames_register_read_steps[FRAME_REGISTER_READ_STEPS] = {
-    {0x38, REG_OD, REG_OT},         {0x3D, REG_KP, REG_KD}, {0x3F, REG_MD, REG_VALUE_NONE},
-    {0x50, REG_LP, REG_MP},         {0x51, REG_LA, REG_MA}, {0x52, REG_CA, REG_VALUE_NONE},
-    {0x53, REG_DZ, REG_VALUE_NONE}, {0x54, REG_LS, REG_RS}, /* bytes 4 and 5 alone, not 16-bit words */
-};
+const uint8_t frames_register_read_codes[FRAME_REGISTER_READ_STEPS] = {0x38, 0x3D, 0x3F, 0x50, 0x51, 0x52, 0x53, 0x54};
 
 const RegisterWriteFrame frames_register_write_table[FRAME_REGISTER_WRITE_FRAMES] = {
     {0x01, REG_KP, REG_VALUE_NONE}, {0x05, REG_KD, REG_VALUE_NONE},
@@ -44,21 +39,6 @@ void put_padded(uint8_t* out, const char* text, size_t n) {
 }
 
 } // namespace
-
-int frames_register_scale(int value) {
-    switch (value) {
-    case REG_OD:
-    case REG_MD:
-        return JVN_POWER_SCALE;
-    case REG_OT:
-        return JVN_TIME_SCALE;
-    case REG_LP:
-    case REG_MP:
-        return JVN_PULSE_SCALE;
-    default:
-        return 1;
-    }
-}
 
 uint8_t frames_block_checksum(const uint8_t* bytes, size_t n) {
     return static_cast<uint8_t>(plain_sum(bytes, n) - 1);
@@ -107,7 +87,7 @@ int frames_build_register_read(int step, uint8_t* out, size_t cap) {
         dbg_log("[Error] frames_build_register_read: no read step %d\n", step);
         return -1;
     }
-    return frames_build_register_frame(frames_register_read_steps[step].code, 0, 0, out, cap);
+    return frames_build_register_frame(frames_register_read_codes[step], 0, 0, out, cap);
 }
 
 int frames_build_info_frame(const char* type, const char* year, const char* month, const char* day, uint8_t* out,
@@ -141,25 +121,4 @@ int buildWriteFrame(const uint8_t* block, uint8_t* frame, size_t cap) {
     text_hex_dump(dump, sizeof dump, "\n[DEBUG] buildWriteFrame() Write Frame: ", frame, FRAME_PARAM_BLOCK_LEN);
     dbg_log("%s\n", dump);
     return static_cast<int>(FRAME_PARAM_BLOCK_LEN);
-}
-
-bool frames_check_info_frame(const uint8_t* frame, size_t len) {
-    return frame != nullptr && len == FRAME_INFO_LEN && frame[0] == FRAME_INFO_TAG &&
-           frame[1] < FRAME_INFO_TYPE_REFUSED && frame[len - 1] == frames_block_checksum(frame, len - 1);
-}
-
-bool frames_check_block_frame(const uint8_t* frame, size_t len) {
-    return frame != nullptr && len == FRAME_PARAM_BLOCK_LEN && frame[0] == FRAME_PARAM_BLOCK_TAG &&
-           frame[len - 1] == frames_block_checksum(frame, len - 1);
-}
-
-bool frames_check_version_report(const uint8_t* frame, size_t len) {
-    return frame != nullptr && len == FRAME_VERSION_LEN && frame[0] == FRAME_VERSION_TAG &&
-           frame[len - 1] == frames_version_checksum(frame, len - 1);
-}
-
-bool frames_check_register_reply(const uint8_t* frame, size_t len) {
-    return frame != nullptr && len == FRAME_REGISTER_REPLY_LEN && frame[0] == FRAME_REGISTER_TAG &&
-           (frame[2] << 8 | frame[3]) == static_cast<int>(FRAME_REGISTER_REPLY_LEN) &&
-           frame[len - 1] == frames_register_checksum(frame, len - 1);
 }

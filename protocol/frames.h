@@ -13,6 +13,8 @@
  */
 #pragma once
 
+#include "params/register_family.h" /* RegisterValue */
+
 #include <cstddef>
 #include <cstdint>
 
@@ -56,40 +58,12 @@ constexpr size_t FRAME_REGISTER_REPLY_LEN = 9;
 constexpr int FRAME_REGISTER_READ_STEPS = 8;
 constexpr int FRAME_REGISTER_WRITE_FRAMES = 12;
 
-/* The register family's values, in the order the last-read values keep them. The names are the
- * keys of the register family's text file. */
-enum RegisterValue : int {
-    REG_KP, /* gain */
-    REG_KD, /* damping */
-    REG_OD, /* stall power 1, x 80 on the wire */
-    REG_OT, /* stall time 1, x 1000 */
-    REG_MD, /* output power, x 80 */
-    REG_LA, /* minimum angle */
-    REG_MA, /* maximum angle */
-    REG_CA, /* middle angle */
-    REG_DZ, /* deadband */
-    REG_RS, /* direction switch, 0 or 1 */
-    REG_LS, /* soft start */
-    REG_LP, /* minimum pulse, x 4 */
-    REG_MP, /* maximum pulse, x 4 */
-    REG_VALUE_COUNT
-};
-constexpr int REG_VALUE_NONE = -1; /* a data word that carries no value (sent as 0, ignored on read) */
-
-/* Factor between a shown value and its wire value (1, 4, 80 or 1000); 1 for an unknown value. */
-int frames_register_scale(int value);
-
-/* One register read step: the code asked for, and which value each reply word fills. Step 7
- * (code 0x54) is special: byte 4 alone is LS and byte 5 sets the RS switch. */
-struct RegisterReadStep {
-    uint8_t code;
-    int8_t data0; /* RegisterValue or REG_VALUE_NONE */
-    int8_t data1;
-};
-extern const RegisterReadStep frames_register_read_steps[FRAME_REGISTER_READ_STEPS];
+/* Register codes of the eight read steps, in sending order. Which values each reply carries is
+ * in the register family's table (params/register_family.h). */
+extern const uint8_t frames_register_read_codes[FRAME_REGISTER_READ_STEPS];
 
 /* One register write frame: the code and the value each data word carries (scaled by
- * frames_register_scale). The last one, 0x46 with no values, closes every write sequence. */
+ * the value's wire factor). The last one, 0x46 with no values, closes every write sequence. */
 struct RegisterWriteFrame {
     uint8_t code;
     int8_t data0; /* RegisterValue or REG_VALUE_NONE */
@@ -133,20 +107,3 @@ int frames_build_info_frame(const char* type, const char* year, const char* mont
  * and logs it as a hex dump. Returns the frame length 38, or -1 when an argument is null or cap
  * is below 38. */
 int buildWriteFrame(const uint8_t* block, uint8_t* frame, size_t cap);
-
-/* ---- checks of received frames ---- */
-
-/* True for a 30-byte information frame with the 0x8E tag, byte 1 below 0x80 and a right block
- * checksum. */
-bool frames_check_info_frame(const uint8_t* frame, size_t len);
-
-/* True for a 38-byte parameter block frame with its tag and a right block checksum (byte 1 is
- * not checked). */
-bool frames_check_block_frame(const uint8_t* frame, size_t len);
-
-/* True for a 14-byte version report with its tag and a right plain-sum checksum. */
-bool frames_check_version_report(const uint8_t* frame, size_t len);
-
-/* True for a 9-byte register reply with the 0xAF tag, length field 9 and a right register
- * checksum. */
-bool frames_check_register_reply(const uint8_t* frame, size_t len);

@@ -6,18 +6,13 @@
 #include "params/panel_fields.h"
 #include "params/param_files.h"
 #include "params/param_values.h"
+#include "params/register_family.h"
 #include "protocol/frames.h"
 #include "protocol/param_transaction.h"
 
 #include <cstring>
 
 namespace {
-
-/* Shown value times a wire factor, cut to 32 bits as the servo's registers take it. */
-int32_t scaled(int32_t shown, int factor) {
-    const int64_t v = static_cast<int64_t>(shown) * factor;
-    return static_cast<int32_t>(static_cast<uint32_t>(static_cast<uint64_t>(v)));
-}
 
 int save_block_family() {
     memset(paramArray, 0, sizeof paramArray);
@@ -36,21 +31,10 @@ int save_block_family() {
 
 void param_action_fill_save_record(int32_t* record) {
     if (record == nullptr) return;
-    memset(record, 0, sizeof(int32_t) * JVN_KEY_COUNT);
-    record[JVN_KP] = panel_get_int(PanelEntry::Gain);
-    record[JVN_KD] = panel_get_int(PanelEntry::Damping);
-    record[JVN_LP] = scaled(panel_get_int(PanelEntry::MinPulse), JVN_PULSE_SCALE);
-    record[JVN_MP] = scaled(panel_get_int(PanelEntry::MaxPulse), JVN_PULSE_SCALE);
-    record[JVN_OD] = scaled(panel_get_int(PanelEntry::Stall1Power), JVN_POWER_SCALE);
-    record[JVN_OT] = scaled(panel_get_int(PanelEntry::Stall1Time), JVN_TIME_SCALE);
-    record[JVN_MD] = scaled(panel_get_int(PanelEntry::OutputPower), JVN_POWER_SCALE);
-    record[JVN_DZ] = panel_get_int(PanelEntry::Deadband);
-    record[JVN_LA] = panel_get_int(PanelEntry::MinAngle);
-    record[JVN_MA] = panel_get_int(PanelEntry::MaxAngle);
-    record[JVN_CA] = panel_get_int(PanelEntry::MidAngle);
-    record[JVN_LD] = 0; /* no panel field: always saved as 0 */
-    record[JVN_RS] = panel_get_checked(PanelCheck::Direction) ? 1 : 0;
-    record[JVN_LS] = panel_get_int(PanelEntry::SoftStart);
+    for (int line = 0; line < REG_FILE_LINES; ++line) {
+        const int v = register_value_at_line(line);
+        record[line] = v == REG_VALUE_NONE ? 0 : register_value_wire(v, register_value_shown(v)); /* LD: always 0 */
+    }
 }
 
 int param_action_import() {
@@ -62,7 +46,7 @@ int param_action_save() {
     case PARAM_SOURCE_BLOCK:
         return save_block_family();
     case PARAM_SOURCE_REGISTER: {
-        int32_t record[JVN_KEY_COUNT];
+        int32_t record[REG_FILE_LINES];
         param_action_fill_save_record(record);
         return params_export_jvn(record);
     }

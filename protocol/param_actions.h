@@ -26,5 +26,6 @@ int param_action_import();
  * Returns a ParamFileResult. */
 int param_action_save();
 
-/* Fills the 14 register-family values (JvnKey order) from the panel, in wire units. */
+/* Fills the 14 lines of the register family's text file (file order) from the panel, in wire
+ * units. */
 void param_action_fill_save_record(int32_t* record);

@@ -14,29 +14,6 @@
 
 namespace {
 
-/* Where the servo's own bytes for a value sit in ReadCacheBuff. RS and LS are one byte each,
- * sent with a zero high byte. */
-struct CacheSlot {
-    int8_t entry;
-    int8_t byte;
-    bool single;
-};
-constexpr CacheSlot CACHE_SLOTS[REG_VALUE_COUNT] = {
-    {1, 0, false}, /* KP */
-    {1, 2, false}, /* KD */
-    {0, 0, false}, /* OD */
-    {0, 2, false}, /* OT */
-    {2, 0, false}, /* MD */
-    {4, 0, false}, /* LA */
-    {4, 2, false}, /* MA */
-    {5, 0, false}, /* CA */
-    {6, 0, false}, /* DZ */
-    {7, 1, true},  /* RS */
-    {7, 0, true},  /* LS */
-    {3, 0, false}, /* LP */
-    {3, 2, false}, /* MP */
-};
-
 struct StallCheck {
     int row;
     const char* en;
@@ -51,11 +28,13 @@ const StallCheck STALL_CHECKS[3] = {
      "写入\"堵转3时间\"参数错误!\n请输入 0 - 10000 之间的数字"},
 };
 
+/* The servo's own bytes for a value, as its read reply carried them (one byte each for RS and LS,
+ * sent with a zero high byte). */
 uint16_t cached_word(int value) {
-    const CacheSlot& c = CACHE_SLOTS[value];
-    const uint8_t* e = ReadCacheBuff[c.entry];
-    if (c.single) return e[c.byte];
-    return static_cast<uint16_t>(e[c.byte] << 8 | e[c.byte + 1]);
+    const RegisterFamilyValue& r = register_family_values[value];
+    const uint8_t* e = ReadCacheBuff[r.read_step];
+    if (r.single_byte) return e[r.read_byte];
+    return static_cast<uint16_t>(e[r.read_byte] << 8 | e[r.read_byte + 1]);
 }
 
 /* Wire word of one value. A value equal to its last-read value goes as the servo's own bytes, so
@@ -63,18 +42,17 @@ uint16_t cached_word(int value) {
  * servos in the field expect: MD is compared after scaling, and MP follows LP's outcome. */
 uint16_t value_word(int value, bool& lp_unchanged) {
     if (value < 0 || value >= REG_VALUE_COUNT) return 0;
-    const int32_t shown = protocol_panel_value(value);
+    const int32_t shown = register_value_shown(value);
     bool unchanged;
     if (value == REG_MP) {
         unchanged = lp_unchanged;
     } else {
-        const int64_t compared = value == REG_MD ? static_cast<int64_t>(shown) * frames_register_scale(REG_MD) : shown;
+        const int64_t compared = value == REG_MD ? static_cast<int64_t>(shown) * REG_POWER_SCALE : shown;
         unchanged = compared == g_protocol.last_read[value]; /* 8 bits: a value above 255 never matches */
     }
     if (value == REG_LP) lp_unchanged = unchanged;
     if (unchanged) return cached_word(value);
-    const int64_t wire = static_cast<int64_t>(shown) * frames_register_scale(value);
-    return static_cast<uint16_t>(static_cast<uint64_t>(wire) & 0xFFFFu);
+    return static_cast<uint16_t>(static_cast<uint32_t>(register_value_wire(value, shown)) & 0xFFFFu);
 }
 
 void send_param_read_request() {

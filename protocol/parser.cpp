@@ -23,17 +23,7 @@ const uint8_t PARAM_READ_ECHO[FRAME_PARAM_READ_LEN] = {FRAME_PARAM_READ_TAG, 0x0
 const uint8_t INFO_READ_ECHO[FRAME_INFO_REQUEST_LEN] = {FRAME_INFO_TAG, 0x00, 0x00, FRAME_INFO_TAG};
 
 constexpr int LAST_REGISTER_STEP = FRAME_REGISTER_READ_STEPS - 1;
-constexpr uint8_t DIRECTION_ON = 1;
-constexpr uint8_t DIRECTION_OFF = 0;
 constexpr size_t INFO_TEXT_SIZE = 64; /* a field's text: 20 bytes, each at most 3 once made valid UTF-8 */
-
-/* Panel entry of each register-family value; RS is the direction box. */
-constexpr PanelEntry VALUE_ENTRIES[REG_VALUE_COUNT] = {
-    PanelEntry::Gain,        PanelEntry::Damping,   PanelEntry::Stall1Power, PanelEntry::Stall1Time,
-    PanelEntry::OutputPower, PanelEntry::MinAngle,  PanelEntry::MaxAngle,    PanelEntry::MidAngle,
-    PanelEntry::Deadband,    PanelEntry::SoftStart, /* RS: never used, the direction box stands for it */
-    PanelEntry::SoftStart,   PanelEntry::MinPulse,  PanelEntry::MaxPulse,
-};
 
 ProtocolState& S() {
     return g_protocol;
@@ -91,17 +81,20 @@ void register_step_tail() {
     s.param_state = 0;
 }
 
-void fill_register_step(int step, const uint8_t* f, uint16_t data0, uint16_t data1) {
+/* Shows the values a reply of this step carries, in the order of their bytes; a 16-bit word is
+ * divided by its wire factor. The last step carries single bytes: soft start, then the direction
+ * switch (which only 0 or 1 changes). */
+void fill_register_step(int step, const uint8_t* f) {
     if (step < 0 || step > LAST_REGISTER_STEP) return;
-    if (step == LAST_REGISTER_STEP) { /* bytes, not words: soft start, then the direction switch */
-        protocol_panel_set_value(REG_LS, f[4]);
-        if (f[5] == DIRECTION_ON) panel_set_checked(PanelCheck::Direction, true);
-        if (f[5] == DIRECTION_OFF) panel_set_checked(PanelCheck::Direction, false);
-        return;
+    const uint8_t* data = f + 4;
+    for (int byte = 0; byte < READ_CACHE_BYTES; ++byte) {
+        for (int v = 0; v < REG_VALUE_COUNT; ++v) {
+            const RegisterFamilyValue& r = register_family_values[v];
+            if (r.read_step != step || r.read_byte != byte) continue;
+            const int32_t wire = r.single_byte ? data[byte] : (data[byte] << 8 | data[byte + 1]);
+            register_value_show(v, wire / r.scale);
+        }
     }
-    const RegisterReadStep& st = frames_register_read_steps[step];
-    protocol_panel_set_value(st.data0, data0 / frames_register_scale(st.data0));
-    if (st.data1 != REG_VALUE_NONE) protocol_panel_set_value(st.data1, data1 / frames_register_scale(st.data1));
 }
 
 void register_reply_complete(uint8_t byte) {
@@ -132,9 +125,9 @@ void register_reply_complete(uint8_t byte) {
         ++s.read_cache_count;
     }
 
-    fill_register_step(s.read_step, f, data0, data1);
+    fill_register_step(s.read_step, f);
     for (int v = 0; v < REG_VALUE_COUNT; ++v)
-        s.last_read[v] = static_cast<uint8_t>(protocol_panel_value(v) & 0xFF);
+        s.last_read[v] = static_cast<uint8_t>(register_value_shown(v) & 0xFF);
     register_step_tail();
 }
 
@@ -282,17 +275,6 @@ void protocol_reset() {
     memset(g_servo_info_rx_buf, 0, sizeof g_servo_info_rx_buf);
     memset(g_servo_info_tx_buf, 0, sizeof g_servo_info_tx_buf);
     memset(ReadCacheBuff, 0, sizeof ReadCacheBuff);
-}
-
-int32_t protocol_panel_value(int value) {
-    if (value < 0 || value >= REG_VALUE_COUNT) return 0;
-    if (value == REG_RS) return panel_get_checked(PanelCheck::Direction) ? 1 : 0;
-    return panel_get_int(VALUE_ENTRIES[value]);
-}
-
-void protocol_panel_set_value(int value, int32_t shown) {
-    if (value < 0 || value >= REG_VALUE_COUNT || value == REG_RS) return;
-    panel_set_int(VALUE_ENTRIES[value], shown);
 }
 
 bool protocol_busy() {

@@ -137,13 +137,3 @@ void handle_servo_info_frame();
  * time-out) or a register read or write sequence (its timer). Parameter reads and writes that
  * wait for an answer have no time-out, so they do not count. */
 bool protocol_busy();
-
-/* ---- the register family's values on the panel ---- */
-
-/* Shown value of a register-family value, read from its panel entry (RS: 1 when the direction
- * box is checked); 0 for an unknown value. */
-int32_t protocol_panel_value(int value);
-
-/* Writes a shown value into the panel entry of a register-family value (RS is not an entry and
- * is ignored). */
-void protocol_panel_set_value(int value, int32_t shown);

@@ -2,6 +2,7 @@
  * flavours, the messages and the current directory. */
 #include "common/lang.h"
 #include "params/param_files.h"
+#include "params/register_family.h"
 #include "params/param_values.h"
 #include "protocol/param_actions.h"
 #include "tests/fakes/common/fake_file_dialog.h"
@@ -102,28 +103,28 @@ TEST_F(Export, register_family_save_writes_wire_values_from_the_panel) {
     EXPECT_EQ(fake_prompts().back().text, "JVN参数保存成功!\n路径: " + dir / "jvn.txt");
     EXPECT_EQ(cwd(), start_dir);
 
-    int32_t record[JVN_KEY_COUNT];
+    int32_t record[REG_FILE_LINES];
     fake_checked(PanelCheck::Direction) = false;
     fake_entry(PanelEntry::Stall1Time) = "x";
     param_action_fill_save_record(record);
-    EXPECT_EQ(record[JVN_RS], 0);
-    EXPECT_EQ(record[JVN_OT], 0);
+    EXPECT_EQ(record[register_family_values[REG_RS].file_line], 0);
+    EXPECT_EQ(record[register_family_values[REG_OT].file_line], 0);
 }
 
 TEST_F(Export, jvn_file_round_trips_through_import_but_ld) {
-    int32_t record[JVN_KEY_COUNT] = {65, 50, 4000, 8000, 400, 300000, 8000, 3, 596, 3500, 2048, 7, 1, 1};
+    int32_t record[REG_FILE_LINES] = {65, 50, 4000, 8000, 400, 300000, 8000, 3, 596, 3500, 2048, 7, 1, 1};
     ASSERT_EQ(params_export_jvn_path((dir / "jvn.txt").c_str(), record), PARAM_FILE_OK);
     fake_panel_reset();
     ASSERT_EQ(params_import_path((dir / "jvn.txt").c_str()), PARAM_FILE_OK);
     param_action_fill_save_record(record);
-    const int32_t expected[JVN_KEY_COUNT] = {65, 50, 4000, 8000, 400, 300000, 8000, 3, 596, 3500, 2048, 0, 1, 1};
-    for (int k = 0; k < JVN_KEY_COUNT; ++k)
-        EXPECT_EQ(record[k], expected[k]) << jvn_key_names[k];
+    const int32_t expected[REG_FILE_LINES] = {65, 50, 4000, 8000, 400, 300000, 8000, 3, 596, 3500, 2048, 0, 1, 1};
+    for (int k = 0; k < REG_FILE_LINES; ++k)
+        EXPECT_EQ(record[k], expected[k]) << register_file_key(k);
 }
 
 TEST_F(Export, jvn_save_checks_the_extension_and_restores_the_directory_only_on_success) {
     ui_language_chinese = 0;
-    const int32_t record[JVN_KEY_COUNT] = {};
+    const int32_t record[REG_FILE_LINES] = {};
     struct Case {
         const char* name; /* "" = cancelled */
         int result;
@@ -154,7 +155,7 @@ TEST_F(Export, paths_with_spaces_cjk_and_percent_signs_are_shown_as_they_are) {
     EXPECT_EQ(fake_prompts().back().text, "Save Parameter successfully!\nFile Path: " + path);
     EXPECT_EQ(params_import_path(path.c_str()), PARAM_FILE_OK);
 
-    const int32_t record[JVN_KEY_COUNT] = {}; /* a name that is not UTF-8 is shown with a replacement */
+    const int32_t record[REG_FILE_LINES] = {}; /* a name that is not UTF-8 is shown with a replacement */
     EXPECT_EQ(params_export_jvn_path((dir / "bad\xFF name.txt").c_str(), record), PARAM_FILE_OK);
     EXPECT_EQ(fake_prompts().back().text, "JVN parameters saved!\nPath: " + dir / "bad\xEF\xBF\xBD name.txt");
 

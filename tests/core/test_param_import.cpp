@@ -2,6 +2,7 @@
  * imports, damaged and unusual files. */
 #include "common/lang.h"
 #include "params/param_files.h"
+#include "params/register_family.h"
 #include "params/param_values.h"
 #include "tests/fakes/common/fake_file_dialog.h"
 #include "tests/fakes/common/log_capture.h"
@@ -155,7 +156,7 @@ TEST_F(Import, key_file_puts_wire_values_on_the_panel) {
     EXPECT_EQ(fake_entry(PanelEntry::Stall1Time), "0");
     EXPECT_FALSE(fake_checked(PanelCheck::Direction));
     EXPECT_EQ(fake_entry(PanelEntry::Gain), "70") << "kept from the earlier import";
-    EXPECT_EQ(params_import_key(JVN_KD), INT32_MAX) << "held at the limit";
+    EXPECT_EQ(params_import_key(register_family_values[REG_KD].file_line), INT32_MAX) << "held at the limit";
 }
 
 TEST_F(Import, byte_order_marks_and_utf16_text_are_read) {
