@@ -1,5 +1,6 @@
 #include "common/debug_log.h"
 
+#include <cstdarg>
 #include <cstdio>
 #include <cstring>
 
@@ -10,10 +11,13 @@ constexpr size_t LINE_BUFFER_SIZE = 2048; /* longer lines are cut */
 
 void dbg_log_set_sink(dbg_log_sink_fn sink) { g_sink = sink; }
 
-void dbg_logv(const char* fmt, va_list args) {
+void dbg_log(const char* fmt, ...) {
     if (fmt == nullptr) return;
     char line[LINE_BUFFER_SIZE];
-    int n = vsnprintf(line, sizeof line - 1, fmt, args);
+    va_list args;
+    va_start(args, fmt);
+    const int n = vsnprintf(line, sizeof line - 1, fmt, args);
+    va_end(args);
     if (n < 0) return;
     size_t len = strlen(line);
     if (len == 0 || line[len - 1] != '\n') {
@@ -24,11 +28,4 @@ void dbg_logv(const char* fmt, va_list args) {
         g_sink(line);
     else
         dbg_log_platform_write(line);
-}
-
-void dbg_log(const char* fmt, ...) {
-    va_list args;
-    va_start(args, fmt);
-    dbg_logv(fmt, args);
-    va_end(args);
 }

@@ -6,13 +6,9 @@
  */
 #pragma once
 
-#include <cstdarg>
 
 /* Formats and writes one diagnostic line; a missing final newline is added. */
 void dbg_log(const char* fmt, ...) __attribute__((format(printf, 1, 2)));
-
-/* As dbg_log, with a va_list. */
-void dbg_logv(const char* fmt, va_list args);
 
 /* Replaces the output channel (tests capture lines this way); null restores the platform one. */
 typedef void (*dbg_log_sink_fn)(const char* line);

@@ -6,34 +6,11 @@
 
 namespace {
 
-/* Length of the valid UTF-8 sequence at p (1..4), or 0 when it is not one. */
+/* Length of the valid UTF-8 sequence at p (1..4), or 0 when it is not one; p is terminated, and
+ * the terminator ends any sequence. */
 size_t utf8_sequence(const unsigned char* p) {
-    const unsigned char c = p[0];
-    if (c < 0x80) return 1;
-    size_t n;
-    unsigned min;
-    unsigned cp;
-    if ((c & 0xE0) == 0xC0) {
-        n = 2;
-        cp = c & 0x1F;
-        min = 0x80;
-    } else if ((c & 0xF0) == 0xE0) {
-        n = 3;
-        cp = c & 0x0F;
-        min = 0x800;
-    } else if ((c & 0xF8) == 0xF0) {
-        n = 4;
-        cp = c & 0x07;
-        min = 0x10000;
-    } else {
-        return 0;
-    }
-    for (size_t i = 1; i < n; ++i) {
-        if ((p[i] & 0xC0) != 0x80) return 0; /* also stops at the terminator */
-        cp = (cp << 6) | (p[i] & 0x3F);
-    }
-    if (cp < min || cp > 0x10FFFF || (cp >= 0xD800 && cp <= 0xDFFF)) return 0;
-    return n;
+    uint32_t cp;
+    return text_utf8_decode(p, strnlen(reinterpret_cast<const char*>(p), 4), &cp);
 }
 
 /* Drops an incomplete character at the end of buf. */
@@ -50,6 +27,30 @@ size_t trim_partial(char* buf, size_t len) {
 }
 
 } // namespace
+
+size_t text_utf8_lead_length(unsigned char lead) {
+    if (lead < 0x80) return 1;
+    if ((lead & 0xE0) == 0xC0) return 2;
+    if ((lead & 0xF0) == 0xE0) return 3;
+    if ((lead & 0xF8) == 0xF0) return 4;
+    return 0;
+}
+
+size_t text_utf8_decode(const unsigned char* p, size_t n, uint32_t* cp) {
+    if (p == nullptr || n == 0) return 0;
+    const size_t len = text_utf8_lead_length(p[0]);
+    if (len == 0 || len > n) return 0;
+    static const uint32_t LEAD_BITS[5] = {0, 0x7F, 0x1F, 0x0F, 0x07};
+    static const uint32_t MIN_VALUE[5] = {0, 0, 0x80, 0x800, 0x10000}; /* shorter forms are overlong */
+    uint32_t v = p[0] & LEAD_BITS[len];
+    for (size_t i = 1; i < len; ++i) {
+        if ((p[i] & 0xC0) != 0x80) return 0;
+        v = (v << 6) | (p[i] & 0x3F);
+    }
+    if (v < MIN_VALUE[len] || v > 0x10FFFF || (v >= 0xD800 && v <= 0xDFFF)) return 0;
+    if (cp != nullptr) *cp = v;
+    return len;
+}
 
 size_t text_format(char* buf, size_t cap, const char* fmt, ...) {
     if (buf == nullptr || cap == 0) return 0;

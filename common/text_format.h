@@ -16,3 +16,11 @@ size_t text_sanitize_utf8(char* buf, size_t cap, const char* text);
  * (cap bytes); a byte that no longer fits whole is left out with all after it. Returns the
  * length written. */
 size_t text_hex_dump(char* buf, size_t cap, const char* head, const uint8_t* bytes, size_t n);
+
+/* Length of the UTF-8 character a byte leads (1..4), or 0 for a byte that leads none. */
+size_t text_utf8_lead_length(unsigned char lead);
+
+/* Decodes the UTF-8 character at p, of the n bytes there: its length (1..4) with the code point in
+ * *cp, or 0 when the bytes are not one whole valid character (a bad lead or continuation, too few
+ * bytes, an overlong form, a surrogate or a value beyond U+10FFFF). */
+size_t text_utf8_decode(const unsigned char* p, size_t n, uint32_t* cp);

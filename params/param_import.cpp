@@ -114,41 +114,25 @@ class LineReader {
         return enc_ == Encoding::Utf16Le ? (a | (b << 8)) : ((a << 8) | b);
     }
 
+    /* One UTF-8 character; a broken one reads as U+FFFD, and the byte that broke it starts the
+     * next character. */
     bool utf8_char(uint32_t& cp) {
-        int c = held_byte_ >= 0 ? held_byte_ : get_byte();
+        const int c = held_byte_ >= 0 ? held_byte_ : get_byte();
         held_byte_ = -1;
         if (c == EOF) return false;
-        int extra;
-        uint32_t min;
-        if (c < 0x80) {
-            cp = static_cast<uint32_t>(c);
-            return true;
-        } else if ((c & 0xE0) == 0xC0) {
-            extra = 1;
-            cp = c & 0x1F;
-            min = 0x80;
-        } else if ((c & 0xF0) == 0xE0) {
-            extra = 2;
-            cp = c & 0x0F;
-            min = 0x800;
-        } else if ((c & 0xF8) == 0xF0) {
-            extra = 3;
-            cp = c & 0x07;
-            min = 0x10000;
-        } else {
-            cp = 0xFFFD;
-            return true;
-        }
-        for (int i = 0; i < extra; ++i) {
+        unsigned char bytes[4] = {static_cast<unsigned char>(c)};
+        const size_t need = text_utf8_lead_length(bytes[0]);
+        size_t have = 1;
+        while (have < need) {
             const int d = get_byte();
-            if (d == EOF || (d & 0xC0) != 0x80) {
-                if (d != EOF) held_byte_ = d; /* the next character starts here */
-                cp = 0xFFFD;
-                return true;
+            if (d == EOF) break;
+            if ((d & 0xC0) != 0x80) {
+                held_byte_ = d;
+                break;
             }
-            cp = (cp << 6) | static_cast<uint32_t>(d & 0x3F);
+            bytes[have++] = static_cast<unsigned char>(d);
         }
-        if (cp < min || cp > 0x10FFFF || (cp >= 0xD800 && cp <= 0xDFFF)) cp = 0xFFFD;
+        if (text_utf8_decode(bytes, have, &cp) != have) cp = 0xFFFD;
         return true;
     }
 

@@ -11,7 +11,6 @@
 
 char portNames[MAX_PORTS][PORT_NAME_SIZE];
 int portCount = 0;
-char portDescriptions[MAX_PORTS][PORT_NAME_SIZE];
 int autoPortIndex = -1;
 
 int isSerialOpen = 0;
@@ -25,6 +24,24 @@ prompt_box_t deviceRemovedNotice = nullptr;
 int d_cnt = 0;
 
 namespace {
+
+/* Closes the port and shows it closed (white button, list enabled, "Open Port"). */
+void close_port() {
+    SerialClose();
+    isSerialOpen = 0;
+    port_ui_closed();
+    relabel_port_panel();
+}
+
+/* Opens port `index` of the list and shows it open (yellow button, list disabled, "Close Port").
+ * False when it could not be opened; nothing is shown then. */
+bool open_port(int index) {
+    if (OpenDevice(index) != 1) return false;
+    isSerialOpen = 1;
+    port_ui_opened();
+    relabel_port_panel();
+    return true;
+}
 
 void close_notice(prompt_box_t* notice) {
     if (*notice == nullptr) return;
@@ -46,11 +63,8 @@ void handle_plug_in() {
         noDeviceNotice = show_prompt_alert(lang_text("No Device Connection!", "没有设备连接!"));
         noDeviceFlag = 1;
     } else if (isSerialOpen == 0) {
-        if (OpenDevice(port_list_selected()) == 1) {
-            isSerialOpen = 1;
+        if (open_port(port_list_selected())) {
             openErrorShown = 0;
-            port_ui_opened();
-            relabel_port_panel();
             dbg_log("[Debug] updateSerialPortList():after: isSerialOpen: %d\n", isSerialOpen);
             dbg_log("[Success] updateSerialPortList():Open_Device successfully!\n");
         } else {
@@ -58,10 +72,7 @@ void handle_plug_in() {
             dbg_log("updateSerialPortList(): 打开串口失败\n");
         }
     } else {
-        SerialClose();
-        isSerialOpen = 0;
-        relabel_port_panel();
-        port_ui_closed();
+        close_port();
         dbg_log("[Success] updateSerialPortList():Close_Device successfully!\n");
     }
     deviceDisconnected = 1;
@@ -73,12 +84,9 @@ void handle_plug_in() {
 /* The last adapter is gone: close, show the empty list and tell the user. */
 void handle_removal() {
     dbg_log("[warning] deviceDisconnected：%d 检测设备断开\n", deviceDisconnected);
-    SerialClose();
+    close_port();
     noDeviceFlag = 1;
     updateddListWithoutOpen();
-    port_ui_closed();
-    port_button_set_caption(port_button_caption(false));
-    isSerialOpen = 0;
     deviceDisconnected = 0;
     deviceRemovedNotice = show_prompt_alert(lang_text("Device removed!", "设备已弹出 !"));
 }
@@ -96,16 +104,12 @@ void handle_count_decrease(int newPortnumber) {
     updateddListWithoutOpen();
     if (newPortnumber <= 0) return;
     port_list_select(0);
-    if (OpenDevice(0) == 1) {
-        isSerialOpen = 1;
-        port_ui_opened();
-        port_button_set_caption(port_button_caption(true));
+    if (open_port(0)) {
         dbg_log("[warning]如果之前是连接状态，并且还有设备没有被占用，执行打开 deviceDisconnected: %d\n",
                 deviceDisconnected);
     } else {
-        port_button_set_caption(port_button_caption(false));
         port_ui_closed();
-        isSerialOpen = 0;
+        relabel_port_panel();
         show_error("打开串口失败!"); /* Chinese whatever the language, as the tool has it */
         dbg_log("[warning]如果之前是连接状态，并且还有设备但是被占用，执行关闭 deviceDisconnected: %d\n",
                 deviceDisconnected);
@@ -118,13 +122,8 @@ int discover_ports() {
     autoPortIndex = -1;
     portCount = 0;
     if (enumerate_com_ports() == 0) return 0;
-    for (int i = 0; i < portCount && autoPortIndex == -1; ++i) {
-        const char* d = portDescriptions[i];
-        if (strstr(d, "USB") != nullptr || strstr(d, "Vid_") != nullptr || strstr(d, "VID_") != nullptr)
-            autoPortIndex = i;
-    }
-    if (autoPortIndex == -1 && portCount >= 1) autoPortIndex = 0;
-    return portCount > 0 ? 1 : 0;
+    autoPortIndex = 0; /* every listed port is a USB adapter's */
+    return 1;
 }
 
 void updateddListWithoutOpen() {
@@ -209,23 +208,17 @@ void port_button_click() {
     dbg_log("----- openSerial_event_handler() -----\n");
     dbg_log("[Debug] openSerial_event_handler(): isSerialOpen: %d\n", isSerialOpen);
     if (isSerialOpen == 1) {
-        SerialClose();
-        isSerialOpen = 0;
-        relabel_port_panel();
-        port_ui_closed();
+        close_port();
         dbg_log("[Debug] Control_Serial_btn_event_cb(): comclose(): isSerialOpen: %d\n", isSerialOpen);
         dbg_log("[Success] open_button_event_cb(): Close_Device successfully!\n");
     } else if (isSerialOpen == 0) {
         const int selectedDeviceIndex = port_list_selected();
         dbg_log("[Infoemation] selectedDeviceIndex: %d\n", selectedDeviceIndex); /* sic */
-        if (OpenDevice(selectedDeviceIndex) != 1) {
+        if (!open_port(selectedDeviceIndex)) {
             show_error(lang_text("Failed to open serial port!", "打开串口失败!"));
             dbg_log("[Error] Control_Serial_btn_event_cb() 打开串口失败\n");
             return;
         }
-        isSerialOpen = 1;
-        port_ui_opened();
-        relabel_port_panel();
         dbg_log("[Debug] openSerial_event_handler(): Open_Device(): isSerialOpen: %d\n", isSerialOpen);
         dbg_log("[Success] openSerial_event_handler():  Open_Device successfully!\n");
     } else {

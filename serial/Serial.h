@@ -24,10 +24,8 @@ constexpr uint32_t PLUG_DEBOUNCE_MS = 100;
 extern char portNames[MAX_PORTS][PORT_NAME_SIZE];
 /* Number of valid entries of portNames (the hot-plug log calls it newPortnumber). */
 extern int portCount;
-/* Descriptions scanned by the default-port rule; discovery never fills them, so the default port
- * is always the first one. */
-extern char portDescriptions[MAX_PORTS][PORT_NAME_SIZE];
-/* Default port chosen by discovery; -1 when there is none. */
+/* Default port chosen by discovery (discovery keeps only USB adapters, so the first one); -1 when
+ * there is none. */
 extern int autoPortIndex;
 
 extern int isSerialOpen;       /* 1 while the screen treats the port as open */

@@ -24,8 +24,6 @@ constexpr size_t DUMP_LINE_SIZE = 512; /* the hex dump of a write is cut to one 
  * logged. */
 std::thread* const THREAD_HANDLE_ALL_ONES = reinterpret_cast<std::thread*>(~uintptr_t{0});
 
-uint32_t g_threads_started = 0;
-
 void* as_ptr(port_handle_t h) { return reinterpret_cast<void*>(h); }
 
 std::thread* start_notifier() {
@@ -74,7 +72,7 @@ void SerialStopNotifier() {
 
 int OpenDevice(int index) {
     if (index < 0 || index >= portCount) return 0;
-    const port_handle_t h = SerialOpen(index, portNames[index]);
+    const port_handle_t h = SerialOpen(portNames[index]);
     if (h != PORT_HANDLE_NONE) {
         g_io_handle = h;
         dbg_log("[Success] File: comHandle: OpenDevice(): Open Device successfully!\n");
@@ -85,7 +83,7 @@ int OpenDevice(int index) {
     return 0;
 }
 
-port_handle_t SerialOpen(int /*index*/, const char* name) {
+port_handle_t SerialOpen(const char* name) {
     if (g_comm.hThreadEvent != nullptr || port_handle_valid(g_comm.hCom)) {
         /* Callers close before they open; never leave a second notifier thread behind. */
         dbg_log("[warning] SerialOpen: a port is still open, closing it first\n");
@@ -116,7 +114,6 @@ port_handle_t SerialOpen(int /*index*/, const char* name) {
     g_io_handle = h;
     g_comm.threadRunning = 1;
     g_comm.hThreadEvent = start_notifier();
-    g_comm.threadId = ++g_threads_started;
     if (g_comm.hThreadEvent == THREAD_HANDLE_ALL_ONES)
         platform_message_box("Build Thread Fail", "Error", MsgBoxIcon::Exclamation);
 

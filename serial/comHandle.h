@@ -31,7 +31,6 @@ public:
 
     std::atomic<int32_t> threadRunning{0}; /* 1 while the notifier thread is to keep running */
     std::thread* hThreadEvent = nullptr;   /* the notifier thread (the name is the program's own) */
-    uint32_t threadId = 0;                 /* number of the notifier thread, counted from 1 */
     port_handle_t hCom = PORT_HANDLE_NONE; /* the open port; PORT_HANDLE_INVALID once closed */
 };
 
@@ -56,9 +55,8 @@ extern int openErrorShown;
 int OpenDevice(int index);
 
 /* Opens and configures the named port and starts the notifier thread. Returns the port handle,
- * or 0 when the port could not be opened (the user is told once until openErrorShown is cleared).
- * `index` has no effect. */
-port_handle_t SerialOpen(int index, const char* name);
+ * or 0 when the port could not be opened (the user is told once until openErrorShown is cleared). */
+port_handle_t SerialOpen(const char* name);
 
 /* Writes length bytes. Returns length when all went out, else:
  *  -1 port not open, -2 the bounded wait could not be set up, -3 write refused at once,

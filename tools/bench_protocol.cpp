@@ -94,7 +94,7 @@ void bench_info_round_trip() {
         printf("1. information round trip: the simulator could not be started (%s)\n", SERVO_SIM_PATH);
         return;
     }
-    if (SerialOpen(0, path.c_str()) == PORT_HANDLE_NONE) {
+    if (SerialOpen(path.c_str()) == PORT_HANDLE_NONE) {
         printf("1. information round trip: %s could not be opened\n", path.c_str());
         kill(sim, SIGTERM);
         waitpid(sim, nullptr, 0);

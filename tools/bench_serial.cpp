@@ -184,7 +184,7 @@ void bench_throughput() {
     tcsetattr(master, TCSANOW, &t);
     close(slave);
     fcntl(master, F_SETFL, fcntl(master, F_GETFL) | O_NONBLOCK);
-    if (SerialOpen(0, name) == PORT_HANDLE_NONE) {
+    if (SerialOpen(name) == PORT_HANDLE_NONE) {
         printf("throughput: port did not open\n");
         close(master);
         return;

@@ -19,7 +19,7 @@ class InfoTransactionTest : public ProtocolFixture {
   protected:
     void SetUp() override {
         ProtocolFixture::SetUp();
-        ASSERT_NE(SerialOpen(0, pty.path().c_str()), PORT_HANDLE_NONE);
+        ASSERT_NE(SerialOpen(pty.path().c_str()), PORT_HANDLE_NONE);
         g_now = 5000;
         clock_set_source(test_clock);
         isSerialOpen = 1;

@@ -20,7 +20,7 @@ class ParamTransactionTest : public ProtocolFixture {
   protected:
     void SetUp() override {
         ProtocolFixture::SetUp();
-        ASSERT_NE(SerialOpen(0, pty.path().c_str()), PORT_HANDLE_NONE);
+        ASSERT_NE(SerialOpen(pty.path().c_str()), PORT_HANDLE_NONE);
     }
     void TearDown() override {
         if (port_handle_valid(g_comm.hCom)) SerialClose();

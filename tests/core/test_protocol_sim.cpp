@@ -62,7 +62,7 @@ class ProtocolSimTest : public ProtocolFixture {
         argv.push_back(nullptr);
         ASSERT_EQ(posix_spawn(&sim_, SERVO_SIM_PATH, nullptr, nullptr, argv.data(), environ), 0) << SERVO_SIM_PATH;
         ASSERT_TRUE(serial_test::wait_until([&] { return std::filesystem::exists(dir_ / "servo"); }));
-        ASSERT_NE(SerialOpen(0, (dir_ / "servo").c_str()), PORT_HANDLE_NONE);
+        ASSERT_NE(SerialOpen((dir_ / "servo").c_str()), PORT_HANDLE_NONE);
         isSerialOpen = 1;
     }
 

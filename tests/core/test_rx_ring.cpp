@@ -30,7 +30,7 @@ class RxRingTest : public ::testing::Test {
         serial_ports_reset();
         rx_ring_reset();
         g_consumed.clear();
-        ASSERT_NE(SerialOpen(0, pty.path().c_str()), PORT_HANDLE_NONE);
+        ASSERT_NE(SerialOpen(pty.path().c_str()), PORT_HANDLE_NONE);
     }
     void TearDown() override {
         if (port_handle_valid(g_comm.hCom)) SerialClose();

@@ -28,7 +28,7 @@ class SerialPortTest : public ::testing::Test {
     void TearDown() override {
         if (port_handle_valid(g_comm.hCom)) SerialClose();
     }
-    void open_port() { ASSERT_NE(SerialOpen(0, pty.path().c_str()), PORT_HANDLE_NONE); }
+    void open_port() { ASSERT_NE(SerialOpen(pty.path().c_str()), PORT_HANDLE_NONE); }
     int fd() const { return static_cast<int>(g_io_handle.load()); }
     int write_request() { return SerialWrite(kRequest.data(), 4); }
 
@@ -83,16 +83,16 @@ TEST_F(SerialPortTest, port_held_by_another_program_shows_the_box_once_until_the
     const int other = open(pty.path().c_str(), O_RDWR | O_NOCTTY);
     ASSERT_EQ(flock(other, LOCK_EX | LOCK_NB), 0);
 
-    EXPECT_EQ(SerialOpen(0, pty.path().c_str()), PORT_HANDLE_NONE);
+    EXPECT_EQ(SerialOpen(pty.path().c_str()), PORT_HANDLE_NONE);
     ASSERT_EQ(fake_platform().message_boxes.size(), 1u);
     EXPECT_EQ(fake_platform().message_boxes[0].text, "Can't Open This Comport");
     EXPECT_EQ(fake_platform().message_boxes[0].caption, "Seiral Open Error");
     EXPECT_EQ(fake_platform().message_boxes[0].icon, MsgBoxIcon::Exclamation);
 
-    EXPECT_EQ(SerialOpen(0, pty.path().c_str()), PORT_HANDLE_NONE);
+    EXPECT_EQ(SerialOpen(pty.path().c_str()), PORT_HANDLE_NONE);
     EXPECT_EQ(fake_platform().message_boxes.size(), 1u) << "once until the latch is cleared";
     openErrorShown = 0;
-    EXPECT_EQ(SerialOpen(0, pty.path().c_str()), PORT_HANDLE_NONE);
+    EXPECT_EQ(SerialOpen(pty.path().c_str()), PORT_HANDLE_NONE);
     EXPECT_EQ(fake_platform().message_boxes.size(), 2u);
 
     EXPECT_EQ(count_threads(), threads_before);
