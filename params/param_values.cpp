@@ -36,6 +36,7 @@ constexpr int STALL_TIME_ROWS[3] = {PARAM_STALL_TIME1, PARAM_STALL_TIME2, PARAM_
 constexpr PanelEntry STALL_TIME_ENTRIES[3] = {PanelEntry::Stall1Time, PanelEntry::Stall2Time, PanelEntry::Stall3Time};
 constexpr PanelEntry STALL_POWER_ENTRIES[3] = {PanelEntry::Stall1Power, PanelEntry::Stall2Power,
                                                PanelEntry::Stall3Power};
+constexpr int STALL_POWER_ROWS[3] = {PARAM_STALL_FORCE1, PARAM_STALL_FORCE2, PARAM_STALL_FORCE3};
 constexpr PanelCheck LEVEL_CHECKS[3] = {PanelCheck::Level1, PanelCheck::Level2, PanelCheck::Level3};
 
 /* Entries that show their row's value as it is, in the order they are written. */
@@ -45,6 +46,15 @@ constexpr PanelEntry PLAIN_ENTRIES[] = {
     PanelEntry::Stall2Power, PanelEntry::Stall3Power, PanelEntry::Deadband, PanelEntry::OutputPower,
     PanelEntry::SoftStart,
 };
+
+/* Stall levels in force, counted from the first: a level counts while every level before it
+ * counts and its own time is above 0. Later levels are off whatever their own time. */
+int stall_levels_in_force(const int32_t times[3]) {
+    int n = 0;
+    while (n < 3 && times[n] > 0)
+        ++n;
+    return n;
+}
 
 /* Value's low bits, lowest first, into the set bits of the mask from bit 0 upward. */
 uint8_t deposit_bits(int32_t value, int mask) {
@@ -217,44 +227,32 @@ void update_par(int32_t* values, int count) {
 
     panel_set_checked(PanelCheck::Direction, values[PARAM_ARM_DIR] == 1);
 
-    /* A level is on only when the one before it is on and its own time is not 0. */
-    bool previous_on = true;
+    int32_t times[3];
+    for (int level = 0; level < 3; ++level)
+        times[level] = values[STALL_TIME_ROWS[level]];
+    const int in_force = stall_levels_in_force(times);
     for (int level = 0; level < 3; ++level) {
-        const bool on = previous_on && values[STALL_TIME_ROWS[level]] != 0;
+        const bool on = level < in_force;
         panel_set_checked(LEVEL_CHECKS[level], on);
-        panel_set_check_enabled(LEVEL_CHECKS[level], previous_on); /* as a click on the level before would */
+        panel_set_check_enabled(LEVEL_CHECKS[level], level <= in_force); /* as a click on the level before would */
         panel_show_level(level + 1, on);
-        previous_on = on;
     }
-
-    for (int level = 0; level < 3; ++level) {
-        if (values[STALL_TIME_ROWS[level]] == 0) {
-            panel_set_text(STALL_POWER_ENTRIES[level], "0");
-            break;
-        }
-    }
+    if (in_force < 3) panel_set_text(STALL_POWER_ENTRIES[in_force], "0"); /* the first level off has no power */
 }
 
 int getParametersFromUI() {
     for (PanelEntry e : PLAIN_ENTRIES)
         paramArray[panel_entry_row(e)] = panel_get_int(e);
 
-    int32_t t1 = 0, t2 = 0, t3 = 0;
-    if (panel_get_checked(PanelCheck::Level1)) t1 = panel_get_int(PanelEntry::Stall1Time) / STALL_TIME_SCALE;
-    if (panel_get_checked(PanelCheck::Level2) && t1 >= 1) t2 = panel_get_int(PanelEntry::Stall2Time) / STALL_TIME_SCALE;
-    if (panel_get_checked(PanelCheck::Level3) && t1 >= 1 && t2 >= 1)
-        t3 = panel_get_int(PanelEntry::Stall3Time) / STALL_TIME_SCALE;
-    paramArray[PARAM_STALL_TIME1] = t1;
-    paramArray[PARAM_STALL_TIME2] = t2;
-    paramArray[PARAM_STALL_TIME3] = t3;
-
-    /* A level that is off has no power. */
-    if (t1 == 0) {
-        paramArray[PARAM_STALL_FORCE1] = paramArray[PARAM_STALL_FORCE2] = paramArray[PARAM_STALL_FORCE3] = 0;
-    } else if (t2 == 0) {
-        paramArray[PARAM_STALL_FORCE2] = paramArray[PARAM_STALL_FORCE3] = 0;
-    } else if (t3 == 0) {
-        paramArray[PARAM_STALL_FORCE3] = 0;
+    /* A checked level's time, in units of 100 ms; a level after one that is not in force is off and
+     * every level from the first one off has no power. */
+    int32_t times[3];
+    for (int level = 0; level < 3; ++level)
+        times[level] = panel_get_checked(LEVEL_CHECKS[level]) ? panel_get_int(STALL_TIME_ENTRIES[level]) / STALL_TIME_SCALE : 0;
+    const int in_force = stall_levels_in_force(times);
+    for (int level = 0; level < 3; ++level) {
+        paramArray[STALL_TIME_ROWS[level]] = level <= in_force ? times[level] : 0;
+        if (level >= in_force) paramArray[STALL_POWER_ROWS[level]] = 0;
     }
 
     paramArray[PARAM_ARM_DIR] = panel_get_checked(PanelCheck::Direction) ? 1 : 0;
