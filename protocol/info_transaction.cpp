@@ -114,5 +114,6 @@ int info_transaction_check_timeout() {
     }
     s.info_rx_count = 0;
     s.mode = MODE_IDLE;
+    protocol_drop_echo(); /* a write's echo may still wait for its last byte */
     return 1;
 }

@@ -158,6 +158,10 @@ int param_transaction_write() {
 
 void param_read_timer_cb(protocol_timer_t timer) {
     ProtocolState& s = g_protocol;
+    /* What came in since the last call is parsed first, against the echoes it belongs to: a late
+     * UI thread must not let the next request's echo, or the end of the sequence, get ahead of a
+     * reply that is already here. */
+    protocol_take_received();
     const int n = s.reg_read_counter;
     if (n >= 0 && n < FRAME_REGISTER_READ_STEPS) {
         uint8_t request[FRAME_REGISTER_REQUEST_LEN];
@@ -178,6 +182,7 @@ void param_read_timer_cb(protocol_timer_t timer) {
 
 void param_write_timer_cb(protocol_timer_t timer) {
     ProtocolState& s = g_protocol;
+    protocol_take_received();
     const int k = s.reg_write_counter;
     if (k < FRAME_REGISTER_WRITE_FRAMES) {
         uint8_t frame[FRAME_REGISTER_REQUEST_LEN];

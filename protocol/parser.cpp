@@ -7,6 +7,8 @@
 #include "params/panel_fields.h"
 #include "params/param_values.h"
 #include "common/screen_port.h"
+#include "serial/comHandle.h"
+#include "serial/rx_ring.h"
 
 #include <cstdio>
 #include <cstring>
@@ -276,6 +278,13 @@ void protocol_reset() {
     memset(g_servo_info_tx_buf, 0, sizeof g_servo_info_tx_buf);
     memset(ReadCacheBuff, 0, sizeof ReadCacheBuff);
 }
+
+void protocol_take_received() {
+    if (port_handle_valid(g_io_handle)) SerialHandle();
+    rx_ring_drain(process_servo_info_data);
+}
+
+void protocol_drop_echo() { disarm_echo(); }
 
 bool protocol_busy() {
     return g_protocol.mode == MODE_READ_INFO || g_protocol.mode == MODE_WRITE_INFO || g_protocol.read_timer != nullptr ||

@@ -125,6 +125,15 @@ void protocol_reset();
 /* Takes one received byte (UI thread only). No result: what it completes it shows or stores. */
 void process_servo_info_data(uint8_t byte);
 
+/* Hands every byte received so far to the parser: what the port holds goes into the receive ring
+ * and the ring is drained, in arrival order. The timed sends call it first, so a reply that came
+ * in while the UI thread was late is parsed before the next request's echo is expected. */
+void protocol_take_received();
+
+/* Forgets a half-matched echo of a block-family frame; a transaction that ends without its reply
+ * calls it, so the next request's echo is matched from its first byte. */
+void protocol_drop_echo();
+
 /* Information read (mode 5): collects the reply, noting whether it starts with the echo of the
  * request, and hands a complete one to handle_servo_info_frame. */
 void detect_self_receive_pattern(uint8_t byte);

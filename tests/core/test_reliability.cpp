@@ -1,0 +1,104 @@
+/* Faults found by running the tool against a misbehaving servo and a late UI thread: each case
+ * replays the bytes of that run on a pseudo-terminal and checks what the user is shown. */
+#include "protocol/info_transaction.h"
+#include "protocol/param_transaction.h"
+#include "serial/comHandle.h"
+#include "serial/rx_ring.h"
+#include "tests/core/protocol_test_support.h"
+#include "tests/core/serial_test_support.h"
+
+#include <algorithm>
+#include <thread>
+
+using namespace servo_bytes;
+
+namespace {
+
+uint64_t g_now = 0;
+uint64_t test_clock() { return g_now; }
+
+class ReliabilityTest : public ProtocolFixture {
+  protected:
+    void SetUp() override {
+        ProtocolFixture::SetUp();
+        rx_ring_reset();
+        ASSERT_NE(SerialOpen(pty.path().c_str()), PORT_HANDLE_NONE);
+        isSerialOpen = 1;
+    }
+    void TearDown() override {
+        clock_set_source(nullptr);
+        if (port_handle_valid(g_comm.hCom)) SerialClose();
+        ProtocolFixture::TearDown();
+    }
+    static int errors_shown() {
+        return static_cast<int>(std::count_if(fake_prompts().begin(), fake_prompts().end(),
+                                              [](const FakePrompt& p) { return p.kind == FakePrompt::Error; }));
+    }
+    /* The servo's side: what the tool sent comes back as echo, then the servo's answer; returns
+     * once all of it waits at the tool's port, which nobody drains meanwhile. */
+    void answer(size_t sent_len, const Bytes& reply) {
+        const Bytes sent = pty.receive(sent_len);
+        ASSERT_EQ(sent.size(), sent_len);
+        const int before = serial_test::queued_at_port();
+        pty.send(cat({sent, reply}));
+        ASSERT_TRUE(serial_test::wait_until(
+            [&] { return serial_test::queued_at_port() >= before + static_cast<int>(sent.size() + reply.size()); }));
+    }
+
+    serial_test::PtyPair pty;
+};
+
+} // namespace
+
+/* A servo that stays silent once: the information write times out after its echo came back
+ * whole but for the byte beyond the frame; the next read must still see its answer. */
+TEST_F(ReliabilityTest, an_information_read_after_a_timed_out_write_fills_the_fields) {
+    g_now = 1000;
+    clock_set_source(test_clock);
+    fake_info(InfoField::Type) = "SERVO-7";
+    fake_info(InfoField::Year) = "2026";
+    fake_info(InfoField::Month) = "01";
+    fake_info(InfoField::Day) = "15";
+    ASSERT_EQ(info_transaction_write(), INFO_SENT);
+    answer(FRAME_INFO_LEN, {});
+    protocol_take_received();
+    g_now += INFO_TIMEOUT_MS + 1;
+    ASSERT_EQ(info_transaction_check_timeout(), 1);
+    ASSERT_EQ(errors_shown(), 1) << "the write timed out";
+
+    ASSERT_EQ(info_transaction_read(), INFO_SENT);
+    answer(INFO_REQUEST.size(), info_frame("SIM-BLOCK-01", "20250203"));
+    protocol_take_received();
+    EXPECT_EQ(errors_shown(), 1) << "no read failure after a right answer";
+    EXPECT_EQ(fake_info(InfoField::Type), "SIM-BLOCK-01");
+    EXPECT_EQ(fake_info(InfoField::Year), "2025");
+    EXPECT_EQ(fake_info(InfoField::Month), "02");
+    EXPECT_EQ(fake_info(InfoField::Day), "03");
+}
+
+/* The UI thread runs 15 ms late before every register request: each reply is already waiting when
+ * the next request goes out, and must still be read as the reply it is. */
+TEST_F(ReliabilityTest, a_register_read_with_a_late_ui_thread_reads_all_eight_replies_every_time) {
+    for (int run = 0; run < 100; ++run) {
+        SCOPED_TRACE(run);
+        fake_prompts().clear();
+        fake_panel_reset();
+        /* Differs from run to run; below 70, so that no byte of the reply is 0x81, which a parameter
+         * read always takes for the start of its request's echo. */
+        const uint16_t gain = static_cast<uint16_t>(1 + run % 60);
+        ASSERT_EQ(param_transaction_read(), PARAM_CMD_STARTED);
+        answer(PARAM_REQUEST.size(), {}); /* a register servo leaves the block request unanswered */
+        for (int step = 0; step < 8; ++step) {
+            fake_timer_fire(fake_timers().timers.back().get());
+            const uint16_t d0 = step == 1 ? gain : DEFAULT_REGS[step][0];
+            answer(FRAME_REGISTER_REQUEST_LEN, reg_reply(d0, DEFAULT_REGS[step][1]));
+            std::this_thread::sleep_for(std::chrono::milliseconds(15));
+        }
+        fake_timer_fire(fake_timers().timers.back().get()); /* the ninth call ends the sequence */
+        protocol_take_received();
+        ASSERT_EQ(prompt_texts(), std::vector<std::string>{"读取参数成功!"});
+        ASSERT_EQ(fake_entry(PanelEntry::Gain), std::to_string(gain));
+        ASSERT_EQ(fake_entry(PanelEntry::MaxPulse), "2000"); /* MP 8000 / 4 from the fourth reply */
+        ASSERT_EQ(fake_entry(PanelEntry::SoftStart), "1");   /* the last reply's first byte */
+    }
+}
