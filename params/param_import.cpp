@@ -234,7 +234,7 @@ constexpr const char* CONFIGBUFFER_PATTERN = "ConfigBuffer[%d] = %d;";
 
 void handle_configbuffer_line(ImportRun& run, const char* line) {
     int32_t nums[2];
-    parameterSource = PARAM_SOURCE_BLOCK;
+    params_set_source(PARAM_SOURCE_BLOCK);
     if (scan_ints(line, CONFIGBUFFER_PATTERN, nums, 2) < 2) {
         report_line(run, g_import.line_counter, "Format error", "格式错误");
     } else if (nums[0] < 0 || nums[0] > CONFIGBUFFER_INDEX_MAX) {
@@ -248,7 +248,7 @@ void handle_configbuffer_line(ImportRun& run, const char* line) {
 }
 
 void handle_key_line(ImportRun& run, const char* line) {
-    parameterSource = PARAM_SOURCE_REGISTER;
+    params_set_source(PARAM_SOURCE_REGISTER);
     for (int k = 0; k < REG_FILE_LINES; ++k) {
         const char* key = register_file_key(k);
         if (line[0] != key[0] || line[1] != key[1] || line[2] != ':') continue;
@@ -290,8 +290,7 @@ bool handle_line(ImportRun& run, const std::string& piece) {
 }
 
 void apply_configbuffer() {
-    memcpy(parmeterBuff, g_import.bytes + 1, 36); /* index 0 is the command byte */
-    params_show_block(g_import.bytes + 1);
+    params_take_block(g_import.bytes + 1, 36); /* index 0 is the command byte */
 }
 
 void apply_keys() {

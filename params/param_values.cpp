@@ -5,13 +5,6 @@
 
 #include <cstring>
 
-int32_t defaultValues[PARAM_COUNT];
-int32_t parameterValues[PARAM_COUNT];
-int32_t paramArray[PARAM_ARRAY_SIZE];
-uint8_t parmeterBuff[PARAM_IMAGE_SIZE];
-uint8_t g_param_image[PARAM_IMAGE_SIZE];
-int32_t parameterSource = PARAM_SOURCE_NONE;
-
 namespace {
 
 constexpr int STALL_TIME_MAX = 100;   /* stored stall time, units of 100 ms */
@@ -22,14 +15,7 @@ constexpr int DEADBAND_PACK_MAX = 13;
 constexpr int PREPARE_COPY_BYTES = 36;
 constexpr int PREPARE_MERGE_LAST = 36;
 
-struct PackState {
-    bool defaults_loaded = false;
-    int high_byte = -1;        /* largest image byte met while packing */
-    int reg27_sensitivity = 0; /* the three fields of byte 27, remembered across rows and calls */
-    int reg27_arm_dir = 0;
-    int reg27_motor_dir = 0;
-};
-PackState g_pack;
+ParamsState g_params;
 
 /* Rows whose stall level groups follow them, by level 1..3. */
 constexpr int STALL_TIME_ROWS[3] = {PARAM_STALL_TIME1, PARAM_STALL_TIME2, PARAM_STALL_TIME3};
@@ -106,11 +92,11 @@ void pack_byte(uint8_t* image, int row, int32_t v, int b, int m, bool last_byte)
         return;
     }
     if (b == 27) { /* REG27: bits 0-3 sensitivity, bit 4 arm direction, bit 5 motor direction */
-        if (m == 0x0F) g_pack.reg27_sensitivity = v & 0x0F;
-        if (m == 0x10) g_pack.reg27_arm_dir = v & 1;
-        if (m == 0x20) g_pack.reg27_motor_dir = v & 1;
+        if (m == 0x0F) g_params.reg27_sensitivity = v & 0x0F;
+        if (m == 0x10) g_params.reg27_arm_dir = v & 1;
+        if (m == 0x20) g_params.reg27_motor_dir = v & 1;
         image[27] = static_cast<uint8_t>(
-            (image[27] & 0xC0) | ((g_pack.reg27_motor_dir * 2 + g_pack.reg27_arm_dir) * 16) | g_pack.reg27_sensitivity);
+            (image[27] & 0xC0) | ((g_params.reg27_motor_dir * 2 + g_params.reg27_arm_dir) * 16) | g_params.reg27_sensitivity);
         dbg_log("[Debug] int2Byte() [REG27] value: 0x%02X\n", image[27]);
         return;
     }
@@ -130,20 +116,20 @@ int32_t stall_ms(int32_t stored) {
 } // namespace
 
 bool params_load_defaults() {
-    if (g_pack.defaults_loaded) return false;
-    g_pack.defaults_loaded = true;
+    if (g_params.defaults_loaded) return false;
+    g_params.defaults_loaded = true;
     for (int i = 0; i < PARAM_COUNT; ++i) {
-        defaultValues[i] = parameterTable[i].defaultValue;
-        dbg_log("[Debug] defaultValues[%d] = %d\n", i, defaultValues[i]);
+        g_params.defaultValues[i] = parameterTable[i].defaultValue;
+        dbg_log("[Debug] defaultValues[%d] = %d\n", i, g_params.defaultValues[i]);
     }
     return true;
 }
 
 void params_startup_registers() {
-    memset(parameterValues, 0, sizeof parameterValues);
-    memset(g_param_image, 0, sizeof g_param_image);
-    int2Byte(g_param_image, PARAM_COUNT);
-    params_unpack(PARAM_COUNT);
+    memset(g_params.parameterValues, 0, sizeof g_params.parameterValues);
+    memset(g_params.g_param_image, 0, sizeof g_params.g_param_image);
+    int2Byte(g_params.g_param_image, PARAM_COUNT);
+    params_unpack(g_params.g_param_image, PARAM_COUNT);
 }
 
 int32_t params_unpack_value(const uint8_t* image, int row) {
@@ -161,10 +147,12 @@ int32_t params_unpack_value(const uint8_t* image, int row) {
     return result;
 }
 
-void params_unpack(int count) {
+void params_unpack(const uint8_t* image, int count) {
+    if (image != nullptr && image != g_params.g_param_image)
+        memcpy(g_params.g_param_image, image, PARAM_BLOCK_BYTES);
     count = clamp_count(count, PARAM_COUNT);
     for (int i = 0; i < count; ++i)
-        parameterValues[i] = params_unpack_value(g_param_image, i);
+        g_params.parameterValues[i] = params_unpack_value(g_params.g_param_image, i);
 }
 
 void int2Byte(uint8_t* image, int count) {
@@ -174,32 +162,31 @@ void int2Byte(uint8_t* image, int count) {
         const ParameterDescriptor& d = parameterTable[i];
         for (int k = d.byteCount - 1; k >= 0; --k) {
             const int b = params_row_byte(d, k);
-            if (b > g_pack.high_byte) g_pack.high_byte = b;
-            pack_byte(image, i, parameterValues[i], b, params_row_mask(d, k), d.byteCount == 1 || k == d.byteCount - 1);
+            if (b > g_params.high_byte) g_params.high_byte = b;
+            pack_byte(image, i, g_params.parameterValues[i], b, params_row_mask(d, k), d.byteCount == 1 || k == d.byteCount - 1);
         }
     }
 }
 
 int params_packed_high_byte() {
-    return g_pack.high_byte;
+    return g_params.high_byte;
 }
 
 void params_show_block(const uint8_t* block) {
     if (block == nullptr) return;
-    memcpy(g_param_image, block, PARAM_BLOCK_BYTES);
-    memset(parameterValues, 0, sizeof parameterValues);
-    params_unpack(PARAM_COUNT);
-    update_par(parameterValues, PARAM_COUNT);
+    memset(g_params.parameterValues, 0, sizeof g_params.parameterValues);
+    params_unpack(block, PARAM_COUNT);
+    update_par(g_params.parameterValues, PARAM_COUNT);
 }
 
 void params_prepare_write(int byteCount) {
     size_t bytes = byteCount < 0 ? 0 : static_cast<size_t>(byteCount);
-    if (bytes > sizeof parameterValues) bytes = sizeof parameterValues;
-    memcpy(parameterValues, paramArray, bytes);
-    memcpy(g_param_image, parmeterBuff, PREPARE_COPY_BYTES);
-    int2Byte(g_param_image, PARAM_COUNT);
+    if (bytes > sizeof g_params.parameterValues) bytes = sizeof g_params.parameterValues;
+    memcpy(g_params.parameterValues, g_params.paramArray, bytes);
+    memcpy(g_params.g_param_image, g_params.parmeterBuff, PREPARE_COPY_BYTES);
+    int2Byte(g_params.g_param_image, PARAM_COUNT);
     for (int pos = 0; pos <= PREPARE_MERGE_LAST; ++pos)
-        if (params_table_uses_byte(pos)) parmeterBuff[pos] = g_param_image[pos];
+        if (params_table_uses_byte(pos)) g_params.parmeterBuff[pos] = g_params.g_param_image[pos];
 }
 
 void update_par(int32_t* values, int count) {
@@ -241,8 +228,9 @@ void update_par(int32_t* values, int count) {
 }
 
 int getParametersFromUI() {
+    memset(g_params.paramArray, 0, sizeof g_params.paramArray); /* rows past the table stay 0 */
     for (PanelEntry e : PLAIN_ENTRIES)
-        paramArray[panel_entry_row(e)] = panel_get_int(e);
+        g_params.paramArray[panel_entry_row(e)] = panel_get_int(e);
 
     /* A checked level's time, in units of 100 ms; a level after one that is not in force is off and
      * every level from the first one off has no power. */
@@ -251,11 +239,11 @@ int getParametersFromUI() {
         times[level] = panel_get_checked(LEVEL_CHECKS[level]) ? panel_get_int(STALL_TIME_ENTRIES[level]) / STALL_TIME_SCALE : 0;
     const int in_force = stall_levels_in_force(times);
     for (int level = 0; level < 3; ++level) {
-        paramArray[STALL_TIME_ROWS[level]] = level <= in_force ? times[level] : 0;
-        if (level >= in_force) paramArray[STALL_POWER_ROWS[level]] = 0;
+        g_params.paramArray[STALL_TIME_ROWS[level]] = level <= in_force ? times[level] : 0;
+        if (level >= in_force) g_params.paramArray[STALL_POWER_ROWS[level]] = 0;
     }
 
-    paramArray[PARAM_ARM_DIR] = panel_get_checked(PanelCheck::Direction) ? 1 : 0;
+    g_params.paramArray[PARAM_ARM_DIR] = panel_get_checked(PanelCheck::Direction) ? 1 : 0;
 
     bool from_panel[PARAM_COUNT] = {};
     for (PanelEntry e : PLAIN_ENTRIES)
@@ -264,19 +252,31 @@ int getParametersFromUI() {
         from_panel[r] = true;
     from_panel[PARAM_ARM_DIR] = true;
     for (int i = 0; i < PARAM_COUNT; ++i)
-        if (!from_panel[i]) paramArray[i] = parameterValues[i];
+        if (!from_panel[i]) g_params.paramArray[i] = g_params.parameterValues[i];
 
     for (int i = 0; i < PARAM_COUNT; ++i)
-        dbg_log("[Debug] paramArray[%d] =  %d\n", i, paramArray[i]);
+        dbg_log("[Debug] paramArray[%d] =  %d\n", i, g_params.paramArray[i]);
     return PARAM_COUNT;
 }
 
-void params_reset() {
-    memset(defaultValues, 0, sizeof defaultValues);
-    memset(parameterValues, 0, sizeof parameterValues);
-    memset(paramArray, 0, sizeof paramArray);
-    memset(parmeterBuff, 0, sizeof parmeterBuff);
-    memset(g_param_image, 0, sizeof g_param_image);
-    parameterSource = PARAM_SOURCE_NONE;
-    g_pack = PackState{};
+void params_reset() { g_params = ParamsState{}; }
+
+const ParamsState& params_state() { return g_params; }
+
+void params_set_source(int32_t source) { g_params.parameterSource = source; }
+
+void params_take_block(const uint8_t* bytes, int n) {
+    if (bytes == nullptr) return;
+    if (n > PARAM_IMAGE_SIZE) n = PARAM_IMAGE_SIZE;
+    if (n > 0) memcpy(g_params.parmeterBuff, bytes, static_cast<size_t>(n));
+    params_show_block(bytes);
+}
+
+void params_set_working(const int32_t* values) {
+    if (values != nullptr) memcpy(g_params.parameterValues, values, sizeof g_params.parameterValues);
+}
+
+void params_set_array(const int32_t* values, int count) {
+    count = clamp_count(count, PARAM_ARRAY_SIZE);
+    if (values != nullptr) memcpy(g_params.paramArray, values, sizeof(int32_t) * static_cast<size_t>(count));
 }

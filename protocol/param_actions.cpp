@@ -15,12 +15,11 @@
 namespace {
 
 int save_block_family() {
-    memset(paramArray, 0, sizeof paramArray);
     const int count = getParametersFromUI();
     dbg_log("save_count:%d \n", count);
     params_prepare_write(4 * count);
     uint8_t frame[FRAME_PARAM_BLOCK_LEN];
-    if (buildWriteFrame(parmeterBuff, frame, sizeof frame) < 0) return PARAM_FILE_WRITE_FAILED;
+    if (buildWriteFrame(params_state().parmeterBuff, frame, sizeof frame) < 0) return PARAM_FILE_WRITE_FAILED;
     dbg_log("\n[DEBUG] save_parmeterBuff: \n");
     for (size_t i = 0; i < sizeof frame; ++i)
         dbg_log("sendBuff[%d] = %d\n", static_cast<int>(i), frame[i]);
@@ -42,7 +41,7 @@ int param_action_import() {
 }
 
 int param_action_save() {
-    switch (parameterSource) {
+    switch (params_state().parameterSource) {
     case PARAM_SOURCE_BLOCK:
         return save_block_family();
     case PARAM_SOURCE_REGISTER: {

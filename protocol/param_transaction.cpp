@@ -70,9 +70,9 @@ int write_block_family() {
     getParametersFromUI();
     dbg_log("\n[DEBUG] 1.界面的参数: \n");
     for (int i = 0; i < PARAM_COUNT; ++i)
-        dbg_log("partmp[%d] = %d\n", i, paramArray[i]);
+        dbg_log("partmp[%d] = %d\n", i, params_state().paramArray[i]);
     for (const StallCheck& c : STALL_CHECKS) {
-        if (paramArray[c.row] > STALL_TIME_WRITE_MAX) {
+        if (params_state().paramArray[c.row] > STALL_TIME_WRITE_MAX) {
             show_error(lang_text(c.en, c.zh));
             return PARAM_CMD_STALL_TIME;
         }
@@ -81,8 +81,8 @@ int write_block_family() {
     params_prepare_write(static_cast<int>(sizeof(int32_t)) * PARAM_COUNT);
     dbg_log("\n[DEBUG] 2.转换后的parmeterBuff: \n");
     for (size_t i = 0; i < FRAME_PARAM_BLOCK_DATA; ++i)
-        dbg_log("parmeterBuff[%d] = %d(0x%02X)\n", static_cast<int>(i), parmeterBuff[i], parmeterBuff[i]);
-    const int len = buildWriteFrame(parmeterBuff, s.block_frame, sizeof s.block_frame);
+        dbg_log("parmeterBuff[%d] = %d(0x%02X)\n", static_cast<int>(i), params_state().parmeterBuff[i], params_state().parmeterBuff[i]);
+    const int len = buildWriteFrame(params_state().parmeterBuff, s.block_frame, sizeof s.block_frame);
     dbg_log("[Debug] 3. buildWriteFrame() = %d\n", len);
     char dump[64 + FRAME_PARAM_BLOCK_LEN * 3];
     text_hex_dump(dump, sizeof dump, "\n[Debug] 4.Send parmeterBuff:", s.block_frame,
@@ -130,7 +130,7 @@ int param_transaction_read() {
 int param_transaction_write() {
     ProtocolState& s = g_protocol;
     int result = PARAM_CMD_STARTED;
-    switch (parameterSource) {
+    switch (params_state().parameterSource) {
     case PARAM_SOURCE_BLOCK:
         result = write_block_family();
         if (result != PARAM_CMD_STARTED) return result;

@@ -52,14 +52,13 @@ void block_frame_complete(uint8_t byte) {
     }
     s.block_checksum = 0;
     show_prompt(lang_text("Read  Parameter successfully!", "读取参数成功!"));
-    memcpy(parmeterBuff, s.block_data, FRAME_PARAM_BLOCK_DATA);
     if (s.first_read) {
         s.first_read_block[0] = FRAME_PARAM_WRITE_CMD;
         memcpy(s.first_read_block + 1, s.block_data, FRAME_PARAM_BLOCK_DATA);
         s.first_read = 0;
     }
-    params_show_block(s.block_data);
-    parameterSource = PARAM_SOURCE_BLOCK;
+    params_take_block(s.block_data, FRAME_PARAM_BLOCK_DATA);
+    params_set_source(PARAM_SOURCE_BLOCK);
     s.mode = MODE_IDLE;
     s.param_state = 0;
 }
@@ -73,7 +72,7 @@ void register_step_tail() {
         s.read_step = 0;
         s.read_cache_count = 0;
         show_prompt(lang_text("Read  Parameter successfully!", "读取参数成功!"));
-        parameterSource = PARAM_SOURCE_REGISTER;
+        params_set_source(PARAM_SOURCE_REGISTER);
         s.mode = MODE_IDLE;
     } else {
         ++s.read_step;

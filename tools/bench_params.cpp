@@ -37,8 +37,10 @@ template <typename F> void measure(const char* what, int rounds, F&& op) {
 int main() {
     dbg_log_set_sink(quiet); /* the conversions log every value; the log is not what is measured */
     params_load_defaults();
-    memcpy(parameterValues, defaultValues, sizeof parameterValues);
-    update_par(parameterValues, PARAM_COUNT);
+    int32_t shown[PARAM_COUNT];
+    memcpy(shown, params_state().defaultValues, sizeof shown);
+    update_par(shown, PARAM_COUNT);
+    params_set_working(shown);
 
     char tmpl[] = "/tmp/servo_bench_XXXXXX";
     if (mkdtemp(tmpl) == nullptr) return 1;
@@ -49,18 +51,14 @@ int main() {
         getParametersFromUI();
         params_prepare_write(4 * PARAM_COUNT);
     });
-    measure("unpack + update_par", 20000, [] {
-        memcpy(g_param_image, parmeterBuff, PARAM_BLOCK_BYTES);
-        params_unpack(PARAM_COUNT);
-        update_par(parameterValues, PARAM_COUNT);
-    });
+    measure("unpack + update_par (params_show_block)", 20000, [] { params_show_block(params_state().parmeterBuff); });
 
-    parameterSource = PARAM_SOURCE_BLOCK;
+    params_set_source(PARAM_SOURCE_BLOCK);
     fake_file_dialog().next_path = cb;
     measure("save ConfigBuffer (pack + write)", 2000, [] { param_action_save(); });
     measure("import ConfigBuffer", 2000, [&] { params_import_path(cb.c_str()); });
 
-    parameterSource = PARAM_SOURCE_REGISTER;
+    params_set_source(PARAM_SOURCE_REGISTER);
     fake_file_dialog().next_path = jvn;
     measure("save JVN", 2000, [] { param_action_save(); });
     measure("import JVN", 2000, [&] { params_import_path(jvn.c_str()); });

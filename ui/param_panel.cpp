@@ -167,7 +167,7 @@ void make_field(lv_obj_t* parent, int i, const char* tag, int32_t entry_w, int32
     lv_obj_t* ta = lv_textarea_create(parent);
     lv_textarea_set_one_line(ta, true);
     char text[16];
-    snprintf(text, sizeof text, "%d", static_cast<int>(defaultValues[row]));
+    snprintf(text, sizeof text, "%d", static_cast<int>(params_state().defaultValues[row]));
     lv_textarea_set_text(ta, text);
     lv_textarea_set_max_length(ta, field.max_chars);
     lv_obj_remove_flag(ta, LV_OBJ_FLAG_SCROLLABLE);
@@ -269,11 +269,11 @@ void check_field(lv_event_t* e, bool four_chars_only, int32_t (*restore)(int32_t
 
 int32_t default_shown(int32_t row) {
     const bool stall_time = row == PARAM_STALL_TIME1 || row == PARAM_STALL_TIME2 || row == PARAM_STALL_TIME3;
-    return stall_time ? defaultValues[row] * 100 : defaultValues[row];
+    return stall_time ? params_state().defaultValues[row] * 100 : params_state().defaultValues[row];
 }
 
 int32_t working_value(int32_t row) {
-    return parameterValues[row];
+    return params_state().parameterValues[row];
 }
 
 } // namespace

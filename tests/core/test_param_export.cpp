@@ -33,11 +33,13 @@ class Export : public ::testing::Test {
         char now[4096];
         return getcwd(now, sizeof now) != nullptr ? now : "";
     }
-    /* The panel as the servo's defaults show it, with parameterValues holding them. */
+    /* The panel as the servo's defaults show it, with the working values holding them. */
     static void show_defaults(int source) {
-        memcpy(parameterValues, defaultValues, sizeof parameterValues);
-        update_par(parameterValues, PARAM_COUNT);
-        parameterSource = source;
+        int32_t shown[PARAM_COUNT];
+        memcpy(shown, params_state().defaultValues, sizeof shown);
+        update_par(shown, PARAM_COUNT);
+        params_set_working(shown);
+        params_set_source(source);
     }
     TempDir dir;
     char start_dir[4096];

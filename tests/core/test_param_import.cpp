@@ -89,40 +89,41 @@ TEST_F(Import, each_file_gets_its_result_and_messages_line_by_line) {
         EXPECT_EQ(import(c.name, c.content), c.result);
         EXPECT_EQ(prompt_texts(), c.prompts);
     }
-    EXPECT_EQ(parmeterBuff[0], 8) << "the NUL ended the line";
+    EXPECT_EQ(params_state().parmeterBuff[0], 8) << "the NUL ended the line";
     EXPECT_FALSE(params_path_has_txt_extension((dir / "x.txt.bak").c_str()));
     EXPECT_FALSE(params_path_has_txt_extension("/a.txt/file"));
 }
 
 TEST_F(Import, configbuffer_files_fill_the_block_and_the_panel) {
     EXPECT_EQ(import("b.txt", "ConfigBuffer[0] = 64;\nConfigBuffer[4]=7\nConfigBuffer[ 5] =  9 ;\n"), PARAM_FILE_OK);
-    EXPECT_EQ(parmeterBuff[3], 7);
-    EXPECT_EQ(parmeterBuff[4], 9);
+    EXPECT_EQ(params_state().parmeterBuff[3], 7);
+    EXPECT_EQ(params_state().parmeterBuff[4], 9);
     EXPECT_EQ(params_import_byte(0), 64);
     EXPECT_EQ(params_import_good_lines(), 3);
 
     EXPECT_EQ(params_import_path(data_file("configbuffer_defaults.txt").c_str()), PARAM_FILE_OK);
-    EXPECT_EQ(parmeterBuff[19], 0x73);
-    EXPECT_EQ(parmeterBuff[34], 0x13);
-    EXPECT_EQ(g_param_image[27], 0x31);
+    EXPECT_EQ(params_state().parmeterBuff[19], 0x73);
+    EXPECT_EQ(params_state().parmeterBuff[34], 0x13);
+    EXPECT_EQ(params_state().g_param_image[27], 0x31);
     EXPECT_EQ(fake_entry(PanelEntry::MaxPulse), "2000");
     EXPECT_EQ(fake_entry(PanelEntry::Stall1Time), "300");
     EXPECT_TRUE(fake_checked(PanelCheck::Level1));
     EXPECT_TRUE(fake_checked(PanelCheck::Direction));
-    EXPECT_EQ(parameterSource, PARAM_SOURCE_BLOCK);
+    EXPECT_EQ(params_state().parameterSource, PARAM_SOURCE_BLOCK);
 }
 
 TEST_F(Import, a_file_that_is_not_imported_changes_nothing) {
-    parmeterBuff[0] = 12;
+    const uint8_t before[PARAM_IMAGE_SIZE] = {12};
+    params_take_block(before, PARAM_IMAGE_SIZE);
     EXPECT_EQ(import("c.txt", "\n# a\n\n  \nGain 65\nConfigBuffer[1] = 65;\n"), PARAM_FILE_UNKNOWN_FORMAT);
-    EXPECT_EQ(parmeterBuff[0], 12);
-    EXPECT_EQ(parameterSource, PARAM_SOURCE_NONE);
+    EXPECT_EQ(params_state().parmeterBuff[0], 12);
+    EXPECT_EQ(params_state().parameterSource, PARAM_SOURCE_NONE);
     EXPECT_EQ(params_import_line_count(), 5);
     EXPECT_EQ(params_import_path((dir / "missing.txt").c_str()), PARAM_FILE_OPEN_FAILED);
     ASSERT_EQ(mkdir((dir / "folder.txt").c_str(), 0700), 0);
     EXPECT_EQ(params_import_path((dir / "folder.txt").c_str()), PARAM_FILE_OPEN_FAILED);
     EXPECT_EQ(prompt_texts().back(), "无法打开文件！");
-    EXPECT_EQ(parmeterBuff[0], 12);
+    EXPECT_EQ(params_state().parmeterBuff[0], 12);
 }
 
 TEST_F(Import, line_numbers_and_good_lines_count_on_from_one_import_to_the_next) {
@@ -150,7 +151,7 @@ TEST_F(Import, key_file_puts_wire_values_on_the_panel) {
         EXPECT_EQ(fake_entry(entry), text) << static_cast<int>(entry);
     EXPECT_TRUE(fake_checked(PanelCheck::Direction));
     EXPECT_EQ(fake_panel().redraws, 1);
-    EXPECT_EQ(parameterSource, PARAM_SOURCE_REGISTER);
+    EXPECT_EQ(params_state().parameterSource, PARAM_SOURCE_REGISTER);
 
     EXPECT_EQ(import("i.txt", "KP:abc\nOT:999\nRS:2\nKD:99999999999\n"), PARAM_FILE_OK);
     EXPECT_EQ(fake_entry(PanelEntry::Stall1Time), "0");
@@ -163,7 +164,7 @@ TEST_F(Import, byte_order_marks_and_utf16_text_are_read) {
     EXPECT_EQ(import("bom8.txt", "\xEF\xBB\xBF"
                                  "ConfigBuffer[1] = 33;\n"),
               PARAM_FILE_OK);
-    EXPECT_EQ(parmeterBuff[0], 33);
+    EXPECT_EQ(params_state().parmeterBuff[0], 33);
 
     std::string le = "\xFF\xFE", be = "\xFE\xFF";
     for (char16_t u : std::u16string(u"ConfigBuffer[2] = 44;\r\n# 注释\r\nConfigBuffer[3] = 55;\r\n")) {
@@ -171,11 +172,12 @@ TEST_F(Import, byte_order_marks_and_utf16_text_are_read) {
         be += {static_cast<char>(u >> 8), static_cast<char>(u & 0xFF)};
     }
     EXPECT_EQ(import("le.txt", le), PARAM_FILE_OK);
-    EXPECT_EQ(parmeterBuff[1], 44);
-    EXPECT_EQ(parmeterBuff[2], 55);
-    parmeterBuff[1] = 0;
+    EXPECT_EQ(params_state().parmeterBuff[1], 44);
+    EXPECT_EQ(params_state().parmeterBuff[2], 55);
+    const uint8_t zero[PARAM_IMAGE_SIZE] = {};
+    params_take_block(zero, PARAM_IMAGE_SIZE);
     EXPECT_EQ(import("be.txt", be), PARAM_FILE_OK);
-    EXPECT_EQ(parmeterBuff[1], 44);
+    EXPECT_EQ(params_state().parmeterBuff[1], 44);
 }
 
 TEST_F(Import, long_lines_are_read_in_pieces_of_299_characters) {
@@ -187,7 +189,7 @@ TEST_F(Import, long_lines_are_read_in_pieces_of_299_characters) {
     EXPECT_EQ(prompt_texts(),
               (std::vector<std::string>{"Import failed! \nLine 2: Format error",
                                         "Import failed! \nLine 3: Format error", "Successfully imported!"}));
-    EXPECT_EQ(parmeterBuff[1], 2);
+    EXPECT_EQ(params_state().parmeterBuff[1], 2);
     EXPECT_EQ(params_import_line_count(), 5);
 }
 

@@ -30,16 +30,15 @@ class Packing : public ::testing::Test {
         params_reset();
         fake_panel_reset();
         params_load_defaults();
-        memcpy(values, defaultValues, sizeof values);
+        memcpy(values, params_state().defaultValues, sizeof values);
     }
     /* Packs values over the block through prepare-for-write, as a write or save does. */
     static void pack(const int32_t* v) {
-        memcpy(paramArray, v, sizeof(int32_t) * PARAM_COUNT);
+        params_set_array(v, PARAM_COUNT);
         params_prepare_write(4 * PARAM_COUNT);
     }
     static void unpack_block(const uint8_t* bytes) {
-        memcpy(g_param_image, bytes, PARAM_BLOCK_BYTES);
-        params_unpack(PARAM_COUNT);
+        params_unpack(bytes, PARAM_COUNT);
     }
     int32_t values[PARAM_COUNT];
     LogCapture log;
@@ -48,8 +47,8 @@ class Packing : public ::testing::Test {
 } // namespace
 
 TEST_F(Packing, defaults_pack_into_the_hand_worked_block_and_not_all_of_them_unpack_back) {
-    pack(defaultValues);
-    EXPECT_EQ(std::vector<uint8_t>(parmeterBuff, parmeterBuff + 35),
+    pack(params_state().defaultValues);
+    EXPECT_EQ(std::vector<uint8_t>(params_state().parmeterBuff, params_state().parmeterBuff + 35),
               std::vector<uint8_t>(DEFAULT_BLOCK, DEFAULT_BLOCK + 35));
     EXPECT_EQ(params_packed_high_byte(), 34);
     EXPECT_TRUE(log.contains("[Debug] int2Byte() [REG27] value: 0x31"));
@@ -57,23 +56,23 @@ TEST_F(Packing, defaults_pack_into_the_hand_worked_block_and_not_all_of_them_unp
     unpack_block(DEFAULT_BLOCK);
     for (int i = 0; i < PARAM_COUNT; ++i)
         if (i != 9 && i != 15) {
-            EXPECT_EQ(parameterValues[i], defaultValues[i]) << "row " << i;
+            EXPECT_EQ(params_state().parameterValues[i], params_state().defaultValues[i]) << "row " << i;
         }
-    EXPECT_EQ(parameterValues[9], 0);  /* the low nibble of byte 15 is never written from values */
-    EXPECT_EQ(parameterValues[15], 7); /* deadband 3 + 2 with 6 ORed on top */
+    EXPECT_EQ(params_state().parameterValues[9], 0);  /* the low nibble of byte 15 is never written from values */
+    EXPECT_EQ(params_state().parameterValues[15], 7); /* deadband 3 + 2 with 6 ORed on top */
 
     const uint8_t zero[PARAM_BLOCK_BYTES] = {};
     unpack_block(zero); /* zero even below a table minimum */
     for (int i = 0; i < PARAM_COUNT; ++i)
-        EXPECT_EQ(parameterValues[i], 0) << "row " << i;
+        EXPECT_EQ(params_state().parameterValues[i], 0) << "row " << i;
 }
 
 TEST_F(Packing, start_up_pass_leaves_only_the_derived_deadband) {
     params_startup_registers();
     for (int i = 0; i < PARAM_COUNT; ++i)
-        EXPECT_EQ(parameterValues[i], i == 15 ? 2 : 0) << i;
-    EXPECT_EQ(g_param_image[19], 0x20);
-    EXPECT_EQ(parmeterBuff[19], 0); /* the block itself is not touched */
+        EXPECT_EQ(params_state().parameterValues[i], i == 15 ? 2 : 0) << i;
+    EXPECT_EQ(params_state().g_param_image[19], 0x20);
+    EXPECT_EQ(params_state().parmeterBuff[19], 0); /* the block itself is not touched */
 }
 
 TEST_F(Packing, limits_shared_bytes_and_untouched_bits) {
@@ -117,25 +116,30 @@ TEST_F(Packing, limits_shared_bytes_and_untouched_bits) {
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.label);
-        memset(parmeterBuff, 0, PARAM_BLOCK_BYTES);
+        uint8_t start[PARAM_IMAGE_SIZE] = {};
         for (const auto& [byte, value] : c.start)
-            parmeterBuff[byte] = static_cast<uint8_t>(value);
-        memcpy(values, defaultValues, sizeof values);
+            start[byte] = static_cast<uint8_t>(value);
+        params_take_block(start, PARAM_BLOCK_BYTES);
+        memcpy(values, params_state().defaultValues, sizeof values);
         for (const auto& [row, value] : c.change)
             values[row] = value;
         pack(values);
         for (const auto& [byte, value] : c.expect)
-            EXPECT_EQ(parmeterBuff[byte], value) << "byte " << byte;
+            EXPECT_EQ(params_state().parmeterBuff[byte], value) << "byte " << byte;
     }
 }
 
 TEST_F(Packing, a_read_block_travels_back_unchanged_except_the_deadband_rule) {
-    memset(parmeterBuff, 0xFF, PARAM_BLOCK_BYTES);
-    unpack_block(parmeterBuff);
-    EXPECT_EQ(parameterValues[25], 0xFF) << "slow start from its two high nibbles";
-    pack(parameterValues);
+    uint8_t ones[PARAM_IMAGE_SIZE];
+    memset(ones, 0xFF, sizeof ones);
+    params_take_block(ones, PARAM_BLOCK_BYTES); /* as read: params_state().parmeterBuff is the block */
+    unpack_block(ones);                          /* the values as unpacked, before the panel's clamps */
+    EXPECT_EQ(params_state().parameterValues[25], 0xFF) << "slow start from its two high nibbles";
+    int32_t read_back[PARAM_COUNT];
+    memcpy(read_back, params_state().parameterValues, sizeof read_back);
+    pack(read_back);
     for (int b = 0; b < PARAM_BLOCK_BYTES; ++b)
-        EXPECT_EQ(parmeterBuff[b], b == 19 ? 0xFD : 0xFF) << "byte " << b;
+        EXPECT_EQ(params_state().parmeterBuff[b], b == 19 ? 0xFD : 0xFF) << "byte " << b;
 }
 
 /* ---- update_par ---- */
@@ -173,7 +177,7 @@ TEST_F(Packing, update_par_sets_levels_from_the_stall_times) {
     for (const Case& c : cases) {
         SCOPED_TRACE(testing::Message() << "times " << c.t1 << "/" << c.t2 << "/" << c.t3);
         fake_panel_reset();
-        memcpy(values, defaultValues, sizeof values);
+        memcpy(values, params_state().defaultValues, sizeof values);
         values[8] = c.t1;
         values[36] = c.t2;
         values[37] = c.t3;
@@ -193,8 +197,11 @@ TEST_F(Packing, update_par_sets_levels_from_the_stall_times) {
 /* ---- getParametersFromUI ---- */
 
 TEST_F(Packing, panel_is_read_back_with_level_and_power_rules) {
-    update_par(defaultValues, PARAM_COUNT);
-    parameterValues[43] = 99; /* a kept row comes from the working values */
+    int32_t working[PARAM_COUNT];
+    memcpy(working, params_state().defaultValues, sizeof working);
+    update_par(working, PARAM_COUNT);
+    working[43] = 99; /* a kept row comes from the working values */
+    params_set_working(working);
     fake_entry(PanelEntry::Gain) = "abc";
     fake_entry(PanelEntry::Stall1Time) = "250";
     fake_entry(PanelEntry::Stall2Time) = "199";
@@ -208,17 +215,17 @@ TEST_F(Packing, panel_is_read_back_with_level_and_power_rules) {
     const std::pair<int, int32_t> read[] = {{0, 0},  {8, 2},  {36, 1},  {37, 9},  {10, 4},
                                             {12, 6}, {31, 0}, {43, 99}, {2, 2000}};
     for (const auto& [row, value] : read)
-        EXPECT_EQ(paramArray[row], value) << "row " << row;
+        EXPECT_EQ(params_state().paramArray[row], value) << "row " << row;
     EXPECT_TRUE(log.contains("[Debug] paramArray[43] =  99"));
 
     fake_entry(PanelEntry::Stall2Time) = "99"; /* rounds down to 0: levels 2 and 3 go off */
     getParametersFromUI();
     for (const auto& [row, value] : {std::pair<int, int32_t>{36, 0}, {37, 0}, {10, 4}, {11, 0}, {12, 0}})
-        EXPECT_EQ(paramArray[row], value) << "row " << row;
+        EXPECT_EQ(params_state().paramArray[row], value) << "row " << row;
 
     fake_checked(PanelCheck::Level1) = false; /* level 1 off: every time and power is 0 */
     fake_entry(PanelEntry::Stall2Time) = "500";
     getParametersFromUI();
     for (int row : {8, 36, 10})
-        EXPECT_EQ(paramArray[row], 0) << "row " << row;
+        EXPECT_EQ(params_state().paramArray[row], 0) << "row " << row;
 }

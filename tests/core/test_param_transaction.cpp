@@ -39,7 +39,7 @@ class ParamTransactionTest : public ProtocolFixture {
             feed(cat({reg_request(READ_CODES[step]), reg_reply(regs[step][0], regs[step][1])}));
         }
         fake_timer_fire(timer);
-        ASSERT_EQ(parameterSource, PARAM_SOURCE_REGISTER);
+        ASSERT_EQ(params_state().parameterSource, PARAM_SOURCE_REGISTER);
         sent(4 + 8 * 10); /* the read's requests are not what these tests look at */
         fake_prompts().clear();
     }
@@ -111,7 +111,7 @@ TEST_F(ParamTransactionTest, refused_or_failed_writes_send_no_parameters) {
         SCOPED_TRACE(c.label);
         fake_prompts().clear();
         g_protocol.mode = MODE_IDLE;
-        parameterSource = c.source;
+        params_set_source(c.source);
         ui_language_chinese = c.chinese;
         fake_entry(PanelEntry::Stall1Time) = c.t1;
         fake_entry(PanelEntry::Stall2Time) = c.t2;

@@ -139,8 +139,8 @@ TEST_F(ParserTest, block_read_through_the_ring_in_odd_chunks_fills_the_panel) {
     rxReadIndex = rxWriteIndex = RX_RING_SIZE - 5; /* the frame wraps round the ring's end */
     deliver(cat({PARAM_REQUEST, block_frame(DEFAULT_BLOCK)}), {1, 3, 7, 2, 11});
     EXPECT_EQ(g_protocol.mode, MODE_IDLE);
-    EXPECT_EQ(parameterSource, PARAM_SOURCE_BLOCK);
-    EXPECT_EQ(Bytes(parmeterBuff, parmeterBuff + 35), DEFAULT_BLOCK);
+    EXPECT_EQ(params_state().parameterSource, PARAM_SOURCE_BLOCK);
+    EXPECT_EQ(Bytes(params_state().parmeterBuff, params_state().parmeterBuff + 35), DEFAULT_BLOCK);
     EXPECT_EQ(fake_entry(PanelEntry::MaxAngle), "3500");
     EXPECT_TRUE(fake_checked(PanelCheck::Direction));
     EXPECT_EQ(prompt_texts(), std::vector<std::string>{"读取参数成功!"});
@@ -153,10 +153,10 @@ TEST_F(ParserTest, block_with_a_bad_checksum_is_dropped_silently_and_the_read_go
     feed(cat({PARAM_REQUEST, bad}));
     EXPECT_EQ(g_protocol.mode, MODE_READ_PARAMS);
     EXPECT_TRUE(fake_prompts().empty());
-    EXPECT_EQ(parameterSource, PARAM_SOURCE_NONE);
+    EXPECT_EQ(params_state().parameterSource, PARAM_SOURCE_NONE);
     feed(block_frame(DEFAULT_BLOCK));
     EXPECT_EQ(fake_entry(PanelEntry::Gain), "65");
-    EXPECT_EQ(parameterSource, PARAM_SOURCE_BLOCK);
+    EXPECT_EQ(params_state().parameterSource, PARAM_SOURCE_BLOCK);
 }
 
 TEST_F(ParserTest, block_data_byte_0x81_is_swallowed_as_echo_and_the_frame_is_lost) {
@@ -167,12 +167,12 @@ TEST_F(ParserTest, block_data_byte_0x81_is_swallowed_as_echo_and_the_frame_is_lo
     feed(cat({PARAM_REQUEST, block_frame(data)}));
     EXPECT_EQ(g_protocol.mode, MODE_READ_PARAMS);
     EXPECT_TRUE(fake_prompts().empty());
-    EXPECT_EQ(parmeterBuff[22], 0);
+    EXPECT_EQ(params_state().parmeterBuff[22], 0);
     EXPECT_EQ(g_protocol.param_state, 3) << "the checksum was taken as the last data byte";
     feed({0x00}); /* whatever comes next is taken for the checksum */
     EXPECT_EQ(g_protocol.param_state, 0);
     feed(block_frame(DEFAULT_BLOCK));
-    EXPECT_EQ(parameterSource, PARAM_SOURCE_BLOCK);
+    EXPECT_EQ(params_state().parameterSource, PARAM_SOURCE_BLOCK);
 }
 
 /* ---- read parameters: register family ---- */
@@ -182,7 +182,7 @@ TEST_F(ParserTest, eight_register_replies_after_their_echoes_fill_the_panel_and_
     feed(PARAM_REQUEST);
     default_steps(0, 8);
     EXPECT_EQ(g_protocol.mode, MODE_IDLE);
-    EXPECT_EQ(parameterSource, PARAM_SOURCE_REGISTER);
+    EXPECT_EQ(params_state().parameterSource, PARAM_SOURCE_REGISTER);
     EXPECT_EQ(prompt_texts(), std::vector<std::string>{"读取参数成功!"});
     const std::pair<PanelEntry, const char*> shown[] = {
         {PanelEntry::Stall1Power, "1"}, {PanelEntry::Stall1Time, "3"},    {PanelEntry::Gain, "65"},
@@ -211,7 +211,7 @@ TEST_F(ParserTest, without_echo_each_register_reply_loses_its_tag_to_the_echo_ta
     default_steps(0, 8, false);
     EXPECT_EQ(g_protocol.mode, MODE_READ_PARAMS);
     EXPECT_EQ(fake_panel().writes, 0);
-    EXPECT_EQ(parameterSource, PARAM_SOURCE_NONE);
+    EXPECT_EQ(params_state().parameterSource, PARAM_SOURCE_NONE);
 }
 
 TEST_F(ParserTest, direction_byte_other_than_0_or_1_leaves_the_switch) {
@@ -249,7 +249,7 @@ TEST_F(ParserTest, a_checksum_mismatch_ends_the_read_but_its_step_survives_into_
     bad_last.back() ^= 0x10;
     register_step(bad_last); /* step 7: a mismatch on the last reply still reports success */
     EXPECT_EQ(prompt_texts(), std::vector<std::string>{"读取参数成功!"});
-    EXPECT_EQ(parameterSource, PARAM_SOURCE_REGISTER);
+    EXPECT_EQ(params_state().parameterSource, PARAM_SOURCE_REGISTER);
     EXPECT_EQ(g_protocol.read_step, 0);
 }
 

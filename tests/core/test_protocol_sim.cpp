@@ -138,9 +138,9 @@ TEST_F(ProtocolSimTest, block_servo_parameters_read_into_the_panel_and_write_bac
     connect({"block"});
     ASSERT_EQ(param_transaction_read(), PARAM_CMD_STARTED);
     ASSERT_TRUE(pump_until(idle));
-    EXPECT_EQ(parameterSource, PARAM_SOURCE_BLOCK);
+    EXPECT_EQ(params_state().parameterSource, PARAM_SOURCE_BLOCK);
     EXPECT_EQ(fake_entry(PanelEntry::Stall1Time), "300");
-    EXPECT_EQ(Bytes(parmeterBuff, parmeterBuff + 35), DEFAULT_BLOCK);
+    EXPECT_EQ(Bytes(params_state().parmeterBuff, params_state().parmeterBuff + 35), DEFAULT_BLOCK);
     std::vector<std::string> rx = received(9);
     ASSERT_EQ(rx.size(), 9u);
     EXPECT_EQ(rx[0], rx_line(PARAM_REQUEST));
@@ -173,7 +173,7 @@ TEST_F(ProtocolSimTest, register_servo_parameters_read_save_as_jvn_and_write_bac
     connect({"register"});
     ASSERT_EQ(param_transaction_read(), PARAM_CMD_STARTED);
     ASSERT_TRUE(pump_until(idle));
-    EXPECT_EQ(parameterSource, PARAM_SOURCE_REGISTER);
+    EXPECT_EQ(params_state().parameterSource, PARAM_SOURCE_REGISTER);
     EXPECT_EQ(prompt_texts(), std::vector<std::string>{"读取参数成功!"});
     EXPECT_EQ(received(9).at(0), rx_line(PARAM_REQUEST, "ignored by a register-family servo"));
     EXPECT_TRUE(logged("TX AF 54 00 09 01 01 00 00 0B"));

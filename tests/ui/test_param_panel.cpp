@@ -51,7 +51,7 @@ TEST_F(ParamPanel, fresh_build_shows_the_table_defaults_with_their_limits) {
         EXPECT_EQ(lv_textarea_get_max_length(panel_entry_widget(e)), max_chars[i]) << i;
     }
     EXPECT_STREQ(lv_label_get_text(panel_hint_widget(PanelEntry::OutputPower)), "#9ea2e5 (0-150)#");
-    EXPECT_EQ(parameterValues[15], 2) << "the start-up pass ran";
+    EXPECT_EQ(params_state().parameterValues[15], 2) << "the start-up pass ran";
 
     /* An entry sits 20 pixels back into its caption's trailing blanks. */
     lv_obj_update_layout(lv_screen_active());
@@ -61,7 +61,7 @@ TEST_F(ParamPanel, fresh_build_shows_the_table_defaults_with_their_limits) {
 
 TEST_F(ParamPanel, unchecking_level_one_takes_the_later_levels_down_and_checking_it_enables_level_two) {
     int32_t v[PARAM_COUNT];
-    memcpy(v, defaultValues, sizeof v);
+    memcpy(v, params_state().defaultValues, sizeof v);
     v[8] = 3;
     v[36] = 5;
     v[37] = 7;
@@ -93,7 +93,9 @@ TEST_F(ParamPanel, unchecking_level_one_takes_the_later_levels_down_and_checking
 }
 
 TEST_F(ParamPanel, out_of_range_entries_are_restored_with_an_error_box) {
-    parameterValues[5] = 3000;
+    int32_t working[PARAM_COUNT] = {};
+    working[5] = 3000;
+    params_set_working(working);
     struct Case {
         PanelEntry entry;
         const char *typed, *shown; /* what the entry holds after the check */
