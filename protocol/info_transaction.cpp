@@ -8,7 +8,7 @@
 #include "params/panel_fields.h"
 #include "protocol/frames.h"
 #include "common/screen_port.h"
-#include "protocol/parser.h"
+#include "protocol/protocol_state.h"
 #include "serial/Serial.h"
 #include "serial/comHandle.h"
 
@@ -36,11 +36,11 @@ bool is_empty_or_00(const char* text) {
 
 int info_transaction_read() {
     if (isSerialOpen == 0) return refuse(INFO_PORT_CLOSED, port_closed_text());
-    ProtocolState& s = g_protocol;
+    ProtocolState& s = protocol_state();
     s.info_rx_state = 0;
     s.info_rx_count = 0;
     s.self_receive = 0;
-    memset(g_servo_info_rx_buf, 0, FRAME_INFO_LEN);
+    memset(protocol_state().g_servo_info_rx_buf, 0, FRAME_INFO_LEN);
 
     uint8_t request[FRAME_INFO_REQUEST_LEN];
     const int len = frames_build_info_request(request, sizeof request);
@@ -80,11 +80,11 @@ int info_transaction_write() {
     const int len = frames_build_info_frame(type, year, month, day, frame, sizeof frame);
     if (len < 0) return refuse(INFO_FIELD_UNAVAILABLE, "请检查输入内容!");
 
-    ProtocolState& s = g_protocol;
+    ProtocolState& s = protocol_state();
     s.info_echo_base = len;
-    memset(g_servo_info_rx_buf, 0, sizeof g_servo_info_rx_buf);
-    memset(g_servo_info_tx_buf, 0, sizeof g_servo_info_tx_buf);
-    memcpy(g_servo_info_tx_buf, frame, FRAME_INFO_LEN);
+    memset(protocol_state().g_servo_info_rx_buf, 0, sizeof protocol_state().g_servo_info_rx_buf);
+    memset(protocol_state().g_servo_info_tx_buf, 0, sizeof protocol_state().g_servo_info_tx_buf);
+    memcpy(protocol_state().g_servo_info_tx_buf, frame, FRAME_INFO_LEN);
     char dump[40 + FRAME_INFO_LEN * 3];
     text_hex_dump(dump, sizeof dump, "\n[DEBUG] g_servo_info_tx_buf: ", frame, FRAME_INFO_LEN);
     dbg_log("%s\n", dump);
@@ -101,16 +101,16 @@ int info_transaction_write() {
 }
 
 int info_transaction_check_timeout() {
-    ProtocolState& s = g_protocol;
+    ProtocolState& s = protocol_state();
     if (s.mode != MODE_READ_INFO && s.mode != MODE_WRITE_INFO) return 0;
     if (clock_elapsed32(clock_ms32(), s.start_ms) <= INFO_TIMEOUT_MS) return 0;
     if (s.mode == MODE_READ_INFO) {
         show_error(lang_text("Servo information read timeout!", "舵机信息读取超时!"));
-        memset(g_servo_info_rx_buf, 0, FRAME_INFO_LEN);
+        memset(protocol_state().g_servo_info_rx_buf, 0, FRAME_INFO_LEN);
     } else {
         show_error(lang_text("Servo information write timeout!", "舵机信息写入超时!"));
-        memset(g_servo_info_tx_buf, 0, sizeof g_servo_info_tx_buf);
-        memset(g_servo_info_rx_buf, 0, sizeof g_servo_info_rx_buf);
+        memset(protocol_state().g_servo_info_tx_buf, 0, sizeof protocol_state().g_servo_info_tx_buf);
+        memset(protocol_state().g_servo_info_rx_buf, 0, sizeof protocol_state().g_servo_info_rx_buf);
     }
     s.info_rx_count = 0;
     s.mode = MODE_IDLE;

@@ -7,7 +7,7 @@
 #include "common/text_format.h"
 #include "params/param_values.h"
 #include "protocol/frames.h"
-#include "protocol/parser.h"
+#include "protocol/protocol_state.h"
 #include "serial/comHandle.h"
 
 #include <cstring>
@@ -32,7 +32,7 @@ const StallCheck STALL_CHECKS[3] = {
  * sent with a zero high byte). */
 uint16_t cached_word(int value) {
     const RegisterFamilyValue& r = register_family_values[value];
-    const uint8_t* e = ReadCacheBuff[r.read_step];
+    const uint8_t* e = protocol_state().ReadCacheBuff[r.read_step];
     if (r.single_byte) return e[r.read_byte];
     return static_cast<uint16_t>(e[r.read_byte] << 8 | e[r.read_byte + 1]);
 }
@@ -48,7 +48,7 @@ uint16_t value_word(int value, bool& lp_unchanged) {
         unchanged = lp_unchanged;
     } else {
         const int64_t compared = value == REG_MD ? static_cast<int64_t>(shown) * REG_POWER_SCALE : shown;
-        unchanged = compared == g_protocol.last_read[value]; /* 8 bits: a value above 255 never matches */
+        unchanged = compared == protocol_state().last_read[value]; /* 8 bits: a value above 255 never matches */
     }
     if (value == REG_LP) lp_unchanged = unchanged;
     if (unchanged) return cached_word(value);
@@ -63,7 +63,7 @@ void send_param_read_request() {
 
 /* Block family: 81 00 00 81, 40 ms, then the panel packed into one block frame. */
 int write_block_family() {
-    ProtocolState& s = g_protocol;
+    ProtocolState& s = protocol_state();
     send_param_read_request();
     clock_sleep_ms(PARAM_WRITE_SLEEP_MS);
 
@@ -110,7 +110,7 @@ int param_transaction_register_frame(int index, uint8_t* out, size_t cap) {
 }
 
 int param_transaction_read() {
-    ProtocolState& s = g_protocol;
+    ProtocolState& s = protocol_state();
     send_param_read_request();
     clock_sleep_ms(PARAM_READ_SLEEP_MS); /* the block family's answer is in before the register requests go */
     protocol_timer_t timer = protocol_timer_start(REG_READ_PERIOD_MS, param_read_timer_cb);
@@ -128,7 +128,7 @@ int param_transaction_read() {
 }
 
 int param_transaction_write() {
-    ProtocolState& s = g_protocol;
+    ProtocolState& s = protocol_state();
     int result = PARAM_CMD_STARTED;
     switch (params_state().parameterSource) {
     case PARAM_SOURCE_BLOCK:
@@ -157,7 +157,7 @@ int param_transaction_write() {
 }
 
 void param_read_timer_cb(protocol_timer_t timer) {
-    ProtocolState& s = g_protocol;
+    ProtocolState& s = protocol_state();
     /* What came in since the last call is parsed first, against the echoes it belongs to: a late
      * UI thread must not let the next request's echo, or the end of the sequence, get ahead of a
      * reply that is already here. */
@@ -181,7 +181,7 @@ void param_read_timer_cb(protocol_timer_t timer) {
 }
 
 void param_write_timer_cb(protocol_timer_t timer) {
-    ProtocolState& s = g_protocol;
+    ProtocolState& s = protocol_state();
     protocol_take_received();
     const int k = s.reg_write_counter;
     if (k < FRAME_REGISTER_WRITE_FRAMES) {

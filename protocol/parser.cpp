@@ -1,4 +1,4 @@
-#include "protocol/parser.h"
+#include "protocol/protocol_state.h"
 
 #include "common/debug_log.h"
 #include "common/lang.h"
@@ -13,10 +13,13 @@
 #include <cstdio>
 #include <cstring>
 
-uint8_t g_servo_info_rx_buf[INFO_RX_BUF_SIZE];
-uint8_t g_servo_info_tx_buf[INFO_TX_AREA_SIZE];
-uint8_t ReadCacheBuff[READ_CACHE_ENTRIES][READ_CACHE_BYTES];
+namespace {
 ProtocolState g_protocol;
+} // namespace
+
+ProtocolState& protocol_state() { return g_protocol; }
+
+int32_t protocol_mode() { return g_protocol.mode; }
 
 namespace {
 
@@ -28,7 +31,7 @@ constexpr int LAST_REGISTER_STEP = FRAME_REGISTER_READ_STEPS - 1;
 constexpr size_t INFO_TEXT_SIZE = 64; /* a field's text: 20 bytes, each at most 3 once made valid UTF-8 */
 
 ProtocolState& S() {
-    return g_protocol;
+    return protocol_state();
 }
 
 void arm_echo(const uint8_t* ref, int32_t len, int32_t room) {
@@ -119,7 +122,7 @@ void register_reply_complete(uint8_t byte) {
         dbg_log("ReadCacheBuff is full! Data discarded.\n");
         s.read_cache_count = 0;
     } else {
-        uint8_t* entry = ReadCacheBuff[s.read_cache_count];
+        uint8_t* entry = protocol_state().ReadCacheBuff[s.read_cache_count];
         memcpy(entry, f + 4, READ_CACHE_BYTES);
         dbg_log("Stored specific bytes [%d]: %02X %02X %02X %02X\n", s.read_cache_count, entry[0], entry[1], entry[2],
                 entry[3]);
@@ -253,8 +256,8 @@ void info_write_reply(uint8_t) {
     /* The first byte past the echo is the servo's answer, whatever it says. */
     show_prompt(lang_text("Write Information successfully!", "写入信息成功!"));
     S().mode = MODE_IDLE;
-    memset(g_servo_info_rx_buf, 0, sizeof g_servo_info_rx_buf);
-    memset(g_servo_info_tx_buf, 0, sizeof g_servo_info_tx_buf);
+    memset(protocol_state().g_servo_info_rx_buf, 0, sizeof protocol_state().g_servo_info_rx_buf);
+    memset(protocol_state().g_servo_info_tx_buf, 0, sizeof protocol_state().g_servo_info_tx_buf);
 }
 
 /* Field text from frame bytes: stops at a space or a NUL, made valid UTF-8 for the screen. */
@@ -271,12 +274,7 @@ void field_text(char* out, size_t cap, const uint8_t* bytes, size_t n, bool stop
 
 } // namespace
 
-void protocol_reset() {
-    g_protocol = ProtocolState{};
-    memset(g_servo_info_rx_buf, 0, sizeof g_servo_info_rx_buf);
-    memset(g_servo_info_tx_buf, 0, sizeof g_servo_info_tx_buf);
-    memset(ReadCacheBuff, 0, sizeof ReadCacheBuff);
-}
+void protocol_reset() { g_protocol = ProtocolState{}; }
 
 void protocol_take_received() {
     if (port_handle_valid(g_io_handle)) SerialHandle();
@@ -286,8 +284,8 @@ void protocol_take_received() {
 void protocol_drop_echo() { disarm_echo(); }
 
 bool protocol_busy() {
-    return g_protocol.mode == MODE_READ_INFO || g_protocol.mode == MODE_WRITE_INFO || g_protocol.read_timer != nullptr ||
-           g_protocol.write_timer != nullptr;
+    return protocol_state().mode == MODE_READ_INFO || protocol_state().mode == MODE_WRITE_INFO || protocol_state().read_timer != nullptr ||
+           protocol_state().write_timer != nullptr;
 }
 
 void handle_servo_info_frame() {
@@ -298,7 +296,7 @@ void handle_servo_info_frame() {
                           : static_cast<size_t>(s.info_rx_count) > INFO_RX_BUF_SIZE
                               ? INFO_RX_BUF_SIZE
                               : static_cast<size_t>(s.info_rx_count);
-    text_hex_dump(dump, sizeof dump, "接收到的原始数据: ", g_servo_info_rx_buf, stored);
+    text_hex_dump(dump, sizeof dump, "接收到的原始数据: ", protocol_state().g_servo_info_rx_buf, stored);
     dbg_log("%s\n", dump);
 
     const int offset = s.self_receive ? static_cast<int>(FRAME_INFO_REQUEST_LEN) : 0;
@@ -312,7 +310,7 @@ void handle_servo_info_frame() {
         return;
     }
 
-    const uint8_t* f = g_servo_info_rx_buf + offset; /* offset + 30 <= 34: always inside the buffer */
+    const uint8_t* f = protocol_state().g_servo_info_rx_buf + offset; /* offset + 30 <= 34: always inside the buffer */
     if (f[1] >= FRAME_INFO_TYPE_REFUSED) {
         dbg_log("[Error] g_servo_info_rx_buf[1] = %02X\n", f[1]);
         show_error("读取信息失败！"); /* Chinese in both languages, as the servo makers' tools show it */
@@ -336,7 +334,7 @@ void handle_servo_info_frame() {
             dbg_log("[Success] 舵机信息: 型号=[%s], 日期=%s-%s-%s\n", type, year, month, day);
         }
     }
-    memset(g_servo_info_rx_buf, 0, sizeof g_servo_info_rx_buf);
+    memset(protocol_state().g_servo_info_rx_buf, 0, sizeof protocol_state().g_servo_info_rx_buf);
     s.info_rx_state = 0;
     s.info_rx_count = 0;
     s.mode = MODE_IDLE;
@@ -346,7 +344,7 @@ void detect_self_receive_pattern(uint8_t byte) {
     ProtocolState& s = S();
     if (s.info_rx_state == 0) {
         if (s.info_rx_count == 0 && byte == FRAME_INFO_TAG) {
-            g_servo_info_rx_buf[0] = byte;
+            protocol_state().g_servo_info_rx_buf[0] = byte;
             s.info_rx_count = 1;
             s.info_rx_state = 1;
             dbg_log("[process_servo_info_data] 开始接收数据，第一个字节: 0x%02X\n", byte);
@@ -354,9 +352,9 @@ void detect_self_receive_pattern(uint8_t byte) {
         return;
     }
     if (s.info_rx_count < 0 || s.info_rx_count >= static_cast<int32_t>(INFO_RX_BUF_SIZE)) return;
-    g_servo_info_rx_buf[s.info_rx_count++] = byte;
+    protocol_state().g_servo_info_rx_buf[s.info_rx_count++] = byte;
     if (s.info_rx_count == static_cast<int32_t>(FRAME_INFO_REQUEST_LEN)) {
-        s.self_receive = memcmp(g_servo_info_rx_buf, INFO_READ_ECHO, FRAME_INFO_REQUEST_LEN) == 0 ? 1 : 0;
+        s.self_receive = memcmp(protocol_state().g_servo_info_rx_buf, INFO_READ_ECHO, FRAME_INFO_REQUEST_LEN) == 0 ? 1 : 0;
         dbg_log(s.self_receive ? "[detect_self_receive_pattern] 检测到自发自收模式\n"
                                : "[detect_self_receive_pattern] 非自发自收模式\n");
     }
@@ -384,7 +382,7 @@ void process_servo_info_data(uint8_t byte) {
             arm_echo(s.block_frame, s.block_frame_len, FRAME_PARAM_BLOCK_LEN);
             break;
         case MODE_WRITE_INFO: /* one byte beyond the frame: a 0x00 right after the echo is swallowed too */
-            arm_echo(g_servo_info_tx_buf, s.info_echo_base + INFO_ECHO_EXTRA, INFO_TX_AREA_SIZE);
+            arm_echo(protocol_state().g_servo_info_tx_buf, s.info_echo_base + INFO_ECHO_EXTRA, INFO_TX_AREA_SIZE);
             break;
         case MODE_READ_INFO: /* the information read sorts out its echo itself */
             detect_self_receive_pattern(byte);

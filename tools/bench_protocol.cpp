@@ -11,7 +11,7 @@
 #include "common/platform.h"
 #include "tools/bench_platform.h"
 #include "protocol/info_transaction.h"
-#include "protocol/parser.h"
+#include "protocol/protocol_state.h"
 #include "serial/Serial.h"
 #include "serial/comHandle.h"
 #include "serial/rx_ring.h"
@@ -108,14 +108,14 @@ void bench_info_round_trip() {
         const Clock::time_point t0 = Clock::now();
         info_transaction_read();
         const Clock::time_point deadline = t0 + std::chrono::milliseconds(500);
-        while (g_protocol.mode != MODE_IDLE && wait_and_drain(deadline)) {
+        while (protocol_state().mode != MODE_IDLE && wait_and_drain(deadline)) {
         }
         const double took = std::chrono::duration<double, std::milli>(Clock::now() - t0).count();
-        if (g_protocol.mode == MODE_IDLE && fake_info(InfoField::Day) == "15")
+        if (protocol_state().mode == MODE_IDLE && fake_info(InfoField::Day) == "15")
             ms.push_back(took);
         else
             ++failed;
-        g_protocol.mode = MODE_IDLE;
+        protocol_state().mode = MODE_IDLE;
     }
     SerialClose();
     isSerialOpen = 0;
@@ -137,9 +137,9 @@ void bench_info_round_trip() {
 double feed_rate(const std::vector<uint8_t>& stream, int32_t mode, int repeats) {
     const Clock::time_point t0 = Clock::now();
     for (int r = 0; r < repeats; ++r) {
-        g_protocol.mode = mode;
-        g_protocol.info_rx_state = 0;
-        g_protocol.info_rx_count = 0;
+        protocol_state().mode = mode;
+        protocol_state().info_rx_state = 0;
+        protocol_state().info_rx_count = 0;
         for (uint8_t b : stream)
             process_servo_info_data(b);
     }

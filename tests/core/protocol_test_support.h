@@ -5,7 +5,7 @@
 #include "common/clock.h"
 #include "common/lang.h"
 #include "params/param_values.h"
-#include "protocol/parser.h"
+#include "protocol/protocol_state.h"
 #include "serial/Serial.h"
 #include "tests/fakes/core/fake_info_fields.h"
 #include "tests/fakes/core/fake_panel.h"

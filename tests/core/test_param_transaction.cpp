@@ -3,6 +3,7 @@
  * the register sequence with the cache rules), with the timers fired by hand. The port is a
  * pseudo-terminal; the test reads what was sent. */
 #include "common/clock.h"
+#include "protocol/protocol_state.h"
 #include "protocol/param_actions.h"
 #include "protocol/param_transaction.h"
 #include "serial/comHandle.h"
@@ -52,7 +53,7 @@ class ParamTransactionTest : public ProtocolFixture {
         EXPECT_EQ(timer->period_ms, REG_WRITE_PERIOD_MS);
         for (int i = 0; i < 12; ++i) {
             fake_timer_fire(timer);
-            EXPECT_EQ(g_protocol.block_write_pending, WRITE_PENDING_REGISTER);
+            EXPECT_EQ(protocol_state().block_write_pending, WRITE_PENDING_REGISTER);
             frames.push_back(sent(10));
         }
         EXPECT_TRUE(fake_prompts().empty()) << "success comes with the closing call";
@@ -110,7 +111,7 @@ TEST_F(ParamTransactionTest, refused_or_failed_writes_send_no_parameters) {
     for (const Case& c : cases) {
         SCOPED_TRACE(c.label);
         fake_prompts().clear();
-        g_protocol.mode = MODE_IDLE;
+        protocol_state().mode = MODE_IDLE;
         params_set_source(c.source);
         ui_language_chinese = c.chinese;
         fake_entry(PanelEntry::Stall1Time) = c.t1;
@@ -119,13 +120,13 @@ TEST_F(ParamTransactionTest, refused_or_failed_writes_send_no_parameters) {
         fake_timers().fail_next_start = c.timer_fails;
         EXPECT_EQ(param_transaction_write(), c.result);
         EXPECT_EQ(prompt_texts(), *c.message ? std::vector<std::string>{c.message} : std::vector<std::string>{});
-        EXPECT_EQ(g_protocol.mode, c.mode);
+        EXPECT_EQ(protocol_state().mode, c.mode);
         EXPECT_EQ(sent(42, 100), c.sent);
     }
     EXPECT_TRUE(log.contains("创建定时器失败"));
     fake_timers().fail_next_start = true;
     EXPECT_EQ(param_transaction_read(), PARAM_CMD_TIMER_FAILED);
-    EXPECT_EQ(g_protocol.mode, MODE_IDLE);
+    EXPECT_EQ(protocol_state().mode, MODE_IDLE);
 }
 
 TEST_F(ParamTransactionTest, register_write_sends_cached_bytes_for_unchanged_values_by_the_lp_mp_and_md_rules) {
@@ -151,8 +152,8 @@ TEST_F(ParamTransactionTest, register_write_sends_cached_bytes_for_unchanged_val
     for (int i = 0; i < 12; ++i)
         EXPECT_EQ(frames[i], expected[i]) << "frame " << i + 1;
     EXPECT_EQ(prompt_texts(), std::vector<std::string>{"写入参数成功!"});
-    EXPECT_EQ(g_protocol.block_write_pending, WRITE_PENDING_NONE);
-    EXPECT_EQ(g_protocol.mode, MODE_WRITE_PARAMS) << "no answer is awaited; the mode stays";
+    EXPECT_EQ(protocol_state().block_write_pending, WRITE_PENDING_NONE);
+    EXPECT_EQ(protocol_state().mode, MODE_WRITE_PARAMS) << "no answer is awaited; the mode stays";
 }
 
 TEST_F(ParamTransactionTest, register_write_encodes_changed_values_and_a_shown_md_of_0_goes_from_the_cache) {

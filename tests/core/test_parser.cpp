@@ -2,6 +2,7 @@
  * both families with its quirks, the read-parameters machine, the acknowledgement counter, the
  * version report and both information replies. */
 #include "protocol/info_transaction.h"
+#include "protocol/protocol_state.h"
 #include "protocol/param_transaction.h"
 #include "serial/rx_ring.h"
 #include "tests/core/protocol_test_support.h"
@@ -40,7 +41,7 @@ class ParserTest : public ProtocolFixture {
     /* One register read step as it reaches the tool: the request goes out (the timer fires), its
      * echo comes back when echo is on, then the servo's reply. */
     static void register_step(const Bytes& reply, bool echo = true) {
-        const int step = g_protocol.reg_read_counter;
+        const int step = protocol_state().reg_read_counter;
         fake_timer_fire(fake_timers().timers.back().get());
         if (echo) feed(reg_request(READ_CODES[step]));
         feed(reply);
@@ -89,9 +90,9 @@ TEST_F(ParserTest, info_reply_completes_at_its_last_byte_and_fills_the_fields) {
         ASSERT_EQ(info_transaction_read(), INFO_SENT);
         const Bytes stream = cat({c.before, info_frame(c.type, "20260115")});
         feed(Bytes(stream.begin(), stream.end() - 1));
-        EXPECT_EQ(g_protocol.mode, MODE_READ_INFO) << "one byte short";
+        EXPECT_EQ(protocol_state().mode, MODE_READ_INFO) << "one byte short";
         feed({stream.back()});
-        EXPECT_EQ(g_protocol.mode, MODE_IDLE);
+        EXPECT_EQ(protocol_state().mode, MODE_IDLE);
         EXPECT_EQ(fake_info(InfoField::Type), c.shown);
         EXPECT_EQ(fake_info(InfoField::Year) + fake_info(InfoField::Month) + fake_info(InfoField::Day), "20260115");
         EXPECT_EQ(prompt_texts(), std::vector<std::string>{c.prompt});
@@ -108,10 +109,10 @@ TEST_F(ParserTest, info_reply_starting_00_00_8e_is_taken_for_the_echo_and_needs_
     frame[29] = static_cast<uint8_t>(sum8(frame, 0, 29) - 1);
     LogCapture log;
     feed(frame);
-    EXPECT_EQ(g_protocol.mode, MODE_READ_INFO);
+    EXPECT_EQ(protocol_state().mode, MODE_READ_INFO);
     EXPECT_TRUE(log.contains("[detect_self_receive_pattern] 检测到自发自收模式"));
     feed({1, 2, 3, 4});
-    EXPECT_EQ(g_protocol.mode, MODE_IDLE); /* read from offset 4: its checksum fails, silently */
+    EXPECT_EQ(protocol_state().mode, MODE_IDLE); /* read from offset 4: its checksum fails, silently */
     EXPECT_TRUE(fake_prompts().empty());
     EXPECT_EQ(fake_info_fields().writes, 0);
     EXPECT_TRUE(log.contains("[Error] 舵机信息校验失败!"));
@@ -129,7 +130,7 @@ TEST_F(ParserTest, info_reply_with_byte_1_at_0x80_is_refused_in_chinese_whatever
     EXPECT_EQ(fake_prompts()[0].kind, FakePrompt::Error);
     EXPECT_EQ(fake_prompts()[0].text, "读取信息失败！");
     EXPECT_EQ(fake_info_fields().writes, 0);
-    EXPECT_EQ(g_protocol.mode, MODE_IDLE);
+    EXPECT_EQ(protocol_state().mode, MODE_IDLE);
 }
 
 /* ---- read parameters: block family ---- */
@@ -138,7 +139,7 @@ TEST_F(ParserTest, block_read_through_the_ring_in_odd_chunks_fills_the_panel) {
     start_param_read();
     rxReadIndex = rxWriteIndex = RX_RING_SIZE - 5; /* the frame wraps round the ring's end */
     deliver(cat({PARAM_REQUEST, block_frame(DEFAULT_BLOCK)}), {1, 3, 7, 2, 11});
-    EXPECT_EQ(g_protocol.mode, MODE_IDLE);
+    EXPECT_EQ(protocol_state().mode, MODE_IDLE);
     EXPECT_EQ(params_state().parameterSource, PARAM_SOURCE_BLOCK);
     EXPECT_EQ(Bytes(params_state().parmeterBuff, params_state().parmeterBuff + 35), DEFAULT_BLOCK);
     EXPECT_EQ(fake_entry(PanelEntry::MaxAngle), "3500");
@@ -151,7 +152,7 @@ TEST_F(ParserTest, block_with_a_bad_checksum_is_dropped_silently_and_the_read_go
     Bytes bad = block_frame(DEFAULT_BLOCK);
     bad.back() = static_cast<uint8_t>(bad.back() + 1); /* the plain sum */
     feed(cat({PARAM_REQUEST, bad}));
-    EXPECT_EQ(g_protocol.mode, MODE_READ_PARAMS);
+    EXPECT_EQ(protocol_state().mode, MODE_READ_PARAMS);
     EXPECT_TRUE(fake_prompts().empty());
     EXPECT_EQ(params_state().parameterSource, PARAM_SOURCE_NONE);
     feed(block_frame(DEFAULT_BLOCK));
@@ -165,12 +166,12 @@ TEST_F(ParserTest, block_data_byte_0x81_is_swallowed_as_echo_and_the_frame_is_lo
     Bytes data = DEFAULT_BLOCK;
     data[22] = 0x81;
     feed(cat({PARAM_REQUEST, block_frame(data)}));
-    EXPECT_EQ(g_protocol.mode, MODE_READ_PARAMS);
+    EXPECT_EQ(protocol_state().mode, MODE_READ_PARAMS);
     EXPECT_TRUE(fake_prompts().empty());
     EXPECT_EQ(params_state().parmeterBuff[22], 0);
-    EXPECT_EQ(g_protocol.param_state, 3) << "the checksum was taken as the last data byte";
+    EXPECT_EQ(protocol_state().param_state, 3) << "the checksum was taken as the last data byte";
     feed({0x00}); /* whatever comes next is taken for the checksum */
-    EXPECT_EQ(g_protocol.param_state, 0);
+    EXPECT_EQ(protocol_state().param_state, 0);
     feed(block_frame(DEFAULT_BLOCK));
     EXPECT_EQ(params_state().parameterSource, PARAM_SOURCE_BLOCK);
 }
@@ -181,7 +182,7 @@ TEST_F(ParserTest, eight_register_replies_after_their_echoes_fill_the_panel_and_
     start_param_read();
     feed(PARAM_REQUEST);
     default_steps(0, 8);
-    EXPECT_EQ(g_protocol.mode, MODE_IDLE);
+    EXPECT_EQ(protocol_state().mode, MODE_IDLE);
     EXPECT_EQ(params_state().parameterSource, PARAM_SOURCE_REGISTER);
     EXPECT_EQ(prompt_texts(), std::vector<std::string>{"读取参数成功!"});
     const std::pair<PanelEntry, const char*> shown[] = {
@@ -193,12 +194,12 @@ TEST_F(ParserTest, eight_register_replies_after_their_echoes_fill_the_panel_and_
     for (const auto& [entry, text] : shown)
         EXPECT_EQ(fake_entry(entry), text) << static_cast<int>(entry);
     EXPECT_TRUE(fake_checked(PanelCheck::Direction));
-    EXPECT_EQ(g_protocol.read_cache_count, 0) << "emptied by the eighth reply";
-    EXPECT_EQ(g_protocol.last_read[REG_LP], 232) << "last-read values are cut to 8 bits";
+    EXPECT_EQ(protocol_state().read_cache_count, 0) << "emptied by the eighth reply";
+    EXPECT_EQ(protocol_state().last_read[REG_LP], 232) << "last-read values are cut to 8 bits";
 
     fake_timer_fire(fake_timers().timers.back().get()); /* the ninth call ends the timer */
     EXPECT_EQ(fake_timers_alive(), 0);
-    EXPECT_EQ(g_protocol.reg_echo_count, 0);
+    EXPECT_EQ(protocol_state().reg_echo_count, 0);
     const int writes = fake_panel().writes;
     feed(reg_reply(1, 2)); /* a ninth reply without a new read */
     EXPECT_EQ(fake_panel().writes, writes);
@@ -209,7 +210,7 @@ TEST_F(ParserTest, without_echo_each_register_reply_loses_its_tag_to_the_echo_ta
     /* The table waits for the request's echo; a reply's 0xAF matches the echo's first byte. */
     start_param_read();
     default_steps(0, 8, false);
-    EXPECT_EQ(g_protocol.mode, MODE_READ_PARAMS);
+    EXPECT_EQ(protocol_state().mode, MODE_READ_PARAMS);
     EXPECT_EQ(fake_panel().writes, 0);
     EXPECT_EQ(params_state().parameterSource, PARAM_SOURCE_NONE);
 }
@@ -231,8 +232,8 @@ TEST_F(ParserTest, a_checksum_mismatch_ends_the_read_but_its_step_survives_into_
     bad.back() ^= 0x01;
     register_step(bad);
     EXPECT_TRUE(log.contains("Checksum mismatch"));
-    EXPECT_EQ(g_protocol.mode, MODE_IDLE);
-    EXPECT_EQ(g_protocol.read_step, 4);
+    EXPECT_EQ(protocol_state().mode, MODE_IDLE);
+    EXPECT_EQ(protocol_state().read_step, 4);
     EXPECT_EQ(fake_entry(PanelEntry::MinPulse), "") << "the failed reply filled nothing";
     register_step(reg_reply(596, 3500)); /* the rest of this read is dropped */
     EXPECT_EQ(fake_entry(PanelEntry::MinAngle), "");
@@ -250,7 +251,7 @@ TEST_F(ParserTest, a_checksum_mismatch_ends_the_read_but_its_step_survives_into_
     register_step(bad_last); /* step 7: a mismatch on the last reply still reports success */
     EXPECT_EQ(prompt_texts(), std::vector<std::string>{"读取参数成功!"});
     EXPECT_EQ(params_state().parameterSource, PARAM_SOURCE_REGISTER);
-    EXPECT_EQ(g_protocol.read_step, 0);
+    EXPECT_EQ(protocol_state().read_step, 0);
 }
 
 TEST_F(ParserTest, a_reply_with_a_wrong_length_field_ends_the_read_without_a_message) {
@@ -262,8 +263,8 @@ TEST_F(ParserTest, a_reply_with_a_wrong_length_field_ends_the_read_without_a_mes
     wrong[8] = sum8(wrong, 2, 8); /* the checksum would match */
     register_step(wrong);
     EXPECT_TRUE(log.contains("Invalid frame length! Reset."));
-    EXPECT_EQ(g_protocol.mode, MODE_IDLE);
-    EXPECT_EQ(g_protocol.read_step, 0);
+    EXPECT_EQ(protocol_state().mode, MODE_IDLE);
+    EXPECT_EQ(protocol_state().read_step, 0);
     EXPECT_EQ(fake_entry(PanelEntry::Gain), "");
     EXPECT_TRUE(fake_prompts().empty());
 }
@@ -274,18 +275,18 @@ TEST_F(ParserTest, the_read_cache_holds_eight_replies_and_the_ninth_empties_it_a
     Bytes wrong = reg_reply(0, 0);
     wrong[3] = 0x0A; /* ends the read at step 0 without emptying the cache */
     register_step(wrong);
-    EXPECT_EQ(g_protocol.read_cache_count, 7);
+    EXPECT_EQ(protocol_state().read_cache_count, 7);
 
     finish_read_timer();
     start_param_read();
     register_step(reg_reply(0x1111, 0x2222)); /* the eighth entry */
-    EXPECT_EQ(g_protocol.read_cache_count, 8);
+    EXPECT_EQ(protocol_state().read_cache_count, 8);
     LogCapture log;
     register_step(reg_reply(0x3333, 0x4444));
     EXPECT_TRUE(log.contains("ReadCacheBuff is full! Data discarded."));
-    EXPECT_EQ(g_protocol.read_cache_count, 0);
-    EXPECT_EQ(Bytes(ReadCacheBuff[0], ReadCacheBuff[0] + 4), (Bytes{0x00, 0x50, 0x0B, 0xB8}));
-    EXPECT_EQ(Bytes(ReadCacheBuff[7], ReadCacheBuff[7] + 4), (Bytes{0x11, 0x11, 0x22, 0x22}));
+    EXPECT_EQ(protocol_state().read_cache_count, 0);
+    EXPECT_EQ(Bytes(protocol_state().ReadCacheBuff[0], protocol_state().ReadCacheBuff[0] + 4), (Bytes{0x00, 0x50, 0x0B, 0xB8}));
+    EXPECT_EQ(Bytes(protocol_state().ReadCacheBuff[7], protocol_state().ReadCacheBuff[7] + 4), (Bytes{0x11, 0x11, 0x22, 0x22}));
     EXPECT_EQ(fake_entry(PanelEntry::Gain), "13107") << "the panel still takes the step";
 }
 
@@ -299,29 +300,29 @@ TEST_F(ParserTest, a_reply_parsed_after_the_next_request_went_out_is_eaten_by_th
     feed(cat({reg_request(0x38), reg_reply(80, 3000), reg_request(0x3D), reg_reply(65, 50)}));
     EXPECT_EQ(fake_entry(PanelEntry::Stall1Power), "");
     EXPECT_EQ(fake_entry(PanelEntry::Gain), "");
-    EXPECT_EQ(g_protocol.mode, MODE_READ_PARAMS);
+    EXPECT_EQ(protocol_state().mode, MODE_READ_PARAMS);
 }
 
 /* ---- write acknowledgement, version report, information write ---- */
 
 TEST_F(ParserTest, four_0x80_complete_a_block_write_only_in_a_row_and_only_while_it_is_pending) {
-    g_protocol.mode = MODE_WRITE_PARAMS;
-    g_protocol.block_write_pending = WRITE_PENDING_REGISTER;
+    protocol_state().mode = MODE_WRITE_PARAMS;
+    protocol_state().block_write_pending = WRITE_PENDING_REGISTER;
     feed(ACK);
-    EXPECT_EQ(g_protocol.mode, MODE_WRITE_PARAMS);
+    EXPECT_EQ(protocol_state().mode, MODE_WRITE_PARAMS);
 
-    g_protocol.block_write_pending = WRITE_PENDING_BLOCK;
+    protocol_state().block_write_pending = WRITE_PENDING_BLOCK;
     feed({0x80, 0x80, 0x01, 0x80, 0x80});
-    EXPECT_EQ(g_protocol.mode, MODE_WRITE_PARAMS);
+    EXPECT_EQ(protocol_state().mode, MODE_WRITE_PARAMS);
     EXPECT_TRUE(fake_prompts().empty());
     feed({0x80, 0x80});
-    EXPECT_EQ(g_protocol.mode, MODE_IDLE);
-    EXPECT_EQ(g_protocol.block_write_pending, WRITE_PENDING_NONE);
+    EXPECT_EQ(protocol_state().mode, MODE_IDLE);
+    EXPECT_EQ(protocol_state().block_write_pending, WRITE_PENDING_NONE);
     EXPECT_EQ(prompt_texts(), std::vector<std::string>{"写入参数成功!"});
 }
 
 TEST_F(ParserTest, version_report_with_the_plain_sum_is_shown_and_one_with_the_block_rule_is_dropped) {
-    g_protocol.mode = MODE_VERSION_QUERY;
+    protocol_state().mode = MODE_VERSION_QUERY;
     Bytes report = {0x8F, '2', '1', 0x12, 0x34, 0x00, 0x0A, 0xBC, 0xDE, 0xFE, 0xDC, 0xBA, 0x98};
     report.push_back(sum8(report, 0, 13));
     Bytes wrong = report;
@@ -331,22 +332,22 @@ TEST_F(ParserTest, version_report_with_the_plain_sum_is_shown_and_one_with_the_b
     feed(report);
     EXPECT_EQ(prompt_texts(), std::vector<std::string>{"Version: 21 \nParameter Checksum: 0x1234\n"
                                                        "Program Checksum: 0x000abcde\nProgram CRC: 0xfedcba98"});
-    EXPECT_EQ(g_protocol.mode, MODE_VERSION_QUERY) << "the report does not end the mode";
+    EXPECT_EQ(protocol_state().mode, MODE_VERSION_QUERY) << "the report does not end the mode";
 }
 
 TEST_F(ParserTest, info_write_echo_swallows_a_31st_byte_of_0x00_and_any_other_byte_completes_it) {
     isSerialOpen = 1;
     fake_info(InfoField::Type) = "T1";
     ASSERT_EQ(info_transaction_write(), INFO_SENT);
-    const Bytes frame(g_servo_info_tx_buf, g_servo_info_tx_buf + 30);
+    const Bytes frame(protocol_state().g_servo_info_tx_buf, protocol_state().g_servo_info_tx_buf + 30);
     EXPECT_EQ(frame, info_frame("T1", "20260101"));
     feed(cat({frame, {0x00}}));
-    EXPECT_EQ(g_protocol.mode, MODE_WRITE_INFO);
+    EXPECT_EQ(protocol_state().mode, MODE_WRITE_INFO);
     EXPECT_TRUE(fake_prompts().empty());
     feed({0x00}); /* the echo is over: now a 0x00 is the answer */
-    EXPECT_EQ(g_protocol.mode, MODE_IDLE);
+    EXPECT_EQ(protocol_state().mode, MODE_IDLE);
     EXPECT_EQ(prompt_texts(), std::vector<std::string>{"写入信息成功!"});
-    EXPECT_EQ(g_servo_info_tx_buf[0], 0);
+    EXPECT_EQ(protocol_state().g_servo_info_tx_buf[0], 0);
 
     fake_prompts().clear();
     ASSERT_EQ(info_transaction_write(), INFO_SENT);

@@ -3,6 +3,7 @@
  * stands in for the UI thread (receive hand-over on each wake-up, timers, time-out check). The
  * assertions look at what the simulator received (its log), not only at what the tool shows. */
 #include "params/param_files.h"
+#include "protocol/protocol_state.h"
 #include "protocol/info_transaction.h"
 #include "protocol/param_actions.h"
 #include "protocol/param_transaction.h"
@@ -81,7 +82,7 @@ class ProtocolSimTest : public ProtocolFixture {
             },
             timeout_ms);
     }
-    static bool idle() { return g_protocol.mode == MODE_IDLE && fake_timers_alive() == 0; }
+    static bool idle() { return protocol_state().mode == MODE_IDLE && fake_timers_alive() == 0; }
 
     /* The frames the simulator logged as received once there are n of them (or after 3 s). */
     std::vector<std::string> received(size_t n) {

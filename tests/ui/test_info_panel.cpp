@@ -5,7 +5,7 @@
 #include "params/param_values.h"
 #include "common/screen_port.h"
 #include "ui/info_panel.h"
-#include "protocol/parser.h"
+#include "protocol/protocol_state.h"
 #include "serial/Serial.h"
 #include "tests/support/headless.h"
 #include "ui/screen.h"
@@ -90,10 +90,10 @@ TEST_F(InfoPanel, the_buttons_refuse_with_the_port_closed_and_read_enters_mode_5
     headless_click_obj(ui_read_info_button);
     headless_click_obj(ui_write_info_button);
     EXPECT_EQ(boxes(), (std::vector<std::string>{"请先打开串口！", "请先打开串口！"}));
-    EXPECT_EQ(g_protocol.mode, MODE_IDLE);
+    EXPECT_EQ(protocol_state().mode, MODE_IDLE);
     isSerialOpen = 1; /* no port behind it: the write fails and the time-out ends the read */
     headless_click_obj(ui_read_info_button);
-    EXPECT_EQ(g_protocol.mode, MODE_READ_INFO);
+    EXPECT_EQ(protocol_state().mode, MODE_READ_INFO);
     headless_click_obj(ui_write_info_button);
     EXPECT_EQ(boxes().back(), "应正确输入\"舵机型号\"!");
 }
