@@ -65,7 +65,7 @@ uint32_t app_tick_period_ms() {
     const uint32_t now = clock_ms32();
     const bool busy = clock_elapsed32(now, window_last_input_ms()) < APP_IDLE_AFTER_INPUT_MS ||
                       clock_elapsed32(now, g_app.last_rx_ms) < APP_IDLE_AFTER_RX_MS ||
-                      plugFirstSeenTick != 0 || /* a plug-in is being debounced */
+                      serial_ports_state().plugFirstSeenTick != 0 || /* a plug-in is being debounced */
                       protocol_busy();          /* waiting for a servo, or a register sequence runs */
     return busy ? APP_TICK_PERIOD_MS : APP_IDLE_TICK_PERIOD_MS;
 }

@@ -35,7 +35,7 @@ bool is_empty_or_00(const char* text) {
 } // namespace
 
 int info_transaction_read() {
-    if (isSerialOpen == 0) return refuse(INFO_PORT_CLOSED, port_closed_text());
+    if (serial_ports_state().isSerialOpen == 0) return refuse(INFO_PORT_CLOSED, port_closed_text());
     ProtocolState& s = protocol_state();
     s.info_rx_state = 0;
     s.info_rx_count = 0;
@@ -51,7 +51,7 @@ int info_transaction_read() {
 }
 
 int info_transaction_write() {
-    if (isSerialOpen == 0) return refuse(INFO_PORT_CLOSED, port_closed_text());
+    if (serial_ports_state().isSerialOpen == 0) return refuse(INFO_PORT_CLOSED, port_closed_text());
 
     char type[FIELD_TEXT_SIZE], year[FIELD_TEXT_SIZE], month[FIELD_TEXT_SIZE], day[FIELD_TEXT_SIZE];
     if (info_field_get(InfoField::Type, type, sizeof type) < 0 ||

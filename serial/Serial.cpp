@@ -11,24 +11,15 @@
 
 char portNames[MAX_PORTS][PORT_NAME_SIZE];
 int portCount = 0;
-int autoPortIndex = -1;
-
-int isSerialOpen = 0;
-int deviceDisconnected = 0;
-int noDeviceFlag = 0;
-int prevAutoPortIndex = -1;
-int oldPortCount = 0;
-uint32_t plugFirstSeenTick = 0;
-prompt_box_t noDeviceNotice = nullptr;
-prompt_box_t deviceRemovedNotice = nullptr;
-int d_cnt = 0;
 
 namespace {
+
+SerialPortsState g_ports;
 
 /* Closes the port and shows it closed (white button, list enabled, "Open Port"). */
 void close_port() {
     SerialClose();
-    isSerialOpen = 0;
+    g_ports.isSerialOpen = 0;
     port_ui_closed();
     relabel_port_panel();
 }
@@ -37,7 +28,7 @@ void close_port() {
  * False when it could not be opened; nothing is shown then. */
 bool open_port(int index) {
     if (OpenDevice(index) != 1) return false;
-    isSerialOpen = 1;
+    g_ports.isSerialOpen = 1;
     port_ui_opened();
     relabel_port_panel();
     return true;
@@ -52,20 +43,20 @@ void close_notice(prompt_box_t* notice) {
 /* Plug-in seen and debounced: rebuild the list and open the selected port, or close an open
  * port (a new adapter while one is open closes it and does not reopen). */
 void handle_plug_in() {
-    if (d_cnt > 0) dbg_log("WM_TIME: d_cnt: %d\n", d_cnt);
-    noDeviceFlag = 0;
+    if (g_ports.d_cnt > 0) dbg_log("WM_TIME: d_cnt: %d\n", g_ports.d_cnt);
+    g_ports.noDeviceFlag = 0;
     dbg_log("File:Serial: updateSerialPortList(); Open: %d\n", openErrorShown);
     updateddListWithoutOpen();
-    dbg_log("updateSerialPortList(): before: isSerialOpen: %d\n", isSerialOpen);
+    dbg_log("updateSerialPortList(): before: isSerialOpen: %d\n", g_ports.isSerialOpen);
 
-    if (autoPortIndex == -1) {
+    if (g_ports.autoPortIndex == -1) {
         /* NOTE: cannot happen here (a port was just found); kept as the tool has it. */
-        noDeviceNotice = show_prompt_alert(lang_text("No Device Connection!", "没有设备连接!"));
-        noDeviceFlag = 1;
-    } else if (isSerialOpen == 0) {
+        g_ports.noDeviceNotice = show_prompt_alert(lang_text("No Device Connection!", "没有设备连接!"));
+        g_ports.noDeviceFlag = 1;
+    } else if (g_ports.isSerialOpen == 0) {
         if (open_port(port_list_selected())) {
             openErrorShown = 0;
-            dbg_log("[Debug] updateSerialPortList():after: isSerialOpen: %d\n", isSerialOpen);
+            dbg_log("[Debug] updateSerialPortList():after: isSerialOpen: %d\n", g_ports.isSerialOpen);
             dbg_log("[Success] updateSerialPortList():Open_Device successfully!\n");
         } else {
             openErrorShown = 0; /* the next failed attempt shows the box again */
@@ -75,54 +66,54 @@ void handle_plug_in() {
         close_port();
         dbg_log("[Success] updateSerialPortList():Close_Device successfully!\n");
     }
-    deviceDisconnected = 1;
-    close_notice(&noDeviceNotice);
-    close_notice(&deviceRemovedNotice);
-    dbg_log("[warning] deviceDisconnected：%d \n", deviceDisconnected);
+    g_ports.deviceDisconnected = 1;
+    close_notice(&g_ports.noDeviceNotice);
+    close_notice(&g_ports.deviceRemovedNotice);
+    dbg_log("[warning] deviceDisconnected：%d \n", g_ports.deviceDisconnected);
 }
 
 /* The last adapter is gone: close, show the empty list and tell the user. */
 void handle_removal() {
-    dbg_log("[warning] deviceDisconnected：%d 检测设备断开\n", deviceDisconnected);
+    dbg_log("[warning] deviceDisconnected：%d 检测设备断开\n", g_ports.deviceDisconnected);
     close_port();
-    noDeviceFlag = 1;
+    g_ports.noDeviceFlag = 1;
     updateddListWithoutOpen();
-    deviceDisconnected = 0;
-    deviceRemovedNotice = show_prompt_alert(lang_text("Device removed!", "设备已弹出 !"));
+    g_ports.deviceDisconnected = 0;
+    g_ports.deviceRemovedNotice = show_prompt_alert(lang_text("Device removed!", "设备已弹出 !"));
 }
 
 /* Fewer adapters than before: an open port is closed and the first remaining port reopened. */
 void handle_count_decrease(int newPortnumber) {
     dbg_log("[Debug] newPortnumber < oldPortCount 检测设备数量减少\n");
-    dbg_log("[warning] deviceDisconnected: %d\n", deviceDisconnected);
-    if (isSerialOpen == 0) {
+    dbg_log("[warning] deviceDisconnected: %d\n", g_ports.deviceDisconnected);
+    if (g_ports.isSerialOpen == 0) {
         updateddListWithoutOpen();
         return;
     }
     SerialClose();
-    isSerialOpen = 0;
+    g_ports.isSerialOpen = 0;
     updateddListWithoutOpen();
     if (newPortnumber <= 0) return;
     port_list_select(0);
     if (open_port(0)) {
         dbg_log("[warning]如果之前是连接状态，并且还有设备没有被占用，执行打开 deviceDisconnected: %d\n",
-                deviceDisconnected);
+                g_ports.deviceDisconnected);
     } else {
         port_ui_closed();
         relabel_port_panel();
         show_error("打开串口失败!"); /* Chinese whatever the language, as the tool has it */
         dbg_log("[warning]如果之前是连接状态，并且还有设备但是被占用，执行关闭 deviceDisconnected: %d\n",
-                deviceDisconnected);
+                g_ports.deviceDisconnected);
     }
 }
 
 } // namespace
 
 int discover_ports() {
-    autoPortIndex = -1;
+    g_ports.autoPortIndex = -1;
     portCount = 0;
     if (enumerate_com_ports() == 0) return 0;
-    autoPortIndex = 0; /* every listed port is a USB adapter's */
+    g_ports.autoPortIndex = 0; /* every listed port is a USB adapter's */
     return 1;
 }
 
@@ -159,44 +150,44 @@ void updateddListWithoutOpen() {
     }
     if (port_list_selected() != selection) port_list_select(selection);
 
-    dbg_log("[debug]updateddListWithoutOpen() Current number of ports: %d\n", autoPortIndex);
+    dbg_log("[debug]updateddListWithoutOpen() Current number of ports: %d\n", g_ports.autoPortIndex);
     if (portCount == 0) {
         dbg_log("[debug]updateddListWithoutOpen() len: %d\n", 0);
         port_list_set_options(" "); /* never an empty drop-down */
     }
-    lang_button_set_disabled(noDeviceFlag == 1);
+    lang_button_set_disabled(g_ports.noDeviceFlag == 1);
 }
 
 void hot_plug_check() {
     const int newPortnumber = portCount;
-    const int autoPortIndexBefore = autoPortIndex;
+    const int autoPortIndexBefore = g_ports.autoPortIndex;
 
     discover_ports();
-    d_cnt = port_list_option_count();
+    g_ports.d_cnt = port_list_option_count();
     const uint32_t now = clock_ms32();
 
-    if (prevAutoPortIndex == -1 && autoPortIndex != -1 && deviceDisconnected == 0) {
-        dbg_log("[Debug] deviceDisconnected：%d 检测设备接入\n", deviceDisconnected);
-        if (plugFirstSeenTick == 0) plugFirstSeenTick = now;
-        if (clock_elapsed32(now, plugFirstSeenTick) < PLUG_DEBOUNCE_MS) return; /* seen again next tick */
-        plugFirstSeenTick = 0;
+    if (g_ports.prevAutoPortIndex == -1 && g_ports.autoPortIndex != -1 && g_ports.deviceDisconnected == 0) {
+        dbg_log("[Debug] deviceDisconnected：%d 检测设备接入\n", g_ports.deviceDisconnected);
+        if (g_ports.plugFirstSeenTick == 0) g_ports.plugFirstSeenTick = now;
+        if (clock_elapsed32(now, g_ports.plugFirstSeenTick) < PLUG_DEBOUNCE_MS) return; /* seen again next tick */
+        g_ports.plugFirstSeenTick = 0;
         handle_plug_in();
     } else {
         /* An adapter that went away during its debounce starts a fresh one when it comes back. */
-        if (autoPortIndex == -1) plugFirstSeenTick = 0;
-        if (prevAutoPortIndex != -1 && autoPortIndex == -1 && deviceDisconnected == 1) handle_removal();
+        if (g_ports.autoPortIndex == -1) g_ports.plugFirstSeenTick = 0;
+        if (g_ports.prevAutoPortIndex != -1 && g_ports.autoPortIndex == -1 && g_ports.deviceDisconnected == 1) handle_removal();
     }
 
-    if (newPortnumber > oldPortCount) {
+    if (newPortnumber > g_ports.oldPortCount) {
         dbg_log("[Debug] newPortnumber > oldPortCount 检测设备数量增加\n");
         updateddListWithoutOpen();
-        dbg_log("[warning] deviceDisconnected: %d\n", deviceDisconnected);
-        oldPortCount = newPortnumber;
-    } else if (newPortnumber < oldPortCount) {
+        dbg_log("[warning] deviceDisconnected: %d\n", g_ports.deviceDisconnected);
+        g_ports.oldPortCount = newPortnumber;
+    } else if (newPortnumber < g_ports.oldPortCount) {
         handle_count_decrease(newPortnumber);
-        oldPortCount = newPortnumber;
+        g_ports.oldPortCount = newPortnumber;
     }
-    prevAutoPortIndex = autoPortIndexBefore;
+    g_ports.prevAutoPortIndex = autoPortIndexBefore;
 }
 
 const char* port_button_caption(bool open) {
@@ -206,12 +197,12 @@ const char* port_button_caption(bool open) {
 
 void port_button_click() {
     dbg_log("----- openSerial_event_handler() -----\n");
-    dbg_log("[Debug] openSerial_event_handler(): isSerialOpen: %d\n", isSerialOpen);
-    if (isSerialOpen == 1) {
+    dbg_log("[Debug] openSerial_event_handler(): isSerialOpen: %d\n", g_ports.isSerialOpen);
+    if (g_ports.isSerialOpen == 1) {
         close_port();
-        dbg_log("[Debug] Control_Serial_btn_event_cb(): comclose(): isSerialOpen: %d\n", isSerialOpen);
+        dbg_log("[Debug] Control_Serial_btn_event_cb(): comclose(): isSerialOpen: %d\n", g_ports.isSerialOpen);
         dbg_log("[Success] open_button_event_cb(): Close_Device successfully!\n");
-    } else if (isSerialOpen == 0) {
+    } else if (g_ports.isSerialOpen == 0) {
         const int selectedDeviceIndex = port_list_selected();
         dbg_log("[Infoemation] selectedDeviceIndex: %d\n", selectedDeviceIndex); /* sic */
         if (!open_port(selectedDeviceIndex)) {
@@ -219,7 +210,7 @@ void port_button_click() {
             dbg_log("[Error] Control_Serial_btn_event_cb() 打开串口失败\n");
             return;
         }
-        dbg_log("[Debug] openSerial_event_handler(): Open_Device(): isSerialOpen: %d\n", isSerialOpen);
+        dbg_log("[Debug] openSerial_event_handler(): Open_Device(): isSerialOpen: %d\n", g_ports.isSerialOpen);
         dbg_log("[Success] openSerial_event_handler():  Open_Device successfully!\n");
     } else {
         return;
@@ -231,16 +222,13 @@ void serial_ports_reset() {
     memset(portNames, 0, sizeof portNames);
     portCount = 0;
     discovery_invalidate(); /* the kept scan's names were just cleared */
-    autoPortIndex = -1;
-    isSerialOpen = 0;
-    deviceDisconnected = 0;
-    noDeviceFlag = 0;
-    prevAutoPortIndex = -1;
-    oldPortCount = 0;
-    plugFirstSeenTick = 0;
-    noDeviceNotice = nullptr;
-    deviceRemovedNotice = nullptr;
-    d_cnt = 0;
+    g_ports = SerialPortsState{};
     openErrorShown = 0;
     g_serial_sending = 0;
 }
+
+const SerialPortsState& serial_ports_state() { return g_ports; }
+
+void serial_ports_set_open(int open) { g_ports.isSerialOpen = open; }
+
+void serial_ports_forget_default() { g_ports.autoPortIndex = -1; }

@@ -24,19 +24,32 @@ constexpr uint32_t PLUG_DEBOUNCE_MS = 100;
 extern char portNames[MAX_PORTS][PORT_NAME_SIZE];
 /* Number of valid entries of portNames (the hot-plug log calls it newPortnumber). */
 extern int portCount;
-/* Default port chosen by discovery (discovery keeps only USB adapters, so the first one); -1 when
- * there is none. */
-extern int autoPortIndex;
+/* The port list's and the hot-plug monitor's state, under the names the program has always used.
+ * Other modules read it through serial_ports_state(). */
+struct SerialPortsState {
+    /* Default port chosen by discovery (discovery keeps only USB adapters, so the first one); -1
+     * when there is none. */
+    int autoPortIndex = -1;
+    int isSerialOpen = 0;       /* 1 while the screen treats the port as open */
+    int deviceDisconnected = 0; /* despite its name: 1 once a plug-in was handled, 0 once a removal was */
+    int noDeviceFlag = 0;       /* 1 after a removal; disables the language button */
+    int prevAutoPortIndex = -1; /* autoPortIndex as it stood when the previous check began */
+    int oldPortCount = 0;       /* port count remembered by the previous check */
+    uint32_t plugFirstSeenTick = 0; /* start of the plug-in debounce; 0 = not started */
+    prompt_box_t noDeviceNotice = nullptr;
+    prompt_box_t deviceRemovedNotice = nullptr;
+    int d_cnt = 0; /* option count of the drop-down, sampled by each check for the log */
+};
 
-extern int isSerialOpen;       /* 1 while the screen treats the port as open */
-extern int deviceDisconnected; /* despite its name: 1 once a plug-in was handled, 0 once a removal was */
-extern int noDeviceFlag;       /* 1 after a removal; disables the language button */
-extern int prevAutoPortIndex;  /* autoPortIndex as it stood when the previous check began */
-extern int oldPortCount;       /* port count remembered by the previous check */
-extern uint32_t plugFirstSeenTick; /* start of the plug-in debounce; 0 = not started */
-extern prompt_box_t noDeviceNotice;
-extern prompt_box_t deviceRemovedNotice;
-extern int d_cnt; /* option count of the drop-down, sampled by each check for the log */
+/* The state, read-only. */
+const SerialPortsState& serial_ports_state();
+
+/* Records that the port was opened (1) or closed (0) by a caller that did so itself: the port
+ * button and the hot-plug monitor record their own; the command-line tool opens a port by path. */
+void serial_ports_set_open(int open);
+
+/* Drops discovery's default port after a failed open (OpenDevice). */
+void serial_ports_forget_default();
 
 /* Refills portNames, portCount and autoPortIndex. Returns 1 if at least one port was found. */
 int discover_ports();

@@ -78,7 +78,7 @@ int OpenDevice(int index) {
         dbg_log("[Success] File: comHandle: OpenDevice(): Open Device successfully!\n");
         return 1;
     }
-    autoPortIndex = -1;
+    serial_ports_forget_default();
     g_io_handle = PORT_HANDLE_INVALID;
     return 0;
 }

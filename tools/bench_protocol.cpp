@@ -100,7 +100,7 @@ void bench_info_round_trip() {
         waitpid(sim, nullptr, 0);
         return;
     }
-    isSerialOpen = 1;
+    serial_ports_set_open(1);
     std::vector<double> ms;
     int failed = 0;
     for (int i = 0; i < ROUND_TRIPS; ++i) {
@@ -118,7 +118,7 @@ void bench_info_round_trip() {
         protocol_state().mode = MODE_IDLE;
     }
     SerialClose();
-    isSerialOpen = 0;
+    serial_ports_set_open(0);
     kill(sim, SIGTERM);
     waitpid(sim, nullptr, 0);
 

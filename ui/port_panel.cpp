@@ -65,7 +65,7 @@ void ui_relabel_port_panel() {
     }
     if (ui_port_button_label != nullptr) {
         lv_obj_set_style_text_font(ui_port_button_label, &font_text, 0);
-        lv_label_set_text(ui_port_button_label, port_button_caption(isSerialOpen == 1));
+        lv_label_set_text(ui_port_button_label, port_button_caption(serial_ports_state().isSerialOpen == 1));
     }
 }
 

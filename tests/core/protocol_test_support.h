@@ -97,11 +97,11 @@ class ProtocolFixture : public ::testing::Test {
         fake_timers_reset();
         lang_reset();
         clock_set_source(nullptr);
-        isSerialOpen = 0;
+        serial_ports_set_open(0);
     }
     void TearDown() override {
         clock_set_source(nullptr);
-        isSerialOpen = 0;
+        serial_ports_set_open(0);
     }
 
     static void feed(const servo_bytes::Bytes& bytes) {

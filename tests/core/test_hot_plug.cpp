@@ -57,7 +57,7 @@ class HotPlugTest : public ::testing::Test {
             if (cond()) return t;
         return -1;
     }
-    static bool is_open() { return isSerialOpen == 1; }
+    static bool is_open() { return serial_ports_state().isSerialOpen == 1; }
     void plug(const std::string& name, const PtyPair& pty) { tree.add(name, USB, pty.path()); }
     void pull(const std::string& name, PtyPair& pty) {
         tree.remove(name);
@@ -101,13 +101,13 @@ TEST_F(HotPlugTest, plugged_adapter_opens_100ms_after_it_is_first_seen_even_afte
     run(20);
     plug("ttyUSB0", a);
     tick();
-    EXPECT_EQ(plugFirstSeenTick, static_cast<uint32_t>(g_now));
+    EXPECT_EQ(serial_ports_state().plugFirstSeenTick, static_cast<uint32_t>(g_now));
     EXPECT_EQ(ticks_until(is_open), 100);
 
     expect_panel(true, "#000000 关闭端口#");
     EXPECT_EQ(fake_port_panel().options, options({"ttyUSB0"}));
     EXPECT_FALSE(fake_port_panel().lang_disabled);
-    EXPECT_EQ(deviceDisconnected, 1);
+    EXPECT_EQ(serial_ports_state().deviceDisconnected, 1);
     EXPECT_TRUE(port_leads_to(a));
     EXPECT_TRUE(fake_prompts().empty());
     EXPECT_TRUE(fake_platform().message_boxes.empty());
@@ -118,7 +118,7 @@ TEST_F(HotPlugTest, pulling_the_only_adapter_closes_the_port_and_tells_the_user_
     start_with({{"ttyUSB0", &a}});
     ui_language_chinese = 0;
     pull("ttyUSB0", a);
-    EXPECT_GE(ticks_until([] { return isSerialOpen == 0; }, 50), 0);
+    EXPECT_GE(ticks_until([] { return serial_ports_state().isSerialOpen == 0; }, 50), 0);
     run(100);
 
     EXPECT_FALSE(port_handle_valid(g_comm.hCom));
@@ -144,7 +144,7 @@ TEST_F(HotPlugTest, pulling_one_of_two_adapters_reopens_the_first_remaining_port
 
     pull("ttyUSB0", a);
     run(30);
-    EXPECT_EQ(isSerialOpen, 1);
+    EXPECT_EQ(serial_ports_state().isSerialOpen, 1);
     EXPECT_EQ(fake_port_panel().options, options({"ttyUSB1"}));
     EXPECT_EQ(fake_port_panel().selected, 0);
     expect_panel(true, "#000000 关闭端口#");
@@ -161,7 +161,7 @@ TEST_F(HotPlugTest, reopening_a_remaining_port_held_elsewhere_fails_with_a_chine
 
     pull("ttyUSB0", a);
     run(30);
-    EXPECT_EQ(isSerialOpen, 0);
+    EXPECT_EQ(serial_ports_state().isSerialOpen, 0);
     EXPECT_FALSE(port_handle_valid(g_comm.hCom));
     ASSERT_EQ(fake_prompts().size(), 1u);
     EXPECT_EQ(fake_prompts()[0].kind, FakePrompt::Error);
@@ -178,7 +178,7 @@ TEST_F(HotPlugTest, a_failed_automatic_open_shows_the_box_again_at_the_next_plug
     ASSERT_EQ(flock(other, LOCK_EX | LOCK_NB), 0);
     plug("ttyUSB0", a);
     run(150);
-    EXPECT_EQ(isSerialOpen, 0);
+    EXPECT_EQ(serial_ports_state().isSerialOpen, 0);
     EXPECT_EQ(fake_platform().message_boxes.size(), 1u);
     EXPECT_TRUE(log.contains("updateSerialPortList(): 打开串口失败"));
     EXPECT_EQ(fake_port_panel().caption, "#000000 打开端口#");
@@ -188,7 +188,7 @@ TEST_F(HotPlugTest, a_failed_automatic_open_shows_the_box_again_at_the_next_plug
     plug("ttyUSB0", a);
     run(150);
     EXPECT_EQ(fake_platform().message_boxes.size(), 2u);
-    EXPECT_EQ(isSerialOpen, 0);
+    EXPECT_EQ(serial_ports_state().isSerialOpen, 0);
     close(other);
 }
 
@@ -198,19 +198,19 @@ TEST_F(HotPlugTest, port_button_closes_and_reopens_the_port_and_the_monitor_leav
     ui_language_chinese = 0;
 
     port_button_click();
-    EXPECT_EQ(isSerialOpen, 0);
+    EXPECT_EQ(serial_ports_state().isSerialOpen, 0);
     EXPECT_FALSE(port_handle_valid(g_comm.hCom));
     expect_panel(false, "#000000 Open Port#");
     EXPECT_EQ(fake_port_panel().port_label, "Serial Port");
 
     plug("ttyUSB1", b); /* with the port closed by hand a new adapter only rebuilds the list */
     run(200);
-    EXPECT_EQ(isSerialOpen, 0);
+    EXPECT_EQ(serial_ports_state().isSerialOpen, 0);
     EXPECT_FALSE(port_handle_valid(g_comm.hCom));
     EXPECT_EQ(fake_port_panel().options, options({"ttyUSB0", "ttyUSB1"}));
 
     port_button_click();
-    EXPECT_EQ(isSerialOpen, 1);
+    EXPECT_EQ(serial_ports_state().isSerialOpen, 1);
     expect_panel(true, "#000000 Close Port#");
     EXPECT_TRUE(port_leads_to(a));
 }

@@ -23,7 +23,7 @@ class InfoTransactionTest : public ProtocolFixture {
         ASSERT_NE(SerialOpen(pty.path().c_str()), PORT_HANDLE_NONE);
         g_now = 5000;
         clock_set_source(test_clock);
-        isSerialOpen = 1;
+        serial_ports_set_open(1);
         fake_info(InfoField::Type) = "SERVO-7";
     }
     void TearDown() override {
@@ -40,7 +40,7 @@ class InfoTransactionTest : public ProtocolFixture {
 } // namespace
 
 TEST_F(InfoTransactionTest, read_is_refused_with_the_port_closed_in_the_language_in_force_and_sent_when_open) {
-    isSerialOpen = 0;
+    serial_ports_set_open(0);
     EXPECT_EQ(info_transaction_read(), INFO_PORT_CLOSED);
     ui_language_chinese = 0;
     EXPECT_EQ(info_transaction_read(), INFO_PORT_CLOSED);
@@ -48,7 +48,7 @@ TEST_F(InfoTransactionTest, read_is_refused_with_the_port_closed_in_the_language
     EXPECT_EQ(fake_prompts()[0].kind, FakePrompt::Error);
     EXPECT_EQ(protocol_state().mode, MODE_IDLE);
     EXPECT_TRUE(sent(4, 50).empty());
-    isSerialOpen = 1;
+    serial_ports_set_open(1);
     ASSERT_EQ(info_transaction_read(), INFO_SENT);
     EXPECT_EQ(sent(4), INFO_REQUEST);
 }
@@ -94,7 +94,7 @@ TEST_F(InfoTransactionTest, write_checks_run_in_order_and_the_first_failure_show
     fake_prompts().clear();
     EXPECT_EQ(info_transaction_write(), INFO_FIELD_UNAVAILABLE);
     EXPECT_EQ(prompt_texts(), std::vector<std::string>{"请检查输入内容!"});
-    isSerialOpen = 0;
+    serial_ports_set_open(0);
     EXPECT_EQ(info_transaction_write(), INFO_PORT_CLOSED);
 
     EXPECT_EQ(protocol_state().mode, MODE_READ_PARAMS);
@@ -158,7 +158,7 @@ TEST_F(InfoTransactionTest, other_modes_never_time_out_and_a_failed_write_still_
     clock_set_source(nullptr);
     SerialClose();
     clock_set_source(test_clock);
-    isSerialOpen = 1; /* the screen still thinks the port is open */
+    serial_ports_set_open(1); /* the screen still thinks the port is open */
     EXPECT_EQ(info_transaction_read(), INFO_SENT);
     EXPECT_EQ(protocol_state().mode, MODE_READ_INFO);
     g_now += 201;

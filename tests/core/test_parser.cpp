@@ -81,7 +81,7 @@ TEST_F(ParserTest, info_reply_completes_at_its_last_byte_and_fills_the_fields) {
          0, "Servo information read successfully!"},
         {"bytes that are not UTF-8 made valid", {}, "A\xFF", "A\xEF\xBF\xBD", 1, "舵机信息读取成功!"},
     };
-    isSerialOpen = 1;
+    serial_ports_set_open(1);
     for (const Case& c : cases) {
         SCOPED_TRACE(c.label);
         fake_info_fields_reset();
@@ -100,7 +100,7 @@ TEST_F(ParserTest, info_reply_completes_at_its_last_byte_and_fills_the_fields) {
 }
 
 TEST_F(ParserTest, info_reply_starting_00_00_8e_is_taken_for_the_echo_and_needs_34_bytes) {
-    isSerialOpen = 1;
+    serial_ports_set_open(1);
     info_transaction_read();
     Bytes frame = info_frame("", "20260115");
     frame[1] = 0x00;
@@ -119,7 +119,7 @@ TEST_F(ParserTest, info_reply_starting_00_00_8e_is_taken_for_the_echo_and_needs_
 }
 
 TEST_F(ParserTest, info_reply_with_byte_1_at_0x80_is_refused_in_chinese_whatever_the_language) {
-    isSerialOpen = 1;
+    serial_ports_set_open(1);
     ui_language_chinese = 0;
     info_transaction_read();
     Bytes frame = info_frame("SERVO", "20260115");
@@ -336,7 +336,7 @@ TEST_F(ParserTest, version_report_with_the_plain_sum_is_shown_and_one_with_the_b
 }
 
 TEST_F(ParserTest, info_write_echo_swallows_a_31st_byte_of_0x00_and_any_other_byte_completes_it) {
-    isSerialOpen = 1;
+    serial_ports_set_open(1);
     fake_info(InfoField::Type) = "T1";
     ASSERT_EQ(info_transaction_write(), INFO_SENT);
     const Bytes frame(protocol_state().g_servo_info_tx_buf, protocol_state().g_servo_info_tx_buf + 30);

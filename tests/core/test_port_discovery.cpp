@@ -52,7 +52,7 @@ TEST_F(PortDiscoveryTest, no_usb_port_or_no_class_directory_gives_none) {
     tree.add("ttyS0", PLATFORM);
     EXPECT_EQ(discover_ports(), 0);
     EXPECT_EQ(portCount, 0);
-    EXPECT_EQ(autoPortIndex, -1);
+    EXPECT_EQ(serial_ports_state().autoPortIndex, -1);
 
     EXPECT_EQ(enumerate_com_ports_in("/nonexistent/class/tty", tree.dev().c_str()), 0);
     EXPECT_EQ(portCount, 0);
@@ -64,13 +64,13 @@ TEST_F(PortDiscoveryTest, a_port_that_comes_or_goes_is_seen_at_the_next_look) {
         SCOPED_TRACE(notified ? "change notifications" : "no change notifications");
         discovery_set_roots(tree.sys().c_str(), tree.dev().c_str(), notified);
         EXPECT_EQ(discover_ports(), 0);
-        EXPECT_EQ(autoPortIndex, -1);
+        EXPECT_EQ(serial_ports_state().autoPortIndex, -1);
         tree.add("ttyUSB0", USB);
         int waited = 0; /* without notifications a rescan every 50 ms must find it */
         for (; discover_ports() == 0 && waited < 200; waited += 5)
             g_now += 5;
         EXPECT_LE(waited, notified ? 0 : 100);
-        EXPECT_EQ(autoPortIndex, 0);
+        EXPECT_EQ(serial_ports_state().autoPortIndex, 0);
         tree.remove("ttyUSB0");
         for (waited = 0; discover_ports() == 1 && waited < 200; waited += 5)
             g_now += 5;

@@ -64,7 +64,7 @@ class ProtocolSimTest : public ProtocolFixture {
         ASSERT_EQ(posix_spawn(&sim_, SERVO_SIM_PATH, nullptr, nullptr, argv.data(), environ), 0) << SERVO_SIM_PATH;
         ASSERT_TRUE(serial_test::wait_until([&] { return std::filesystem::exists(dir_ / "servo"); }));
         ASSERT_NE(SerialOpen((dir_ / "servo").c_str()), PORT_HANDLE_NONE);
-        isSerialOpen = 1;
+        serial_ports_set_open(1);
     }
 
     /* Runs the UI thread's work (receive hand-over after a wake-up, due timers, the time-out

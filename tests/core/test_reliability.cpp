@@ -23,7 +23,7 @@ class ReliabilityTest : public ProtocolFixture {
         ProtocolFixture::SetUp();
         rx_ring_reset();
         ASSERT_NE(SerialOpen(pty.path().c_str()), PORT_HANDLE_NONE);
-        isSerialOpen = 1;
+        serial_ports_set_open(1);
     }
     void TearDown() override {
         clock_set_source(nullptr);

@@ -23,12 +23,12 @@ class InfoPanel : public ::testing::Test {
         params_reset();
         protocol_reset();
         lang_reset();
-        isSerialOpen = 0;
+        serial_ports_set_open(0);
         headless_new_screen();
         ASSERT_TRUE(main_ui_build());
         headless_run(50);
     }
-    void TearDown() override { isSerialOpen = 0; }
+    void TearDown() override { serial_ports_set_open(0); }
 
     static std::string text(lv_obj_t* ta) { return lv_textarea_get_text(ta); }
     static void type(lv_obj_t* ta, const char* t) { lv_textarea_set_text(ta, t); }
@@ -91,7 +91,7 @@ TEST_F(InfoPanel, the_buttons_refuse_with_the_port_closed_and_read_enters_mode_5
     headless_click_obj(ui_write_info_button);
     EXPECT_EQ(boxes(), (std::vector<std::string>{"请先打开串口！", "请先打开串口！"}));
     EXPECT_EQ(protocol_state().mode, MODE_IDLE);
-    isSerialOpen = 1; /* no port behind it: the write fails and the time-out ends the read */
+    serial_ports_set_open(1); /* no port behind it: the write fails and the time-out ends the read */
     headless_click_obj(ui_read_info_button);
     EXPECT_EQ(protocol_state().mode, MODE_READ_INFO);
     headless_click_obj(ui_write_info_button);

@@ -35,7 +35,6 @@ class PortPanelTest : public ::testing::Test {
         portCount = 0;
         for (const char* n : names)
             snprintf(portNames[portCount++], PORT_NAME_SIZE, "%s", n);
-        autoPortIndex = portCount > 0 ? 0 : -1;
         updateddListWithoutOpen();
     }
 };
@@ -54,13 +53,13 @@ TEST_F(PortPanelTest, opened_look_is_yellow_with_a_grey_locked_list_and_closed_l
     lv_obj_add_state(ui_port_dropdown, LV_STATE_DISABLED);
     EXPECT_NE(bg(ui_port_dropdown), 0xE6E6E6u) << "the grey style goes with the closed look";
 
-    isSerialOpen = 1; /* the caption follows the port state */
+    serial_ports_set_open(1); /* the caption follows the port state */
     relabel_port_panel();
     EXPECT_EQ(headless_label_text(ui_port_button), "#000000 关闭端口#");
     ui_language_chinese = 0;
     relabel_port_panel();
     EXPECT_EQ(headless_label_text(ui_port_button), "#000000 Close Port#");
-    isSerialOpen = 0;
+    serial_ports_set_open(0);
 }
 
 TEST_F(PortPanelTest, port_list_shows_each_port_then_an_empty_option_and_keeps_the_selection) {
@@ -89,15 +88,6 @@ TEST_F(PortPanelTest, port_button_without_a_port_shows_the_error_box_in_the_curr
     EXPECT_EQ(headless_msgbox_title(headless_msgbox(0)), "错误");
     EXPECT_EQ(headless_msgbox_text(headless_msgbox(0)), "打开串口失败!");
     EXPECT_EQ(headless_msgbox_text(headless_msgbox(1)), "Failed to open serial port!");
-    EXPECT_EQ(isSerialOpen, 0);
+    EXPECT_EQ(serial_ports_state().isSerialOpen, 0);
 }
 
-TEST_F(PortPanelTest, language_button_is_locked_while_no_device_is_connected) {
-    for (int no_device : {1, 0}) {
-        noDeviceFlag = no_device;
-        updateddListWithoutOpen();
-        EXPECT_EQ(lv_obj_has_state(ui_lang_button, LV_STATE_DISABLED), no_device == 1);
-        headless_click_obj(ui_lang_button);
-        EXPECT_EQ(ui_language_chinese, no_device) << "the language changes only when unlocked";
-    }
-}
