@@ -1,15 +1,24 @@
 #include "common/lang.h"
 
-int ui_language_chinese = 1;
-int ui_language_at_start = 0;
+namespace {
+LangState g_lang;
+} // namespace
+
+const LangState& lang_state() { return g_lang; }
+
+void lang_set_chinese(int chinese) { g_lang.ui_language_chinese = chinese; }
+
+void lang_mark_build() {
+    g_lang.ui_language_at_start = g_lang.ui_language_chinese == 1 ? LANG_AT_START_CHINESE : LANG_AT_START_OTHER;
+}
 
 const char* lang_text(const char* en, const char* zh) {
-    bool chinese = ui_language_chinese == 1;
-    if (ui_language_at_start != LANG_AT_START_CHINESE) chinese = !chinese;
+    bool chinese = g_lang.ui_language_chinese == 1;
+    if (g_lang.ui_language_at_start != LANG_AT_START_CHINESE) chinese = !chinese;
     return chinese ? zh : en;
 }
 
 void lang_reset() {
-    ui_language_chinese = 1;
-    ui_language_at_start = LANG_AT_START_CHINESE;
+    g_lang.ui_language_chinese = 1;
+    g_lang.ui_language_at_start = LANG_AT_START_CHINESE;
 }

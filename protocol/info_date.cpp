@@ -85,6 +85,6 @@ int info_date_clamp_day(int32_t year, int32_t month, int32_t day, char* out, siz
 }
 
 const char* info_date_adjusted_message() {
-    return ui_language_at_start == LANG_AT_START_CHINESE ? "日期已自动调整为当月最后一天"
+    return lang_state().ui_language_at_start == LANG_AT_START_CHINESE ? "日期已自动调整为当月最后一天"
                                                          : "Date adjusted to last day of month";
 }

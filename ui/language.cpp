@@ -36,7 +36,7 @@ void relabel_info_panel() {
 }
 
 void language_toggle_event_cb(lv_event_t*) {
-    ui_language_chinese = ui_language_chinese == 1 ? 0 : 1;
+    lang_set_chinese(lang_is_chinese() ? 0 : 1);
     relabel_action_buttons();
     relabel_port_panel();
     relabel_parameter_panel();

@@ -92,7 +92,7 @@ struct PanelWidgets {
 PanelWidgets g_panel;
 
 bool start_in_chinese() {
-    return ui_language_at_start == LANG_AT_START_CHINESE;
+    return lang_state().ui_language_at_start == LANG_AT_START_CHINESE;
 }
 
 lv_obj_t* level_box(int level) {

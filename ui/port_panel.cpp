@@ -61,7 +61,7 @@ void ui_relabel_port_panel() {
     if (ui_port_label != nullptr) {
         lv_obj_set_style_text_font(ui_port_label, &font_button, 0);
         lv_label_set_text(ui_port_label, lang_by_flag("Serial Port", "  串  口   "));
-        lv_obj_align(ui_port_label, LV_ALIGN_LEFT_MID, ui_language_chinese == 1 ? -10 : 5, 0);
+        lv_obj_align(ui_port_label, LV_ALIGN_LEFT_MID, lang_is_chinese() ? -10 : 5, 0);
     }
     if (ui_port_button_label != nullptr) {
         lv_obj_set_style_text_font(ui_port_button_label, &font_text, 0);

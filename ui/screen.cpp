@@ -105,7 +105,7 @@ lv_obj_t** const g_handles[] = {
 
 /* Text of the start language: the first of each pair is English. */
 const char* start_text(const char* en, const char* zh) {
-    return ui_language_at_start == LANG_AT_START_CHINESE ? zh : en;
+    return lang_state().ui_language_at_start == LANG_AT_START_CHINESE ? zh : en;
 }
 
 lv_obj_t* make_label(lv_obj_t* parent, const char* text, const lv_font_t* font) {
@@ -248,7 +248,7 @@ void build_action_column() {
 
 void build_port_panel() {
     ui_port_panel = make_panel(ui_bottom_panel, &style_subpanel, 3, 2, 690, 60);
-    const bool zh = ui_language_at_start == LANG_AT_START_CHINESE;
+    const bool zh = lang_state().ui_language_at_start == LANG_AT_START_CHINESE;
     ui_port_label = make_label(ui_port_panel, zh ? "串  口" : "Serial Port", &font_text);
     lv_obj_set_style_text_color(ui_port_label, lv_color_hex(COLOR_WHITE), 0);
     lv_obj_align(ui_port_label, LV_ALIGN_LEFT_MID, zh ? 7 : 0, 0);
@@ -357,7 +357,7 @@ bool main_ui_build() {
     /* The platform's interface language is asked for and not used: the tool always starts in
      * Chinese. */
     dbg_log("[Debug] user interface language: \"%s\"\n", platform_user_language());
-    ui_language_at_start = ui_language_chinese == 1 ? LANG_AT_START_CHINESE : LANG_AT_START_OTHER;
+    lang_mark_build();
     for (lv_obj_t** handle : g_handles) *handle = nullptr;
     text_cursor_reset();
     ui_styles_init();

@@ -116,7 +116,7 @@ TEST_F(HotPlugTest, plugged_adapter_opens_100ms_after_it_is_first_seen_even_afte
 TEST_F(HotPlugTest, pulling_the_only_adapter_closes_the_port_and_tells_the_user_until_replugged) {
     PtyPair a, b;
     start_with({{"ttyUSB0", &a}});
-    ui_language_chinese = 0;
+    lang_set_chinese(0);
     pull("ttyUSB0", a);
     EXPECT_GE(ticks_until([] { return serial_ports_state().isSerialOpen == 0; }, 50), 0);
     run(100);
@@ -157,7 +157,7 @@ TEST_F(HotPlugTest, reopening_a_remaining_port_held_elsewhere_fails_with_a_chine
     start_with({{"ttyUSB0", &a}, {"ttyUSB1", &b}});
     const int other = open(b.path().c_str(), O_RDWR | O_NOCTTY);
     ASSERT_EQ(flock(other, LOCK_EX | LOCK_NB), 0);
-    ui_language_chinese = 0;
+    lang_set_chinese(0);
 
     pull("ttyUSB0", a);
     run(30);
@@ -195,7 +195,7 @@ TEST_F(HotPlugTest, a_failed_automatic_open_shows_the_box_again_at_the_next_plug
 TEST_F(HotPlugTest, port_button_closes_and_reopens_the_port_and_the_monitor_leaves_it_alone) {
     PtyPair a, b;
     start_with({{"ttyUSB0", &a}});
-    ui_language_chinese = 0;
+    lang_set_chinese(0);
 
     port_button_click();
     EXPECT_EQ(serial_ports_state().isSerialOpen, 0);

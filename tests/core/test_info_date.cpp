@@ -98,10 +98,10 @@ TEST(InfoDate, day_is_clamped_to_the_last_day_of_a_known_month) {
 
 TEST(InfoDate, the_adjustment_message_follows_the_start_language_not_the_toggle) {
     lang_reset();
-    ui_language_chinese = 0;
+    lang_set_chinese(0);
     EXPECT_STREQ(info_date_adjusted_message(), "日期已自动调整为当月最后一天");
-    ui_language_at_start = LANG_AT_START_OTHER;
-    ui_language_chinese = 1;
+    lang_mark_build(); /* a screen built in English */
+    lang_set_chinese(1);
     EXPECT_STREQ(info_date_adjusted_message(), "Date adjusted to last day of month");
     lang_reset();
 }

@@ -42,7 +42,7 @@ class InfoTransactionTest : public ProtocolFixture {
 TEST_F(InfoTransactionTest, read_is_refused_with_the_port_closed_in_the_language_in_force_and_sent_when_open) {
     serial_ports_set_open(0);
     EXPECT_EQ(info_transaction_read(), INFO_PORT_CLOSED);
-    ui_language_chinese = 0;
+    lang_set_chinese(0);
     EXPECT_EQ(info_transaction_read(), INFO_PORT_CLOSED);
     EXPECT_EQ(prompt_texts(), (std::vector<std::string>{"请先打开串口！", "Please open the serial port first!"}));
     EXPECT_EQ(fake_prompts()[0].kind, FakePrompt::Error);
@@ -78,7 +78,7 @@ TEST_F(InfoTransactionTest, write_checks_run_in_order_and_the_first_failure_show
     for (const Case& c : cases) {
         for (int chinese : {1, 0}) {
             fake_prompts().clear();
-            ui_language_chinese = chinese;
+            lang_set_chinese(chinese);
             fake_info(InfoField::Type) = c.type;
             fake_info(InfoField::Year) = c.year;
             fake_info(InfoField::Month) = c.month;
@@ -89,7 +89,7 @@ TEST_F(InfoTransactionTest, write_checks_run_in_order_and_the_first_failure_show
             EXPECT_EQ(fake_prompts()[0].text, chinese || c.en == nullptr ? c.zh : c.en);
         }
     }
-    ui_language_chinese = 1;
+    lang_set_chinese(1);
     fake_info_fields().available[static_cast<int>(InfoField::Day)] = false;
     fake_prompts().clear();
     EXPECT_EQ(info_transaction_write(), INFO_FIELD_UNAVAILABLE);

@@ -125,7 +125,7 @@ TEST_F(Export, jvn_file_round_trips_through_import_but_ld) {
 }
 
 TEST_F(Export, jvn_save_checks_the_extension_and_restores_the_directory_only_on_success) {
-    ui_language_chinese = 0;
+    lang_set_chinese(0);
     const int32_t record[REG_FILE_LINES] = {};
     struct Case {
         const char* name; /* "" = cancelled */
@@ -150,7 +150,7 @@ TEST_F(Export, jvn_save_checks_the_extension_and_restores_the_directory_only_on_
 }
 
 TEST_F(Export, paths_with_spaces_cjk_and_percent_signs_are_shown_as_they_are) {
-    ui_language_chinese = 0;
+    lang_set_chinese(0);
     const uint8_t frame[CONFIGBUFFER_LINES] = {64};
     const std::string path = dir / "参数 文件 %s%n%d.txt";
     EXPECT_EQ(params_export_configbuffer_path(path.c_str(), frame), PARAM_FILE_OK);

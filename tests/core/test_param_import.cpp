@@ -85,7 +85,7 @@ TEST_F(Import, each_file_gets_its_result_and_messages_line_by_line) {
         SCOPED_TRACE(c.name);
         params_import_reset();
         fake_prompts().clear();
-        ui_language_chinese = c.chinese;
+        lang_set_chinese(c.chinese);
         EXPECT_EQ(import(c.name, c.content), c.result);
         EXPECT_EQ(prompt_texts(), c.prompts);
     }
@@ -127,7 +127,7 @@ TEST_F(Import, a_file_that_is_not_imported_changes_nothing) {
 }
 
 TEST_F(Import, line_numbers_and_good_lines_count_on_from_one_import_to_the_next) {
-    ui_language_chinese = 0;
+    lang_set_chinese(0);
     const std::string path = file("d.txt", "ConfigBuffer[1] = 1;\nConfigBuffer[99] = 1;\nConfigBuffer[2] = 2;\n");
     params_import_path(path.c_str());
     params_import_path(path.c_str());
@@ -181,7 +181,7 @@ TEST_F(Import, byte_order_marks_and_utf16_text_are_read) {
 }
 
 TEST_F(Import, long_lines_are_read_in_pieces_of_299_characters) {
-    ui_language_chinese = 0;
+    lang_set_chinese(0);
     EXPECT_EQ(import("long.txt", "ConfigBuffer[1] = 1;\n" + std::string(400, 'x') + "\n" + std::string(299, ' ') +
                                      "ConfigBuffer[2] = 2;\n"),
               PARAM_FILE_OK);

@@ -113,7 +113,7 @@ TEST_F(ParamTransactionTest, refused_or_failed_writes_send_no_parameters) {
         fake_prompts().clear();
         protocol_state().mode = MODE_IDLE;
         params_set_source(c.source);
-        ui_language_chinese = c.chinese;
+        lang_set_chinese(c.chinese);
         fake_entry(PanelEntry::Stall1Time) = c.t1;
         fake_entry(PanelEntry::Stall2Time) = c.t2;
         fake_entry(PanelEntry::Stall3Time) = c.t3;

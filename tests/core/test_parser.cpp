@@ -86,7 +86,7 @@ TEST_F(ParserTest, info_reply_completes_at_its_last_byte_and_fills_the_fields) {
         SCOPED_TRACE(c.label);
         fake_info_fields_reset();
         fake_prompts().clear();
-        ui_language_chinese = c.chinese;
+        lang_set_chinese(c.chinese);
         ASSERT_EQ(info_transaction_read(), INFO_SENT);
         const Bytes stream = cat({c.before, info_frame(c.type, "20260115")});
         feed(Bytes(stream.begin(), stream.end() - 1));
@@ -120,7 +120,7 @@ TEST_F(ParserTest, info_reply_starting_00_00_8e_is_taken_for_the_echo_and_needs_
 
 TEST_F(ParserTest, info_reply_with_byte_1_at_0x80_is_refused_in_chinese_whatever_the_language) {
     serial_ports_set_open(1);
-    ui_language_chinese = 0;
+    lang_set_chinese(0);
     info_transaction_read();
     Bytes frame = info_frame("SERVO", "20260115");
     frame[1] = 0x80;

@@ -127,7 +127,7 @@ TEST_F(ProtocolSimTest, block_servo_that_stays_silent_times_out_both_commands_on
     connect({"block", "--fault", "silent"});
     ASSERT_EQ(info_transaction_read(), INFO_SENT);
     pump_until([] { return false; }, 400);
-    ui_language_chinese = 0;
+    lang_set_chinese(0);
     fake_info(InfoField::Type) = "T";
     ASSERT_EQ(info_transaction_write(), INFO_SENT);
     pump_until([] { return false; }, 400);

@@ -114,7 +114,7 @@ TEST_F(ParamPanel, out_of_range_entries_are_restored_with_an_error_box) {
     };
     int boxes = 0;
     for (const Case& c : cases) {
-        ui_language_chinese = c.chinese;
+        lang_set_chinese(c.chinese);
         type(c.entry, c.typed);
         EXPECT_EQ(text(c.entry), c.shown) << c.typed;
         if (*c.message == '\0') continue;

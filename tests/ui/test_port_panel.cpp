@@ -56,7 +56,7 @@ TEST_F(PortPanelTest, opened_look_is_yellow_with_a_grey_locked_list_and_closed_l
     serial_ports_set_open(1); /* the caption follows the port state */
     relabel_port_panel();
     EXPECT_EQ(headless_label_text(ui_port_button), "#000000 关闭端口#");
-    ui_language_chinese = 0;
+    lang_set_chinese(0);
     relabel_port_panel();
     EXPECT_EQ(headless_label_text(ui_port_button), "#000000 Close Port#");
     serial_ports_set_open(0);
@@ -82,7 +82,7 @@ TEST_F(PortPanelTest, port_list_shows_each_port_then_an_empty_option_and_keeps_t
 
 TEST_F(PortPanelTest, port_button_without_a_port_shows_the_error_box_in_the_current_language) {
     headless_click_obj(ui_port_button);
-    ui_language_chinese = 0;
+    lang_set_chinese(0);
     headless_click_obj(ui_port_button);
     ASSERT_EQ(headless_msgbox_count(), 2);
     EXPECT_EQ(headless_msgbox_title(headless_msgbox(0)), "错误");

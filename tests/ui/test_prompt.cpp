@@ -33,7 +33,7 @@ TEST_F(PromptTest, boxes_have_their_title_by_language_red_text_for_alerts_and_er
         {show_error, 0, "Error", true},  {show_prompt, 0, "Prompt", false},
     };
     for (const Case& c : cases) {
-        ui_language_chinese = c.chinese;
+        lang_set_chinese(c.chinese);
         lv_obj_t* box = static_cast<lv_obj_t*>(c.show("text"));
         EXPECT_EQ(headless_msgbox_title(box), c.title);
         EXPECT_EQ(headless_msgbox_text(box), "text");

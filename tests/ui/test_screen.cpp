@@ -78,20 +78,20 @@ TEST_F(ScreenTest, texts_at_start_in_either_language_and_after_each_press_of_the
             EXPECT_EQ(text(r.widget()), r.text[column]) << "column " << column << ", expected " << r.text[0];
     };
     ASSERT_TRUE(main_ui_build());
-    EXPECT_EQ(ui_language_at_start, LANG_AT_START_CHINESE);
+    EXPECT_EQ(lang_state().ui_language_at_start, LANG_AT_START_CHINESE);
     expect_column(0);
     headless_click_obj(ui_lang_button);
-    EXPECT_EQ(ui_language_chinese, 0);
+    EXPECT_EQ(lang_state().ui_language_chinese, 0);
     expect_column(2);
     headless_click_obj(ui_lang_button);
-    EXPECT_EQ(ui_language_chinese, 1);
+    EXPECT_EQ(lang_state().ui_language_chinese, 1);
     expect_column(3);
-    EXPECT_EQ(ui_language_at_start, LANG_AT_START_CHINESE) << "the toggle leaves the start value";
+    EXPECT_EQ(lang_state().ui_language_at_start, LANG_AT_START_CHINESE) << "the toggle leaves the start value";
 
     headless_new_screen();
-    ui_language_chinese = 0;
+    lang_set_chinese(0);
     ASSERT_TRUE(main_ui_build());
-    EXPECT_EQ(ui_language_at_start, LANG_AT_START_OTHER);
+    EXPECT_EQ(lang_state().ui_language_at_start, LANG_AT_START_OTHER);
     expect_column(1);
     EXPECT_TRUE(fake_platform().message_boxes.empty());
 }
