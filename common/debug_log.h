@@ -6,10 +6,12 @@
  */
 #pragma once
 
+#include "common/compiler.h"
+
 #include <cstdarg>
 
 /* Formats and writes one diagnostic line; a missing final newline is added. */
-void dbg_log(const char* fmt, ...) __attribute__((format(printf, 1, 2)));
+void dbg_log(const char* fmt, ...) SERVO_PRINTF_FORMAT(1, 2);
 
 /* As dbg_log, with a va_list. */
 void dbg_logv(const char* fmt, va_list args);
