@@ -174,7 +174,9 @@ void wait_with_poll(uint64_t deadline_ms) {
         ssize_t n = read(g_win.wake_fd, &count, sizeof count);
         (void)n;
     }
-    if (g_win.pump_needed || (ready > 0 && (fds[0].revents & POLLIN) != 0)) {
+    /* NOTE: while a box is open a signal interrupts the box's poll, not this one: SDL turns
+     * SIGTERM into quit only when pumped, so pump on every call then. */
+    if (g_win.pump_needed || g_win.modal_depth > 0 || (ready > 0 && (fds[0].revents & POLLIN) != 0)) {
         g_win.pump_needed = false;
         SDL_PumpEvents();
     }

@@ -16,6 +16,7 @@ ARGS = None
 
 # Client coordinates of widgets (bottom container at (5, 215), border 3 + padding 2).
 LANG_BUTTON = (5 + 5 + 745 + 75, 215 + 5 + 307 + 30)
+IMPORT_BUTTON = (5 + 5 + 745 + 75, 215 + 5 + 7 + 2 * 75 + 30)
 ACTION_COLUMN = (5 + 5 + 745, 215 + 5, 5 + 5 + 745 + 150, 215 + 5 + 4 * 75)
 PORT_BUTTON_SAMPLE = (420, 236)  # left of the caption, above where the About box sits
 PORT_OPEN_COLOR = (0xE7, 0xC1, 0x29)
@@ -110,6 +111,17 @@ def test_closing_the_window_ends_the_program_cleanly(s):
     check(rc == 0, f"exit code {rc}")
 
 
+def test_closing_the_window_while_a_file_dialog_is_open_ends_the_program(s):
+    s.start_program(ARGS.program)
+    wid = s.wait_window()
+    s.wait_log(r"first frame shown")
+    s.click(wid, *IMPORT_BUTTON)
+    s.wait_visible_window("^打开$")
+    s.program.terminate()
+    rc = s.program.wait(10)
+    check(rc == 0, f"exit code {rc}")
+
+
 if __name__ == "__main__":
     ARGS = parse_args()
     require_tools()
@@ -120,4 +132,5 @@ if __name__ == "__main__":
         test_the_program_keeps_running_behind_the_about_box,
         test_missing_picture_shows_the_box_and_quits,
         test_closing_the_window_ends_the_program_cleanly,
+        test_closing_the_window_while_a_file_dialog_is_open_ends_the_program,
     ], ARGS.artifacts))
