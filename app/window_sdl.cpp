@@ -10,7 +10,8 @@
  *    SDL only when there is something to read (SDL's own timed wait costs ~2 % of a core at
  *    200 wake-ups a second);
  *  - keyboard state for the keypad (with a latch for presses shorter than a poll), the focus
- *    test, the modal state in which input is dropped, the user's language.
+ *    test, the modal state in which input is dropped, the user's language;
+ *  - SIGTERM and SIGINT taken as a window close.
  */
 #include "app/window_sdl.h"
 
@@ -26,6 +27,7 @@
 #include <X11/Xlib.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <poll.h>
@@ -55,6 +57,7 @@ struct SdlWindowState {
 };
 
 SdlWindowState g_win;
+volatile sig_atomic_t g_quit_signal = 0; /* SIGTERM or SIGINT arrived */
 
 SDL_Scancode scancode_of(int vk) {
     if (vk >= 0x60 && vk <= 0x69) return vk == 0x60 ? SDL_SCANCODE_KP_0 : static_cast<SDL_Scancode>(SDL_SCANCODE_KP_1 + vk - 0x61);
@@ -151,6 +154,24 @@ void wake_loop() {
     (void)n; /* a full counter already means "wake up" */
 }
 
+/* A termination request counts as a window close. The handler only sets a flag and wakes the
+ * wait, so the request is seen at once wherever the UI thread is (SDL's own handler is seen only
+ * when SDL happens to be pumped). */
+void on_quit_signal(int) {
+    const int saved = errno;
+    g_quit_signal = 1;
+    wake_loop();
+    errno = saved;
+}
+
+void install_quit_signals() {
+    struct sigaction sa = {};
+    sa.sa_handler = on_quit_signal;
+    sigemptyset(&sa.sa_mask);
+    sigaction(SIGTERM, &sa, nullptr);
+    sigaction(SIGINT, &sa, nullptr);
+}
+
 int wait_ms_until(uint64_t deadline_ms) {
     const uint64_t now = clock_ms();
     if (deadline_ms <= now) return 0;
@@ -158,6 +179,7 @@ int wait_ms_until(uint64_t deadline_ms) {
 }
 
 void handle_waiting_events() {
+    if (g_quit_signal != 0) main_loop_quit(0);
     SDL_Event ev;
     while (!main_loop_quitting() && SDL_PeepEvents(&ev, 1, SDL_GETEVENT, SDL_FIRSTEVENT, SDL_LASTEVENT) > 0)
         handle_event(ev);
@@ -168,15 +190,12 @@ void wait_with_poll(uint64_t deadline_ms) {
     const int wait_ms = g_win.pump_needed ? 0 : wait_ms_until(deadline_ms);
     pollfd fds[2] = {{g_win.x_fd, POLLIN, 0}, {g_win.wake_fd, POLLIN, 0}};
     const int ready = poll(fds, 2, wait_ms);
-    if (ready < 0 && errno == EINTR) g_win.pump_needed = true; /* a signal: SDL turns SIGTERM into quit */
     if (ready > 0 && (fds[1].revents & POLLIN) != 0) {
         uint64_t count;
         ssize_t n = read(g_win.wake_fd, &count, sizeof count);
         (void)n;
     }
-    /* NOTE: while a box is open a signal interrupts the box's poll, not this one: SDL turns
-     * SIGTERM into quit only when pumped, so pump on every call then. */
-    if (g_win.pump_needed || g_win.modal_depth > 0 || (ready > 0 && (fds[0].revents & POLLIN) != 0)) {
+    if (g_win.pump_needed || (ready > 0 && (fds[0].revents & POLLIN) != 0)) {
         g_win.pump_needed = false;
         SDL_PumpEvents();
     }
@@ -186,10 +205,8 @@ void wait_with_poll(uint64_t deadline_ms) {
 /* Any other video driver: SDL's own timed wait. */
 void wait_with_sdl(uint64_t deadline_ms) {
     SDL_Event ev;
-    if (SDL_WaitEventTimeout(&ev, wait_ms_until(deadline_ms)) != 0) {
-        handle_event(ev);
-        handle_waiting_events();
-    }
+    if (SDL_WaitEventTimeout(&ev, wait_ms_until(deadline_ms)) != 0) handle_event(ev);
+    handle_waiting_events();
 }
 
 /* Starts the first video driver that shows a real window. SDL would otherwise fall back to its
@@ -320,6 +337,7 @@ int window_create() {
     setenv("SDL_VIDEO_X11_WMCLASS", APP_WINDOW_CLASS, 1);
     SDL_SetHint(SDL_HINT_FRAMEBUFFER_ACCELERATION, "0"); /* plain window surface: no GPU renderer */
     SDL_SetHint(SDL_HINT_VIDEO_X11_NET_WM_BYPASS_COMPOSITOR, "0");
+    SDL_SetHint(SDL_HINT_NO_SIGNAL_HANDLERS, "1"); /* ours: install_quit_signals */
     if (SDL_Init(SDL_INIT_EVENTS) != 0 || !init_video()) {
         SDL_Quit();
         return -1;
@@ -344,6 +362,7 @@ int window_create() {
         g_win.x_fd = XConnectionNumber(info.info.x11.display);
         g_win.wake_fd = eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
     }
+    install_quit_signals();
     return 0;
 }
 

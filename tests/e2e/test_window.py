@@ -106,7 +106,7 @@ def test_missing_picture_shows_the_box_and_quits(s):
 def test_closing_the_window_ends_the_program_cleanly(s):
     s.start_program(ARGS.program)
     s.wait_window()
-    s.program.terminate()  # SDL turns the termination request into a quit, as a window close does
+    s.program.terminate()  # the program takes the termination request as a window close
     rc = s.program.wait(10)
     check(rc == 0, f"exit code {rc}")
 
