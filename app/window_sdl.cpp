@@ -321,6 +321,8 @@ void window_set_modal(bool modal) {
     SDL_PumpEvents();
     SDL_FlushEvents(SDL_KEYDOWN, SDL_MOUSEWHEEL);
     memset(g_win.latched, 0, sizeof g_win.latched);
+    /* a press that began before the box must not stay held: its release was dropped */
+    if ((SDL_GetMouseState(nullptr, nullptr) & SDL_BUTTON_LMASK) == 0) app_on_pointer_button(false);
 }
 
 void window_wait_events(uint64_t deadline_ms) {
