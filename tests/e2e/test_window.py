@@ -20,7 +20,7 @@ IMPORT_BUTTON = (5 + 5 + 745 + 75, 215 + 5 + 7 + 2 * 75 + 30)
 ACTION_COLUMN = (5 + 5 + 745, 215 + 5, 5 + 5 + 745 + 150, 215 + 5 + 4 * 75)
 PORT_BUTTON_SAMPLE = (420, 236)  # left of the caption, above where the About box sits
 PORT_OPEN_COLOR = (0xE7, 0xC1, 0x29)
-ABOUT = "QRX_SERVO_TOOL_V_1_0_6"
+ABOUT = "^关于 QRX_SERVO_TOOL_V_1_0_6$"  # the About box's caption
 
 
 def test_window_is_fixed_970_by_660_titled_and_centred(s):
