@@ -1,7 +1,7 @@
 /**
  * Application shell: the start-up sequence that runs once the main window exists, the 5 ms tick
- * sequence, and the hand-over of received serial bytes to the protocol parser. The platform
- * window backend calls these from its event loop, all on the UI thread.
+ * sequence, and the window's events (input, serial wake-up, exposure, About). The loop
+ * (app/main_loop.cpp) and the platform window call these, all on the UI thread.
  */
 #pragma once
 
@@ -24,15 +24,15 @@ constexpr uint32_t APP_IDLE_AFTER_RX_MS = 1000;
 #define APP_ABOUT_LINE1 "QRX_SERVO_TOOL_V_1_0_6, 版本 1.0"
 #define APP_ABOUT_LINE2 "PWM 舵机参数配置工具 (c) 2026"
 
-/* Initialises LVGL, the display and input devices and builds the screen. Returns 0, or -1 when
- * the window must not be created (the user or the log has been told why). */
+/* Installs the platform port, initialises LVGL, the display and input devices and builds the
+ * screen. Returns 0, or -1 when the window must not be shown (the user or the log has been told
+ * why). */
 int app_create();
 
-/* One tick: LVGL's timer handler, the hot-plug check, the servo information time-outs. */
+/* One tick: LVGL's timer handler, the hot-plug check, the servo information time-outs, the text
+ * cursor. A step that is itself waiting on a modal box further up the stack is skipped, the
+ * others run. */
 void app_tick();
-
-/* Moves received bytes into the receive ring and drains it into the parser. */
-void app_serial_rx();
 
 /* The program ends: stops the serial notifier thread (the port stays open, as at any process
  * end) before the window system it wakes goes away. */
@@ -41,3 +41,23 @@ void app_destroy();
 /* Milliseconds from this tick to the next: APP_TICK_PERIOD_MS, or APP_IDLE_TICK_PERIOD_MS while
  * everything is quiet. */
 uint32_t app_tick_period_ms();
+
+/* Time (clock_ms32) of the user's last key or mouse event in the window. */
+uint32_t app_last_input_ms();
+
+/* ---- the window's events ---- */
+
+void app_on_pointer_move(int32_t x, int32_t y);
+void app_on_pointer_button(bool pressed); /* left button */
+void app_on_activity();                   /* a key event or another button: the user is there (the keypad polls keys) */
+void app_on_about();                      /* opens the About box (modal) */
+
+/* Moves received bytes into the receive ring and drains it into the parser. */
+void app_on_serial_rx();
+
+/* Repaints the whole window from the back buffer. */
+void app_on_expose();
+
+/* The pointer for the pointer device: the last move position and the next pressed state
+ * (queued button changes are handed out one per call, then the current state). */
+void app_pointer(int32_t* x, int32_t* y, bool* pressed);

@@ -1,5 +1,6 @@
 #include "app/display_input.h"
 
+#include "app/app.h"
 #include "app/keypad.h"
 #include "app/window.h"
 #include "common/debug_log.h"
@@ -54,7 +55,7 @@ void keypad_read_cb(lv_indev_t*, lv_indev_data_t* data) {
 void mouse_read_cb(lv_indev_t*, lv_indev_data_t* data) {
     int32_t x = 0, y = 0;
     bool pressed = false;
-    window_pointer(&x, &y, &pressed);
+    app_pointer(&x, &y, &pressed);
     data->point.x = x;
     data->point.y = y;
     data->state = pressed ? LV_INDEV_STATE_PRESSED : LV_INDEV_STATE_RELEASED;

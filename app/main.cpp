@@ -1,4 +1,4 @@
-/* Process entry: the platform backend creates the window and runs the event loop. */
-#include "app/window_sdl.h"
+/* Process entry: the program's loop creates the window, runs until quit and returns the exit code. */
+#include "app/main_loop.h"
 
-int main() { return window_sdl_main(); }
+int main() { return main_loop_run(); }

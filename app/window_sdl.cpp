@@ -1,34 +1,33 @@
 /**
- * SDL2 window backend (Linux).
+ * SDL2 window backend (Linux); the contract is app/window.h.
  *
  * Implements:
  *  - the main window: title, X11 class, 970 x 660 client, fixed size, centred by client size;
  *  - the back buffer: the window surface itself when it is XRGB8888 with a 3880-byte pitch,
  *    else an aligned buffer of ours converted into the surface on present;
- *  - the event loop with the 5 ms tick, the serial-receive wake-up and quit as SDL user events;
- *    on X11 the loop sleeps in poll(2) on the X connection and a wake-up descriptor and pumps
+ *  - the wait for events up to a deadline, with the serial-receive wake-up and quit as SDL user
+ *    events; on X11 it sleeps in poll(2) on the X connection and a wake-up descriptor and pumps
  *    SDL only when there is something to read (SDL's own timed wait costs ~2 % of a core at
  *    200 wake-ups a second);
- *  - keyboard state for the keypad (with a latch for presses shorter than a poll), the pointer
- *    (with queued button changes), the focus test;
- *  - system message boxes and the About box (Alt+"/" or Alt+"?").
+ *  - keyboard state for the keypad (with a latch for presses shorter than a poll), the focus
+ *    test, the modal state in which input is dropped, the user's language;
+ *  - SIGTERM and SIGINT taken as a window close.
  */
 #include "app/window_sdl.h"
-#include "app/file_dialog_gtk.h"
 
 #include "app/app.h"
 #include "app/keypad.h"
-#include "app/pointer_input.h"
+#include "app/main_loop.h"
 #include "app/window.h"
 #include "common/clock.h"
 #include "common/debug_log.h"
-#include "common/platform.h"
 
 #include <SDL.h>
 #include <SDL_syswm.h>
 #include <X11/Xlib.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <poll.h>
@@ -43,24 +42,22 @@ struct SdlWindowState {
     uint8_t* own_buffer = nullptr; /* used when the surface layout differs; null while LVGL draws on the surface */
     Uint32 rx_event = 0;
     Uint32 quit_event = 0;
-    bool running = false;
-    int exit_code = 0;
     bool first_frame_logged = false;
     uint64_t start_ms = 0;
+    int modal_depth = 0;
+    unsigned long x11_window = 0;
 
-    /* poll(2) loop: the X connection, and an eventfd written by wake-ups from any thread */
+    /* poll(2) wait: the X connection, and an eventfd written by wake-ups from any thread */
     int x_fd = -1;
     int wake_fd = -1;
     bool pump_needed = true; /* a present may have read events into Xlib's queue */
 
     /* keyboard */
     uint8_t latched[SDL_NUM_SCANCODES] = {};
-
-    PointerInput pointer;
-    uint32_t last_input_ms = 0;
 };
 
 SdlWindowState g_win;
+volatile sig_atomic_t g_quit_signal = 0; /* SIGTERM or SIGINT arrived */
 
 SDL_Scancode scancode_of(int vk) {
     if (vk >= 0x60 && vk <= 0x69) return vk == 0x60 ? SDL_SCANCODE_KP_0 : static_cast<SDL_Scancode>(SDL_SCANCODE_KP_1 + vk - 0x61);
@@ -105,57 +102,45 @@ bool kb_key_down(int vk) {
 
 const KeyboardPort g_keyboard_port = {kb_window_known, kb_has_focus, kb_key_down, kb_caps_lock_on, kb_shift_down};
 
-void show_about_box() {
-    const SDL_MessageBoxButtonData ok = {SDL_MESSAGEBOX_BUTTON_RETURNKEY_DEFAULT | SDL_MESSAGEBOX_BUTTON_ESCAPEKEY_DEFAULT,
-                                         1, "确定"};
-    const SDL_MessageBoxData data = {SDL_MESSAGEBOX_INFORMATION, g_win.window, APP_ABOUT_CAPTION,
-                                     APP_ABOUT_LINE1 "\n" APP_ABOUT_LINE2, 1, &ok, nullptr};
-    int button = 0;
-    SDL_ShowMessageBox(&data, &button);
-}
-
 void handle_event(const SDL_Event& ev) {
     if (ev.type == SDL_QUIT) {
-        g_win.running = false;
+        main_loop_quit(0);
         return;
     }
     if (ev.type == g_win.rx_event) {
-        app_serial_rx();
+        app_on_serial_rx();
         return;
     }
     if (ev.type == g_win.quit_event) {
-        g_win.exit_code = ev.user.code;
-        g_win.running = false;
+        main_loop_quit(ev.user.code);
         return;
     }
+    if (g_win.modal_depth > 0 && ev.type >= SDL_KEYDOWN && ev.type <= SDL_MOUSEWHEEL)
+        return; /* a modal box is open: the window takes no input */
     switch (ev.type) {
     case SDL_MOUSEMOTION:
-    case SDL_MOUSEBUTTONDOWN:
-    case SDL_MOUSEBUTTONUP:
-    case SDL_KEYDOWN:
-    case SDL_KEYUP:
-        g_win.last_input_ms = clock_ms32();
-        break;
-    default:
-        break;
-    }
-    switch (ev.type) {
-    case SDL_MOUSEMOTION:
-        pointer_input_move(g_win.pointer, ev.motion.x, ev.motion.y);
+        app_on_pointer_move(ev.motion.x, ev.motion.y);
         break;
     case SDL_MOUSEBUTTONDOWN:
     case SDL_MOUSEBUTTONUP:
-        if (ev.button.button == SDL_BUTTON_LEFT) pointer_input_button(g_win.pointer, ev.type == SDL_MOUSEBUTTONDOWN);
+        if (ev.button.button == SDL_BUTTON_LEFT)
+            app_on_pointer_button(ev.type == SDL_MOUSEBUTTONDOWN);
+        else
+            app_on_activity(); /* activity all the same */
         break;
     case SDL_KEYDOWN:
+        app_on_activity();
         if ((ev.key.keysym.mod & KMOD_ALT) != 0 && ev.key.keysym.sym == SDLK_SLASH) {
-            show_about_box(); /* Alt+"/" and Alt+"?" (Shift+"/") */
+            app_on_about(); /* Alt+"/" and Alt+"?" (Shift+"/") */
             break;
         }
         if (ev.key.repeat == 0 && ev.key.keysym.scancode < SDL_NUM_SCANCODES) g_win.latched[ev.key.keysym.scancode] = 1;
         break;
+    case SDL_KEYUP:
+        app_on_activity();
+        break;
     case SDL_WINDOWEVENT:
-        if (ev.window.event == SDL_WINDOWEVENT_EXPOSED) window_present(0, 0, WINDOW_CLIENT_WIDTH - 1, WINDOW_CLIENT_HEIGHT - 1);
+        if (ev.window.event == SDL_WINDOWEVENT_EXPOSED) app_on_expose();
         break;
     default:
         break;
@@ -169,59 +154,59 @@ void wake_loop() {
     (void)n; /* a full counter already means "wake up" */
 }
 
-void run_tick_if_due(uint64_t& next_tick) {
-    const uint64_t now = clock_ms();
-    if (now < next_tick) return;
-    app_tick();
-    const uint32_t period = app_tick_period_ms();
-    next_tick += period;
-    if (next_tick <= now) next_tick = now + period; /* fell behind: no burst */
+/* A termination request counts as a window close. The handler only sets a flag and wakes the
+ * wait, so the request is seen at once wherever the UI thread is (SDL's own handler is seen only
+ * when SDL happens to be pumped). */
+void on_quit_signal(int) {
+    const int saved = errno;
+    g_quit_signal = 1;
+    wake_loop();
+    errno = saved;
 }
 
-/* X11: sleep in poll(2) until the X connection has input, a wake-up arrives or the tick is due. */
-void run_poll_loop() {
-    uint64_t next_tick = clock_ms() + APP_TICK_PERIOD_MS;
-    g_win.running = true;
-    while (g_win.running) {
-        const uint64_t now = clock_ms();
-        const int wait_ms = g_win.pump_needed ? 0 : (next_tick > now ? static_cast<int>(next_tick - now) : 0);
-        pollfd fds[2] = {{g_win.x_fd, POLLIN, 0}, {g_win.wake_fd, POLLIN, 0}};
-        const int ready = poll(fds, 2, wait_ms);
-        if (ready < 0 && errno == EINTR) g_win.pump_needed = true; /* a signal: SDL turns SIGTERM into quit */
-        if (ready > 0 && (fds[1].revents & POLLIN) != 0) {
-            uint64_t count;
-            ssize_t n = read(g_win.wake_fd, &count, sizeof count);
-            (void)n;
-        }
-        if (ready > 0 && (fds[0].revents & POLLIN) != 0 && next_tick > clock_ms() + APP_TICK_PERIOD_MS)
-            next_tick = clock_ms() + APP_TICK_PERIOD_MS; /* the user is back: full rate at once */
-        if (g_win.pump_needed || (ready > 0 && (fds[0].revents & POLLIN) != 0)) {
-            g_win.pump_needed = false;
-            SDL_PumpEvents();
-        }
-        SDL_Event ev;
-        while (g_win.running && SDL_PeepEvents(&ev, 1, SDL_GETEVENT, SDL_FIRSTEVENT, SDL_LASTEVENT) > 0)
-            handle_event(ev);
-        if (!g_win.running) break;
-        run_tick_if_due(next_tick);
+void install_quit_signals() {
+    struct sigaction sa = {};
+    sa.sa_handler = on_quit_signal;
+    sigemptyset(&sa.sa_mask);
+    sigaction(SIGTERM, &sa, nullptr);
+    sigaction(SIGINT, &sa, nullptr);
+}
+
+int wait_ms_until(uint64_t deadline_ms) {
+    const uint64_t now = clock_ms();
+    if (deadline_ms <= now) return 0;
+    return static_cast<int>(SDL_min(deadline_ms - now, static_cast<uint64_t>(60 * 1000)));
+}
+
+void handle_waiting_events() {
+    if (g_quit_signal != 0) main_loop_quit(0);
+    SDL_Event ev;
+    while (!main_loop_quitting() && SDL_PeepEvents(&ev, 1, SDL_GETEVENT, SDL_FIRSTEVENT, SDL_LASTEVENT) > 0)
+        handle_event(ev);
+}
+
+/* X11: sleep in poll(2) until the X connection has input, a wake-up arrives or the deadline. */
+void wait_with_poll(uint64_t deadline_ms) {
+    const int wait_ms = g_win.pump_needed ? 0 : wait_ms_until(deadline_ms);
+    pollfd fds[2] = {{g_win.x_fd, POLLIN, 0}, {g_win.wake_fd, POLLIN, 0}};
+    const int ready = poll(fds, 2, wait_ms);
+    if (ready > 0 && (fds[1].revents & POLLIN) != 0) {
+        uint64_t count;
+        ssize_t n = read(g_win.wake_fd, &count, sizeof count);
+        (void)n;
     }
+    if (g_win.pump_needed || (ready > 0 && (fds[0].revents & POLLIN) != 0)) {
+        g_win.pump_needed = false;
+        SDL_PumpEvents();
+    }
+    handle_waiting_events();
 }
 
 /* Any other video driver: SDL's own timed wait. */
-void run_sdl_wait_loop() {
-    uint64_t next_tick = clock_ms() + APP_TICK_PERIOD_MS;
-    g_win.running = true;
-    while (g_win.running) {
-        const uint64_t now = clock_ms();
-        const int wait_ms = next_tick > now ? static_cast<int>(next_tick - now) : 0;
-        SDL_Event ev;
-        if (SDL_WaitEventTimeout(&ev, wait_ms)) {
-            handle_event(ev);
-            while (g_win.running && SDL_PollEvent(&ev)) handle_event(ev);
-        }
-        if (!g_win.running) break;
-        run_tick_if_due(next_tick);
-    }
+void wait_with_sdl(uint64_t deadline_ms) {
+    SDL_Event ev;
+    if (SDL_WaitEventTimeout(&ev, wait_ms_until(deadline_ms)) != 0) handle_event(ev);
+    handle_waiting_events();
 }
 
 /* Starts the first video driver that shows a real window. SDL would otherwise fall back to its
@@ -242,19 +227,6 @@ bool init_video() {
     }
     dbg_log("[Error] no display to open the window on (DISPLAY or WAYLAND_DISPLAY unset?)\n");
     return false;
-}
-
-void run_loop() {
-    SDL_SysWMinfo info;
-    SDL_VERSION(&info.version);
-    if (SDL_GetWindowWMInfo(g_win.window, &info) == SDL_TRUE && info.subsystem == SDL_SYSWM_X11) {
-        g_win.x_fd = XConnectionNumber(info.info.x11.display);
-        g_win.wake_fd = eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
-    }
-    if (g_win.x_fd >= 0 && g_win.wake_fd >= 0)
-        run_poll_loop();
-    else
-        run_sdl_wait_loop();
 }
 
 } // namespace
@@ -281,8 +253,6 @@ uint8_t* window_back_buffer(BackBufferResult* result) {
 }
 
 bool window_exists() { return g_win.window != nullptr; }
-
-uint32_t window_last_input_ms() { return g_win.last_input_ms; }
 
 bool window_has_focus() { return kb_has_focus(); }
 
@@ -313,21 +283,7 @@ void window_present(int32_t x1, int32_t y1, int32_t x2, int32_t y2) {
 
 const KeyboardPort& window_keyboard() { return g_keyboard_port; }
 
-void window_pointer(int32_t* x, int32_t* y, bool* pressed) { pointer_input_poll(g_win.pointer, x, y, pressed); }
-
-/* ---- the platform port ---- */
-
-namespace {
-
-void sdl_platform_message_box(const char* text, const char* caption, MsgBoxIcon icon) {
-    Uint32 flags = SDL_MESSAGEBOX_ERROR;
-    if (icon == MsgBoxIcon::Exclamation) flags = SDL_MESSAGEBOX_WARNING;
-    if (icon == MsgBoxIcon::Information) flags = SDL_MESSAGEBOX_INFORMATION;
-    if (SDL_ShowSimpleMessageBox(flags, caption, text, nullptr) != 0)
-        dbg_log("[Error] message box \"%s\" could not be shown: %s\n", text, SDL_GetError());
-}
-
-const char* sdl_platform_user_language() {
+const char* window_user_language() {
     static char language[32];
     language[0] = '\0';
     SDL_Locale* locales = SDL_GetPreferredLocales();
@@ -338,19 +294,17 @@ const char* sdl_platform_user_language() {
     return language;
 }
 
-bool sdl_platform_post_serial_rx() {
+bool window_post_serial_rx() {
     if (g_win.rx_event == 0) return false;
     SDL_Event ev;
     SDL_zero(ev);
     ev.type = g_win.rx_event;
-    ev.user.code = 0;
-    ev.user.data1 = reinterpret_cast<void*>(1);
     if (SDL_PushEvent(&ev) != 1) return false; /* queue full or filtered */
     wake_loop();
     return true;
 }
 
-void sdl_platform_post_quit(int code) {
+void window_post_quit(int code) {
     SDL_Event ev;
     SDL_zero(ev);
     ev.type = g_win.quit_event != 0 ? g_win.quit_event : static_cast<Uint32>(SDL_QUIT);
@@ -359,20 +313,36 @@ void sdl_platform_post_quit(int code) {
     wake_loop();
 }
 
-} // namespace
+void window_set_modal(bool modal) {
+    g_win.modal_depth += modal ? 1 : -1;
+    if (g_win.modal_depth < 0) g_win.modal_depth = 0;
+    if (g_win.modal_depth > 0 || g_win.window == nullptr) return;
+    /* the last box closed: what the window was given meanwhile is not for it */
+    SDL_PumpEvents();
+    SDL_FlushEvents(SDL_KEYDOWN, SDL_MOUSEWHEEL);
+    memset(g_win.latched, 0, sizeof g_win.latched);
+    /* a press that began before the box must not stay held: its release was dropped */
+    if ((SDL_GetMouseState(nullptr, nullptr) & SDL_BUTTON_LMASK) == 0) app_on_pointer_button(false);
+}
 
-/* ---- process entry ---- */
+void window_wait_events(uint64_t deadline_ms) {
+    if (g_win.window == nullptr) return;
+    if (g_win.x_fd >= 0 && g_win.wake_fd >= 0)
+        wait_with_poll(deadline_ms);
+    else
+        wait_with_sdl(deadline_ms);
+}
 
-int window_sdl_main() {
+int window_create() {
     g_win.start_ms = clock_ms();
-    g_win.last_input_ms = clock_ms32();
     /* X11 class hint of the main window. */
     setenv("SDL_VIDEO_X11_WMCLASS", APP_WINDOW_CLASS, 1);
     SDL_SetHint(SDL_HINT_FRAMEBUFFER_ACCELERATION, "0"); /* plain window surface: no GPU renderer */
     SDL_SetHint(SDL_HINT_VIDEO_X11_NET_WM_BYPASS_COMPOSITOR, "0");
+    SDL_SetHint(SDL_HINT_NO_SIGNAL_HANDLERS, "1"); /* ours: install_quit_signals */
     if (SDL_Init(SDL_INIT_EVENTS) != 0 || !init_video()) {
         SDL_Quit();
-        return 0;
+        return -1;
     }
     dbg_log("[Information] video driver: %s\n", SDL_GetCurrentVideoDriver());
     const Uint32 first = SDL_RegisterEvents(2);
@@ -380,36 +350,39 @@ int window_sdl_main() {
         g_win.rx_event = first;
         g_win.quit_event = first + 1;
     }
-
     g_win.window = SDL_CreateWindow(APP_WINDOW_TITLE, SDL_WINDOWPOS_CENTERED_DISPLAY(0), SDL_WINDOWPOS_CENTERED_DISPLAY(0),
                                     WINDOW_CLIENT_WIDTH, WINDOW_CLIENT_HEIGHT, SDL_WINDOW_HIDDEN);
     if (g_win.window == nullptr) {
         dbg_log("[Error] SDL_CreateWindow: %s\n", SDL_GetError());
         SDL_Quit();
-        return 0;
+        return -1;
     }
-    PlatformPort platform = {};
-    platform.message_box = sdl_platform_message_box;
-    platform.post_serial_rx = sdl_platform_post_serial_rx;
-    platform.post_quit = sdl_platform_post_quit;
-    platform.user_language = sdl_platform_user_language;
-    platform.file_dialog_open_txt = gtk_file_dialog_open_txt;
-    platform.file_dialog_save_txt = gtk_file_dialog_save_txt;
-    platform_port_set(&platform);
-    if (app_create() != 0) {
-        SDL_DestroyWindow(g_win.window);
-        g_win.window = nullptr;
-        SDL_Quit();
-        return 0;
+    SDL_SysWMinfo info;
+    SDL_VERSION(&info.version);
+    if (SDL_GetWindowWMInfo(g_win.window, &info) == SDL_TRUE && info.subsystem == SDL_SYSWM_X11) {
+        g_win.x11_window = info.info.x11.window;
+        g_win.x_fd = XConnectionNumber(info.info.x11.display);
+        g_win.wake_fd = eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
     }
-    SDL_ShowWindow(g_win.window);
-    run_loop();
-    app_destroy();
+    install_quit_signals();
+    return 0;
+}
 
+void window_show() {
+    if (g_win.window != nullptr) SDL_ShowWindow(g_win.window);
+}
+
+void window_destroy() {
+    if (g_win.window == nullptr) return;
     SDL_DestroyWindow(g_win.window);
     g_win.window = nullptr;
+    g_win.surface = nullptr;
+    g_win.x11_window = 0;
     /* NOTE: the wake-up descriptor stays open until the process ends: the notifier thread of a
      * port left open at exit runs until static destruction and may still write to it. */
     SDL_Quit();
-    return g_win.exit_code;
+}
+
+unsigned long window_sdl_x11_window() {
+    return g_win.window != nullptr && (SDL_GetWindowFlags(g_win.window) & SDL_WINDOW_SHOWN) != 0 ? g_win.x11_window : 0;
 }

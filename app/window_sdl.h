@@ -1,5 +1,5 @@
-/* SDL2 window backend (Linux): the process entry's window, event loop and 5 ms tick. */
+/* What the Linux modal boxes need of the SDL window beyond app/window.h. */
 #pragma once
 
-/* Creates the window, runs the loop until it closes; returns the exit code. */
-int window_sdl_main();
+/* The main window's X11 id while it is shown (the owner of a modal box), else 0. */
+unsigned long window_sdl_x11_window();

@@ -6,9 +6,10 @@
  */
 #pragma once
 
+#include "common/compiler.h"
 
 /* Formats and writes one diagnostic line; a missing final newline is added. */
-void dbg_log(const char* fmt, ...) __attribute__((format(printf, 1, 2)));
+void dbg_log(const char* fmt, ...) SERVO_PRINTF_FORMAT(1, 2);
 
 /* Replaces the output channel (tests capture lines this way); null restores the platform one. */
 typedef void (*dbg_log_sink_fn)(const char* line);

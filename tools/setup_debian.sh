@@ -6,9 +6,9 @@ set -euo pipefail
 packages=(
     cmake g++ make ninja-build pkg-config git      # build tools
     libsdl2-dev libx11-dev                         # the window
-    libgtk-3-dev                                   # file dialogs
+    libgtk-3-dev                                   # message boxes, About box, file dialogs
     libgtest-dev                                   # unit tests
-    fonts-noto-cjk                                 # Chinese text in system message boxes and dialogs
+    fonts-noto-cjk                                 # Chinese text in those boxes (GTK finds it through fontconfig)
     xvfb xdotool x11-utils python3 python3-pil     # end-to-end tests in a private X server
 )
 

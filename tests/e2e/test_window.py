@@ -8,14 +8,19 @@ import tempfile
 import time
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
-from x11_session import (SCREEN_H, SCREEN_W, WINDOW_TITLE, check, compare_with_reference, parse_args,
-                         region_differs, require_tools, run_tests)
+from x11_session import (SCREEN_H, SCREEN_W, WINDOW_TITLE, check, color_near, compare_with_reference,
+                         namespaces_available, parse_args, pixel, region_differs, require_tools, run_tests,
+                         start_with_simulator, wait_for)
 
 ARGS = None
 
 # Client coordinates of widgets (bottom container at (5, 215), border 3 + padding 2).
 LANG_BUTTON = (5 + 5 + 745 + 75, 215 + 5 + 307 + 30)
+IMPORT_BUTTON = (5 + 5 + 745 + 75, 215 + 5 + 7 + 2 * 75 + 30)
 ACTION_COLUMN = (5 + 5 + 745, 215 + 5, 5 + 5 + 745 + 150, 215 + 5 + 4 * 75)
+PORT_BUTTON_SAMPLE = (420, 236)  # left of the caption, above where the About box sits
+PORT_OPEN_COLOR = (0xE7, 0xC1, 0x29)
+ABOUT = "^关于 QRX_SERVO_TOOL_V_1_0_6$"  # the About box's caption
 
 
 def test_window_is_fixed_970_by_660_titled_and_centred(s):
@@ -57,12 +62,29 @@ def test_alt_slash_opens_the_about_box_and_escape_closes_it(s):
     wid = s.wait_window()
     s.wait_log(r"first frame shown")
     s.key(wid, "alt+slash")
-    about = s.wait_window("QRX_SERVO_TOOL_V_1_0_6")
+    about = s.wait_window(ABOUT)
     s.screenshot("about-box")
     s.run("xdotool", "windowfocus", "--sync", about, check_rc=False)
-    s.run("xdotool", "key", "--window", about, "Escape")
-    s.wait_no_window("QRX_SERVO_TOOL_V_1_0_6")
+    s.run("xdotool", "key", "Escape")  # to the focus: the box is gone before a sent key's release
+    s.wait_no_window(ABOUT)
     check(s.program.poll() is None, "the program ended with the About box")
+
+
+def test_the_program_keeps_running_behind_the_about_box(s):
+    """An adapter plugged in while the About box is open is opened, and the screen shows it."""
+    if not namespaces_available():
+        print("  skipped: needs root and mount namespaces")
+        return
+    ns, sim, wid = start_with_simulator(s, ARGS.program, plug=False)
+    s.key(wid, "alt+slash")
+    about = s.wait_window(ABOUT)
+    ns.plug(sim.pty)
+    wait_for(lambda: color_near(pixel(s.screenshot("behind-the-about-box", wid), *PORT_BUTTON_SAMPLE),
+                                PORT_OPEN_COLOR), "the port button to turn #E7C129 behind the About box")
+    check(s.windows(ABOUT), "the About box closed by itself")
+    s.run("xdotool", "windowfocus", "--sync", about, check_rc=False)
+    s.run("xdotool", "key", "Escape")
+    s.wait_no_window(ABOUT)
 
 
 def test_missing_picture_shows_the_box_and_quits(s):
@@ -72,7 +94,7 @@ def test_missing_picture_shows_the_box_and_quits(s):
         box = s.wait_window("^Error$")
         s.screenshot("missing-picture-box")
         s.run("xdotool", "windowfocus", "--sync", box, check_rc=False)
-        s.run("xdotool", "key", "--window", box, "Return")
+        s.run("xdotool", "key", "Return")
         rc = s.program.wait(10)
         check(rc == 0, f"exit code {rc}")
         check(":res = " in s.stderr_text() and "img_path = QRX_V107_config.bin" in s.stderr_text(),
@@ -84,7 +106,18 @@ def test_missing_picture_shows_the_box_and_quits(s):
 def test_closing_the_window_ends_the_program_cleanly(s):
     s.start_program(ARGS.program)
     s.wait_window()
-    s.program.terminate()  # SDL turns the termination request into a quit, as a window close does
+    s.program.terminate()  # the program takes the termination request as a window close
+    rc = s.program.wait(10)
+    check(rc == 0, f"exit code {rc}")
+
+
+def test_closing_the_window_while_a_file_dialog_is_open_ends_the_program(s):
+    s.start_program(ARGS.program)
+    wid = s.wait_window()
+    s.wait_log(r"first frame shown")
+    s.click(wid, *IMPORT_BUTTON)
+    s.wait_visible_window("^打开$")
+    s.program.terminate()
     rc = s.program.wait(10)
     check(rc == 0, f"exit code {rc}")
 
@@ -96,6 +129,8 @@ if __name__ == "__main__":
         test_window_is_fixed_970_by_660_titled_and_centred,
         test_a_click_on_the_language_button_relabels_the_action_column,
         test_alt_slash_opens_the_about_box_and_escape_closes_it,
+        test_the_program_keeps_running_behind_the_about_box,
         test_missing_picture_shows_the_box_and_quits,
         test_closing_the_window_ends_the_program_cleanly,
+        test_closing_the_window_while_a_file_dialog_is_open_ends_the_program,
     ], ARGS.artifacts))
