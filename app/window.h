@@ -22,12 +22,14 @@
  */
 #pragma once
 
+#include "ui/screen_size.h"
+
 #include <cstdint>
 
 struct KeyboardPort;
 
-constexpr int WINDOW_CLIENT_WIDTH = 970;
-constexpr int WINDOW_CLIENT_HEIGHT = 660;
+constexpr int WINDOW_CLIENT_WIDTH = UI_SCREEN_WIDTH; /* the client area is the screen */
+constexpr int WINDOW_CLIENT_HEIGHT = UI_SCREEN_HEIGHT;
 constexpr int WINDOW_STRIDE = WINDOW_CLIENT_WIDTH * 4; /* 3880 bytes per XRGB8888 row */
 
 /* Creates the main window, hidden: title APP_WINDOW_TITLE, class APP_WINDOW_CLASS, a fixed

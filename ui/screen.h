@@ -6,13 +6,13 @@
  */
 #pragma once
 
+#include "ui/screen_size.h"
+
 #include "lvgl.h"
 
 /* Picture shown at the top left, opened by this bare name from the working directory. */
 #define UI_CONFIG_PICTURE_FILE "QRX_V107_config.bin"
 
-constexpr int UI_SCREEN_WIDTH = 970;
-constexpr int UI_SCREEN_HEIGHT = 660;
 constexpr int UI_ACTION_BUTTON_COUNT = 4;
 
 /* Tab page parenting all panels, the two containers, and the panels. */
