@@ -245,26 +245,42 @@ void show_range_error(int32_t min, int32_t max) {
     show_error(field_range_message(min, max));
 }
 
-/* Shared steps of both checks; restore gives the value to put back for a table row. */
-void check_field(lv_event_t* e, bool four_chars_only, int32_t (*restore)(int32_t row)) {
-    if (lv_event_get_code(e) != LV_EVENT_VALUE_CHANGED || g_panel.checking) return;
-    lv_obj_t* ta = static_cast<lv_obj_t*>(lv_event_get_target(e));
-    const char* text = lv_textarea_get_text(ta);
-    if (text == nullptr || text[0] == '\0') return;
-    if (four_chars_only && strlen(text) != 4) return;
-    const int32_t value = params_parse_int(text, nullptr);
-    int32_t min, max;
-    if (!field_range(ta, &min, &max)) return;
-    if (value >= min && value <= max) return;
-    const ParamWidgetMapEntry* found = param_widget_map_find(ta);
-    if (found == nullptr || found->row < 0 || found->row >= PARAM_COUNT) return;
+int32_t default_shown(int32_t row);
+int32_t working_value(int32_t row);
 
+/* Checks a text for an entry: a text too long for the entry, or a number outside its range, puts
+ * back the entry's restore value (the default for plain entries, the working value for the angle
+ * and pulse entries) and shows the range in an error box. Returns true when the text stands. */
+bool check_text(lv_obj_t* ta, const char* text) {
+    if (text == nullptr || text[0] == '\0') return true;
+    const FieldLayout* field = nullptr;
+    for (int i = 0; i < PANEL_ENTRY_COUNT; ++i)
+        if (g_panel.entries[i] == ta) field = &FIELDS[i];
+    int32_t min, max;
+    if (field == nullptr || !field_range(ta, &min, &max)) return true;
+    const int32_t value = params_parse_int(text, nullptr);
+    if (strlen(text) <= field->max_chars && value >= min && value <= max) return true;
+    const ParamWidgetMapEntry* found = param_widget_map_find(ta);
+    if (found == nullptr || found->row < 0 || found->row >= PARAM_COUNT) return true;
+
+    const int32_t restore = field->check == CheckKind::Pulse ? working_value(found->row) : default_shown(found->row);
     char restored[16];
-    snprintf(restored, sizeof restored, "%d", static_cast<int>(restore(found->row)));
-    g_panel.checking = true;
+    snprintf(restored, sizeof restored, "%d", static_cast<int>(restore));
+    g_panel.checking = true; /* writing the field raises value-changed again */
     lv_textarea_set_text(ta, restored);
     g_panel.checking = false;
     show_range_error(min, max);
+    return false;
+}
+
+/* The value-changed check of a typed entry. The angle and pulse entries are checked only once
+ * they hold four characters, so that typing "2048" does not stop at "2". */
+void check_field(lv_event_t* e, bool four_chars_only) {
+    if (lv_event_get_code(e) != LV_EVENT_VALUE_CHANGED || g_panel.checking) return;
+    lv_obj_t* ta = static_cast<lv_obj_t*>(lv_event_get_target(e));
+    const char* text = lv_textarea_get_text(ta);
+    if (text == nullptr || (four_chars_only && strlen(text) != 4)) return;
+    check_text(ta, text);
 }
 
 int32_t default_shown(int32_t row) {
@@ -337,11 +353,11 @@ const char* panel_check_text(PanelCheck check) {
 }
 
 void param_field_range_check_event_cb(lv_event_t* e) {
-    check_field(e, false, default_shown);
+    check_field(e, false);
 }
 
 void param_field_pulse_check_event_cb(lv_event_t* e) {
-    check_field(e, true, working_value);
+    check_field(e, true);
 }
 
 const ParamWidgetMapEntry* param_widget_map_find(const lv_obj_t* obj) {
@@ -381,10 +397,16 @@ lv_obj_t* panel_hint_widget(PanelEntry entry) {
 namespace {
 
 
+/* A value written into an entry (a read, an import) is checked once, whole: the widget takes it
+ * one character at a time, and a check on a part of it would restore the entry and then append
+ * the rest of the characters to the restored value. */
 void ui_panel_set_text(PanelEntry entry, const char* text) {
     lv_obj_t* ta = entry_obj(entry);
     if (ta == nullptr || text == nullptr || !lv_obj_is_valid(ta)) return;
+    g_panel.checking = true;
     lv_textarea_set_text(ta, text);
+    g_panel.checking = false;
+    check_text(ta, text);
 }
 
 int ui_panel_get_text(PanelEntry entry, char* out, size_t cap) {
