@@ -1,7 +1,6 @@
 /* Packing and unpacking between the 35-byte block, the working values and the panel. Expected
  * bytes are worked out by hand from the table, row by row. */
 #include "params/param_values.h"
-#include "tests/fakes/common/log_capture.h"
 #include "tests/fakes/core/fake_panel.h"
 
 #include <gtest/gtest.h>
@@ -42,7 +41,6 @@ class Packing : public ::testing::Test {
         params_unpack(PARAM_COUNT);
     }
     int32_t values[PARAM_COUNT];
-    LogCapture log;
 };
 
 } // namespace
@@ -51,8 +49,6 @@ TEST_F(Packing, defaults_pack_into_the_hand_worked_block_and_not_all_of_them_unp
     pack(defaultValues);
     EXPECT_EQ(std::vector<uint8_t>(parmeterBuff, parmeterBuff + 35),
               std::vector<uint8_t>(DEFAULT_BLOCK, DEFAULT_BLOCK + 35));
-    EXPECT_EQ(params_packed_high_byte(), 34);
-    EXPECT_TRUE(log.contains("[Debug] int2Byte() [REG27] value: 0x31"));
 
     unpack_block(DEFAULT_BLOCK);
     for (int i = 0; i < PARAM_COUNT; ++i)
@@ -66,14 +62,6 @@ TEST_F(Packing, defaults_pack_into_the_hand_worked_block_and_not_all_of_them_unp
     unpack_block(zero); /* zero even below a table minimum */
     for (int i = 0; i < PARAM_COUNT; ++i)
         EXPECT_EQ(parameterValues[i], 0) << "row " << i;
-}
-
-TEST_F(Packing, start_up_pass_leaves_only_the_derived_deadband) {
-    params_startup_registers();
-    for (int i = 0; i < PARAM_COUNT; ++i)
-        EXPECT_EQ(parameterValues[i], i == 15 ? 2 : 0) << i;
-    EXPECT_EQ(g_param_image[19], 0x20);
-    EXPECT_EQ(parmeterBuff[19], 0); /* the block itself is not touched */
 }
 
 TEST_F(Packing, limits_shared_bytes_and_untouched_bits) {
@@ -153,7 +141,6 @@ TEST_F(Packing, update_par_writes_entries_and_clamps_in_the_array) {
     EXPECT_EQ(fake_entry(PanelEntry::Stall1Time), "10000") << "hundredths of a second shown in ms";
     EXPECT_EQ(fake_entry(PanelEntry::OutputPower), "100");
     EXPECT_TRUE(fake_checked(PanelCheck::Direction));
-    EXPECT_TRUE(log.contains("par[0] = 300"));
     values[31] = 2; /* only 1 means inverted */
     update_par(values, PARAM_COUNT);
     EXPECT_FALSE(fake_checked(PanelCheck::Direction));
@@ -192,7 +179,7 @@ TEST_F(Packing, update_par_sets_levels_from_the_stall_times) {
 
 /* ---- getParametersFromUI ---- */
 
-TEST_F(Packing, panel_is_read_back_with_level_and_power_rules) {
+TEST_F(Packing, panel_is_read_back_and_a_level_that_is_off_takes_the_later_levels_times_and_powers_with_it) {
     update_par(defaultValues, PARAM_COUNT);
     parameterValues[43] = 99; /* a kept row comes from the working values */
     fake_entry(PanelEntry::Gain) = "abc";
@@ -205,20 +192,35 @@ TEST_F(Packing, panel_is_read_back_with_level_and_power_rules) {
     fake_checked(PanelCheck::Level1) = fake_checked(PanelCheck::Level2) = fake_checked(PanelCheck::Level3) = true;
     fake_checked(PanelCheck::Direction) = false;
     EXPECT_EQ(getParametersFromUI(), 46);
-    const std::pair<int, int32_t> read[] = {{0, 0},  {8, 2},  {36, 1},  {37, 9},  {10, 4},
-                                            {12, 6}, {31, 0}, {43, 99}, {2, 2000}};
-    for (const auto& [row, value] : read)
-        EXPECT_EQ(paramArray[row], value) << "row " << row;
-    EXPECT_TRUE(log.contains("[Debug] paramArray[43] =  99"));
-
-    fake_entry(PanelEntry::Stall2Time) = "99"; /* rounds down to 0: levels 2 and 3 go off */
-    getParametersFromUI();
-    for (const auto& [row, value] : {std::pair<int, int32_t>{36, 0}, {37, 0}, {10, 4}, {11, 0}, {12, 0}})
+    for (const auto& [row, value] : {std::pair<int, int32_t>{0, 0}, {31, 0}, {43, 99}, {2, 2000}})
         EXPECT_EQ(paramArray[row], value) << "row " << row;
 
-    fake_checked(PanelCheck::Level1) = false; /* level 1 off: every time and power is 0 */
-    fake_entry(PanelEntry::Stall2Time) = "500";
-    getParametersFromUI();
-    for (int row : {8, 36, 10})
-        EXPECT_EQ(paramArray[row], 0) << "row " << row;
+    struct Case {
+        const char* label;
+        const char* time2;
+        bool level1;
+        int32_t t1, t2, t3, f1, f2, f3; /* rows 8, 36, 37, 10, 11, 12 */
+    };
+    const Case cases[] = {
+        {"all levels on", "199", true, 2, 1, 9, 4, 5, 6},
+        {"time 2 rounds down to 0: levels 2 and 3 off", "99", true, 2, 0, 0, 4, 0, 0},
+        {"level 1 off: every time and power 0", "500", false, 0, 0, 0, 0, 0, 0},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.label);
+        fake_entry(PanelEntry::Stall2Time) = c.time2;
+        fake_checked(PanelCheck::Level1) = c.level1;
+        getParametersFromUI();
+        const int rows[] = {8, 36, 37, 10, 11, 12};
+        const int32_t expected[] = {c.t1, c.t2, c.t3, c.f1, c.f2, c.f3};
+        for (int k = 0; k < 6; ++k)
+            EXPECT_EQ(paramArray[rows[k]], expected[k]) << "row " << rows[k];
+        memset(parmeterBuff, 0, PARAM_BLOCK_BYTES);
+        params_prepare_write(4 * PARAM_COUNT); /* what the servo gets */
+        EXPECT_EQ(parmeterBuff[14], c.t1);
+        EXPECT_EQ(parmeterBuff[30], c.t2);
+        EXPECT_EQ(parmeterBuff[31], c.t3);
+        EXPECT_EQ(parmeterBuff[15] >> 4, c.f1);
+        EXPECT_EQ(parmeterBuff[16], c.f3 << 4 | c.f2);
+    }
 }
