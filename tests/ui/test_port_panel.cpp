@@ -53,14 +53,6 @@ TEST_F(PortPanelTest, opened_look_is_yellow_with_a_grey_locked_list_and_closed_l
     EXPECT_FALSE(lv_obj_has_state(ui_port_dropdown, LV_STATE_DISABLED));
     lv_obj_add_state(ui_port_dropdown, LV_STATE_DISABLED);
     EXPECT_NE(bg(ui_port_dropdown), 0xE6E6E6u) << "the grey style goes with the closed look";
-
-    isSerialOpen = 1; /* the caption follows the port state */
-    relabel_port_panel();
-    EXPECT_EQ(headless_label_text(ui_port_button), "#000000 关闭端口#");
-    ui_language_chinese = 0;
-    relabel_port_panel();
-    EXPECT_EQ(headless_label_text(ui_port_button), "#000000 Close Port#");
-    isSerialOpen = 0;
 }
 
 TEST_F(PortPanelTest, port_list_shows_each_port_then_an_empty_option_and_keeps_the_selection) {
