@@ -27,7 +27,9 @@ TEST_F(PromptTest, boxes_have_their_title_by_language_and_red_text_for_alerts_an
         int chinese;
         const char* title;
         bool red;
-    } cases[] = {{show_prompt, 1, "提示", false}, {show_error, 1, "错误", true}, {show_prompt_alert, 0, "Prompt", true},
+    } cases[] = {{show_prompt, 1, "提示", false},
+                 {show_error, 1, "错误", true},
+                 {show_prompt_alert, 0, "Prompt", true},
                  {show_error, 0, "Error", true}};
     for (const auto& c : cases) {
         ui_language_chinese = c.chinese;
