@@ -185,25 +185,3 @@ TEST_F(HotPlugTest, a_failed_automatic_open_shows_the_box_again_at_the_next_plug
     EXPECT_EQ(isSerialOpen, 0);
     close(other);
 }
-
-TEST_F(HotPlugTest, port_button_closes_and_reopens_the_port_and_the_monitor_leaves_it_alone) {
-    PtyPair a, b;
-    start_with({{"ttyUSB0", &a}});
-    ui_language_chinese = 0;
-
-    port_button_click();
-    EXPECT_EQ(isSerialOpen, 0);
-    EXPECT_FALSE(port_handle_valid(g_comm.hCom));
-    expect_panel(false, "#000000 Open Port#");
-
-    plug("ttyUSB1", b); /* with the port closed by hand a new adapter only rebuilds the list */
-    run(200);
-    EXPECT_EQ(isSerialOpen, 0);
-    EXPECT_FALSE(port_handle_valid(g_comm.hCom));
-    EXPECT_EQ(fake_port_panel().options, options({"ttyUSB0", "ttyUSB1"}));
-
-    port_button_click();
-    EXPECT_EQ(isSerialOpen, 1);
-    expect_panel(true, "#000000 Close Port#");
-    EXPECT_TRUE(port_leads_to(a));
-}
