@@ -1,6 +1,6 @@
 /* The receive parser fed byte by byte and through the receive ring in odd chunks: the echo of what
- * the tool sent, garbage and bad checksums ahead of a good frame, the register replies, the
- * acknowledgement, the version report and both information replies. */
+ * the tool sent, garbage and bad checksums ahead of a good frame, the register replies and both
+ * information replies. */
 #include "protocol/info_transaction.h"
 #include "protocol/param_transaction.h"
 #include "serial/rx_ring.h"
@@ -196,20 +196,7 @@ TEST_F(ParserTest, a_damaged_register_reply_ends_the_read_without_a_message) {
     }
 }
 
-/* ---- version report, information write ---- */
-
-TEST_F(ParserTest, version_report_with_the_plain_sum_is_shown_and_one_with_the_block_rule_is_dropped) {
-    g_protocol.mode = MODE_VERSION_QUERY; /* no command sends the query; servos may report all the same */
-    Bytes report = {0x8F, '2', '1', 0x12, 0x34, 0x00, 0x0A, 0xBC, 0xDE, 0xFE, 0xDC, 0xBA, 0x98};
-    report.push_back(sum8(report, 0, 13));
-    Bytes wrong = report;
-    wrong.back() = static_cast<uint8_t>(wrong.back() - 1);
-    feed(cat({{0x11, 0x22}, wrong}));
-    EXPECT_TRUE(fake_prompts().empty());
-    feed(report);
-    EXPECT_EQ(prompt_texts(), std::vector<std::string>{"Version: 21 \nParameter Checksum: 0x1234\n"
-                                                       "Program Checksum: 0x000abcde\nProgram CRC: 0xfedcba98"});
-}
+/* ---- information write ---- */
 
 TEST_F(ParserTest, info_write_echo_swallows_a_31st_byte_of_0x00_and_any_other_byte_completes_it) {
     isSerialOpen = 1;
