@@ -147,26 +147,6 @@ TEST_F(HotPlugTest, pulling_one_of_two_adapters_reopens_the_first_remaining_port
     EXPECT_TRUE(fake_prompts().empty());
 }
 
-TEST_F(HotPlugTest, reopening_a_remaining_port_held_elsewhere_fails_with_a_chinese_error) {
-    PtyPair a, b;
-    start_with({{"ttyUSB0", &a}, {"ttyUSB1", &b}});
-    const int other = open(b.path().c_str(), O_RDWR | O_NOCTTY);
-    ASSERT_EQ(flock(other, LOCK_EX | LOCK_NB), 0);
-    ui_language_chinese = 0;
-
-    pull("ttyUSB0", a);
-    run(30);
-    EXPECT_EQ(isSerialOpen, 0);
-    EXPECT_FALSE(port_handle_valid(g_comm.hCom));
-    ASSERT_EQ(fake_prompts().size(), 1u);
-    EXPECT_EQ(fake_prompts()[0].kind, FakePrompt::Error);
-    EXPECT_EQ(fake_prompts()[0].text, "打开串口失败!");
-    ASSERT_EQ(fake_platform().message_boxes.size(), 1u);
-    EXPECT_EQ(fake_platform().message_boxes[0].text, "Can't Open This Comport");
-    expect_panel(false, "#000000 Open Port#");
-    close(other);
-}
-
 TEST_F(HotPlugTest, a_failed_automatic_open_shows_the_box_again_at_the_next_plug_in) {
     PtyPair a;
     const int other = open(a.path().c_str(), O_RDWR | O_NOCTTY);

@@ -2,7 +2,6 @@
  * and messages, the frame that goes out, and the 200 ms time-outs on a clock the test drives
  * (across a 32-bit wrap too). The port is a pseudo-terminal; the test reads what was sent. */
 #include "protocol/info_transaction.h"
-#include "protocol/param_transaction.h"
 #include "serial/comHandle.h"
 #include "tests/core/protocol_test_support.h"
 #include "tests/core/serial_test_support.h"
@@ -129,18 +128,4 @@ TEST_F(InfoTransactionTest, an_unanswered_command_times_out_once_on_the_first_ch
         EXPECT_EQ(fake_prompts()[0].kind, FakePrompt::Error);
         EXPECT_EQ(fake_prompts()[0].text, c.message);
     }
-}
-
-TEST_F(InfoTransactionTest, a_parameter_read_never_times_out_and_a_failed_send_still_starts_the_clock) {
-    ASSERT_EQ(param_transaction_read(), PARAM_CMD_STARTED);
-    g_now += 100000;
-    EXPECT_EQ(info_transaction_check_timeout(), 0);
-
-    clock_set_source(nullptr);
-    SerialClose();
-    clock_set_source(test_clock);
-    EXPECT_EQ(info_transaction_read(), INFO_SENT) << "the screen still thinks the port is open";
-    g_now += 201;
-    EXPECT_EQ(info_transaction_check_timeout(), 1);
-    EXPECT_EQ(prompt_texts(), std::vector<std::string>{"舵机信息读取超时!"});
 }

@@ -100,17 +100,6 @@ TEST_F(Export, register_family_save_writes_wire_values_from_the_panel) {
     EXPECT_EQ(cwd(), start_dir);
 }
 
-TEST_F(Export, jvn_file_round_trips_through_import_but_ld) {
-    int32_t record[JVN_KEY_COUNT] = {65, 50, 4000, 8000, 400, 300000, 8000, 3, 596, 3500, 2048, 7, 1, 1};
-    ASSERT_EQ(params_export_jvn_path((dir / "jvn.txt").c_str(), record), PARAM_FILE_OK);
-    fake_panel_reset();
-    ASSERT_EQ(params_import_path((dir / "jvn.txt").c_str()), PARAM_FILE_OK);
-    param_action_fill_save_record(record);
-    const int32_t expected[JVN_KEY_COUNT] = {65, 50, 4000, 8000, 400, 300000, 8000, 3, 596, 3500, 2048, 0, 1, 1};
-    for (int k = 0; k < JVN_KEY_COUNT; ++k)
-        EXPECT_EQ(record[k], expected[k]) << jvn_key_names[k];
-}
-
 TEST_F(Export, jvn_save_checks_the_extension_and_restores_the_directory_only_on_success) {
     ui_language_chinese = 0;
     const int32_t record[JVN_KEY_COUNT] = {};

@@ -154,18 +154,6 @@ TEST_F(Import, byte_order_marks_and_utf16_text_are_read) {
     EXPECT_EQ(parmeterBuff[1], 44);
 }
 
-TEST_F(Import, long_lines_are_read_in_pieces_of_299_characters) {
-    ui_language_chinese = 0;
-    EXPECT_EQ(import("long.txt", "ConfigBuffer[1] = 1;\n" + std::string(400, 'x') + "\n" + std::string(299, ' ') +
-                                     "ConfigBuffer[2] = 2;\n"),
-              PARAM_FILE_OK);
-    /* Line 2 is x 299, line 3 the other 101; line 4 the 299 blanks, line 5 the rest. */
-    EXPECT_EQ(prompt_texts(),
-              (std::vector<std::string>{"Import failed! \nLine 2: Format error",
-                                        "Import failed! \nLine 3: Format error", "Successfully imported!"}));
-    EXPECT_EQ(parmeterBuff[1], 2);
-}
-
 TEST_F(Import, damaged_files_end_without_harm_and_with_few_boxes) {
     std::string many = "ConfigBuffer[1] = 1;\n";
     for (int i = 0; i < 50; ++i)

@@ -46,16 +46,6 @@ TEST_F(PortDiscoveryTest, lists_only_usb_ports_with_a_node_in_natural_order) {
                                                  tree.node("ttyUSB10"), tree.node("ttyXR0")}));
 }
 
-TEST_F(PortDiscoveryTest, no_usb_port_or_no_class_directory_gives_none) {
-    tree.add("ttyS0", PLATFORM);
-    EXPECT_EQ(discover_ports(), 0);
-    EXPECT_EQ(portCount, 0);
-    EXPECT_EQ(autoPortIndex, -1);
-
-    EXPECT_EQ(enumerate_com_ports_in("/nonexistent/class/tty", tree.dev().c_str()), 0);
-    EXPECT_EQ(portCount, 0);
-}
-
 TEST_F(PortDiscoveryTest, a_port_that_comes_or_goes_is_seen_at_the_next_look) {
     for (bool notified : {true, false}) {
         SCOPED_TRACE(notified ? "change notifications" : "no change notifications");

@@ -95,44 +95,12 @@ class ProtocolSimTest : public ProtocolFixture {
         });
         return rx;
     }
-    bool logged(const std::string& text) { return read_file(dir_ / "sim.log").find(text) != std::string::npos; }
 
     pid_t sim_ = -1;
     TempDir dir_;
 };
 
 } // namespace
-
-TEST_F(ProtocolSimTest, block_servo_information_write_is_stored_and_reads_back_cut_at_the_space) {
-    connect({"block"});
-    fake_info(InfoField::Type) = "QRX TEST-7";
-    fake_info(InfoField::Year) = "2031";
-    fake_info(InfoField::Month) = "07";
-    fake_info(InfoField::Day) = "04";
-    ASSERT_EQ(info_transaction_write(), INFO_SENT);
-    ASSERT_TRUE(pump_until(idle));
-    EXPECT_EQ(prompt_texts(), std::vector<std::string>{"写入信息成功!"});
-    EXPECT_EQ(received(1).at(0), rx_line(info_frame("QRX TEST-7", "20310704")));
-    EXPECT_TRUE(logged("STORE info type=[QRX TEST-7          ] date=2031-07-04"));
-
-    fake_info_fields_reset();
-    ASSERT_EQ(info_transaction_read(), INFO_SENT);
-    ASSERT_TRUE(pump_until(idle));
-    EXPECT_EQ(fake_info(InfoField::Type), "QRX");
-    EXPECT_EQ(fake_info(InfoField::Day), "04");
-}
-
-TEST_F(ProtocolSimTest, block_servo_that_stays_silent_times_out_both_commands_once) {
-    connect({"block", "--fault", "silent"});
-    ASSERT_EQ(info_transaction_read(), INFO_SENT);
-    pump_until([] { return false; }, 400);
-    ui_language_chinese = 0;
-    fake_info(InfoField::Type) = "T";
-    ASSERT_EQ(info_transaction_write(), INFO_SENT);
-    pump_until([] { return false; }, 400);
-    EXPECT_EQ(prompt_texts(), (std::vector<std::string>{"舵机信息读取超时!", "Servo information write timeout!"}));
-    EXPECT_EQ(received(2).at(1), rx_line(info_frame("T", "20260101")));
-}
 
 TEST_F(ProtocolSimTest, block_servo_sending_garbage_and_once_a_bad_checksum_is_read_at_the_second_try) {
     connect({"block", "--fault", "garbage", "--fault", "checksum:1"});

@@ -1,6 +1,5 @@
-/* The port object over pseudo-terminals: opening (line settings, exclusive use, a port held by
- * another program), every write outcome that can be provoked, closing, and an adapter that
- * vanishes while the port is open. */
+/* The port object over pseudo-terminals: opening (line settings, a port held by another
+ * program), write outcomes, closing, and an adapter that vanishes while the port is open. */
 #include "serial/Serial.h"
 #include "serial/comHandle.h"
 #include "serial/rx_ring.h"
@@ -8,8 +7,6 @@
 #include "tests/fakes/common/fake_platform.h"
 
 #include <sys/file.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
 
 using namespace serial_test;
 
@@ -37,21 +34,6 @@ class SerialPortTest : public ::testing::Test {
     int threads_before = 0;
 };
 
-/* errno of an open of path by an unprivileged user (0 when it opened, 255 when the user cannot
- * be changed here). */
-int open_errno_as_other_user(const std::string& path) {
-    chmod(path.c_str(), 0666);
-    const pid_t pid = fork();
-    if (pid == 0) {
-        if (geteuid() == 0 && (setgid(65534) != 0 || setuid(65534) != 0)) _exit(255);
-        const int f = open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK);
-        _exit(f >= 0 ? 0 : errno);
-    }
-    int status = 0;
-    waitpid(pid, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
-
 } // namespace
 
 TEST_F(SerialPortTest, open_sets_115200_8n2_raw_and_starts_the_notifier) {
@@ -65,16 +47,6 @@ TEST_F(SerialPortTest, open_sets_115200_8n2_raw_and_starts_the_notifier) {
     EXPECT_EQ(t.c_oflag & OPOST, 0u);
     EXPECT_EQ(count_threads(), threads_before + 1);
     EXPECT_TRUE(fake_platform().message_boxes.empty());
-}
-
-TEST_F(SerialPortTest, open_keeps_other_users_out_until_closed) {
-    ASSERT_EQ(open_errno_as_other_user(pty.path()), 0) << "the other user must be able to open a free port";
-    open_port();
-    const int refused = open_errno_as_other_user(pty.path());
-    if (refused == 255) GTEST_SKIP() << "cannot change user here";
-    EXPECT_EQ(refused, EBUSY);
-    SerialClose();
-    EXPECT_EQ(open_errno_as_other_user(pty.path()), 0);
 }
 
 TEST_F(SerialPortTest, port_held_by_another_program_shows_the_box_once_and_leaves_nothing_behind) {
