@@ -131,20 +131,28 @@ TEST_F(HotPlugTest, pulling_the_only_adapter_closes_the_port_and_tells_the_user_
     EXPECT_TRUE(port_leads_to(b));
 }
 
-TEST_F(HotPlugTest, pulling_one_of_two_adapters_reopens_the_first_remaining_port) {
-    PtyPair a, b;
-    start_with({{"ttyUSB0", &a}, {"ttyUSB1", &b}});
-    EXPECT_EQ(fake_port_panel().options, options({"ttyUSB0", "ttyUSB1"}));
-    ASSERT_TRUE(port_leads_to(a));
-
-    pull("ttyUSB0", a);
-    run(30);
-    EXPECT_EQ(isSerialOpen, 1);
-    EXPECT_EQ(fake_port_panel().options, options({"ttyUSB1"}));
-    EXPECT_EQ(fake_port_panel().selected, 0);
-    expect_panel(true, "#000000 关闭端口#");
-    EXPECT_TRUE(port_leads_to(b));
-    EXPECT_TRUE(fake_prompts().empty());
+TEST_F(HotPlugTest, pulling_one_of_two_adapters_reopens_the_other_or_says_in_chinese_that_it_cannot) {
+    for (bool held : {false, true}) {
+        SCOPED_TRACE(held ? "the other port held by another program" : "the other port free");
+        SetUp();
+        PtyPair a, b;
+        start_with({{"ttyUSB0", &a}, {"ttyUSB1", &b}});
+        ASSERT_TRUE(port_leads_to(a));
+        const int other = held ? open(b.path().c_str(), O_RDWR | O_NOCTTY) : -1;
+        if (held) {
+            ASSERT_EQ(flock(other, LOCK_EX | LOCK_NB), 0);
+        }
+        ui_language_chinese = 0;
+        pull("ttyUSB0", a);
+        run(30);
+        EXPECT_EQ(fake_port_panel().options, options({"ttyUSB1"}));
+        expect_panel(!held, held ? "#000000 Open Port#" : "#000000 Close Port#");
+        EXPECT_EQ(prompt_texts(), held ? std::vector<std::string>{"打开串口失败!"} : std::vector<std::string>{});
+        EXPECT_TRUE(held || port_leads_to(b));
+        if (held) close(other);
+        tree.remove("ttyUSB1");
+        TearDown();
+    }
 }
 
 TEST_F(HotPlugTest, a_failed_automatic_open_shows_the_box_again_at_the_next_plug_in) {
