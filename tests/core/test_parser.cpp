@@ -141,7 +141,6 @@ TEST_F(ParserTest, eight_register_replies_after_their_echoes_fill_the_panel_and_
     start_param_read();
     feed(PARAM_REQUEST);
     default_steps(0, 8);
-    EXPECT_EQ(parameterSource, PARAM_SOURCE_REGISTER);
     EXPECT_EQ(prompt_texts(), std::vector<std::string>{"读取参数成功!"});
     const std::pair<PanelEntry, const char*> shown[] = {
         {PanelEntry::Stall1Power, "1"}, {PanelEntry::Stall1Time, "3"},    {PanelEntry::Gain, "65"},
