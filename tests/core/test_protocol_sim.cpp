@@ -75,25 +75,28 @@ class ProtocolSimTest : public ProtocolFixture {
 
     /* Runs the UI thread's work (receive hand-over after a wake-up, due timers) until cond holds
      * (true) or timeout_ms pass (false). The tool's clock jumps to the next timer only once the
-     * line has been quiet for 80 ms, so every request's echo and answer are in before the next
-     * request goes, however late a loaded machine runs the simulator. */
+     * echo of the last request is in and the line has been quiet for 30 ms, so each answer is in
+     * before the next request goes, however late a loaded machine runs the simulator. */
     static bool pump_until(const std::function<bool()>& cond, int timeout_ms = 10000) {
+        using std::chrono::milliseconds;
         auto quiet_since = std::chrono::steady_clock::now();
+        size_t since_tick = FRAME_REGISTER_REQUEST_LEN;
         return serial_test::wait_until(
             [&] {
                 const auto now = std::chrono::steady_clock::now();
                 if (rxNotifyPending != 0) {
                     SerialHandle();
-                    rx_ring_drain(process_servo_info_data);
+                    since_tick += rx_ring_drain(process_servo_info_data);
                     quiet_since = now;
-                } else if (now - quiet_since >= std::chrono::milliseconds(80)) {
+                } else if (now - quiet_since >= milliseconds(30) &&
+                           (since_tick >= FRAME_REGISTER_REQUEST_LEN || now - quiet_since >= milliseconds(2000))) {
                     uint64_t next = UINT64_MAX;
                     for (const auto& t : fake_timers().timers)
                         if (t->alive) next = std::min(next, t->last_run_ms + t->period_ms);
                     if (next != UINT64_MAX) g_tool_ms = std::max(g_tool_ms, next);
                     quiet_since = now;
                 }
-                fake_timers_run_due();
+                if (fake_timers_run_due() > 0) since_tick = 0;
                 return cond();
             },
             timeout_ms);
