@@ -265,10 +265,15 @@ const ParamsState& params_state() { return g_params; }
 
 void params_set_source(int32_t source) { g_params.parameterSource = source; }
 
-void params_take_block(const uint8_t* bytes, int n) {
+void params_set_block(const uint8_t* bytes, int n) {
     if (bytes == nullptr) return;
     if (n > PARAM_IMAGE_SIZE) n = PARAM_IMAGE_SIZE;
     if (n > 0) memcpy(g_params.parmeterBuff, bytes, static_cast<size_t>(n));
+}
+
+void params_take_block(const uint8_t* bytes, int n) {
+    if (bytes == nullptr) return;
+    params_set_block(bytes, n);
     params_show_block(bytes);
 }
 

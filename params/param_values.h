@@ -44,6 +44,9 @@ const ParamsState& params_state();
 /* Records where the parameters on screen came from (a read or an import). */
 void params_set_source(int32_t source);
 
+/* Takes n bytes (at most 37) as parmeterBuff, the block a write or save packs over. */
+void params_set_block(const uint8_t* bytes, int n);
+
 /* Takes n bytes (at most 37) as parmeterBuff and shows the block they start with
  * (params_show_block): a block read from the servo (35 bytes) or a ConfigBuffer import (36). */
 void params_take_block(const uint8_t* bytes, int n);

@@ -4,10 +4,8 @@
   python3 tests/test_assets.py
 """
 import os
-import re
 import subprocess
 import sys
-import tempfile
 import unittest
 
 ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
@@ -17,8 +15,7 @@ sys.path.insert(0, os.path.join(ROOT, "tools"))
 import fontset  # noqa: E402
 import make_config_picture as picture  # noqa: E402
 
-METRICS = {"font_theme": (17, 3), "font_button": (19, 3),
-           "font_aux": (20, 3), "font_text": (21, 4)}
+FONTS_USED = ("font_theme", "font_button", "font_aux", "font_text")
 CHARSET = os.path.join(FONTS, "charset.txt")
 
 # A sample of the program's texts; the seven left-out characters occur in
@@ -47,47 +44,17 @@ def run_check(*paths):
 
 
 class FontTests(unittest.TestCase):
-    def test_committed_fonts_pass_the_layout_check_with_their_metrics(self):
-        result = run_check(*sorted(set(map(font_path, METRICS))))
+    def test_committed_fonts_pass_the_layout_check(self):
+        result = run_check(*sorted(set(map(font_path, FONTS_USED))))
         self.assertEqual(result.returncode, 0, result.stdout + result.stderr)
-        for name, (lh, bl) in METRICS.items():
-            text = read(font_path(name))
-            block = re.search(r"const lv_font_t " + name + r" = \{(.*?)\n\};", text, re.S)
-            self.assertIsNotNone(block, name)
-            for field in (f".line_height = {lh},", f".base_line = {bl},", ".dsc = &font_dsc,"):
-                self.assertIn(field, block.group(1), name)
-            for field in (".bpp = 4,", ".bitmap_format = 0,", ".kern_dsc = NULL,"):
-                self.assertIn(field, text, name)
-
-    def test_four_blanks_make_room_for_an_entry_placed_20_px_back(self):
-        # Captions such as "最小角度    " end in four blanks; the parameter entry sits 20 px
-        # back into them, so four blanks must be at least 20 px wide (LVGL rounds each
-        # advance, given in 1/16 px, to whole pixels).
-        for name in METRICS:
-            adv = int(re.search(r"id = 0 reserved \*/,\n    \{\.bitmap_index = 0, \.adv_w = (\d+)",
-                                read(font_path(name))).group(1))
-            self.assertGreaterEqual(4 * ((adv + 8) // 16), 20, name)
 
     def test_all_fonts_share_one_character_set_covering_the_program_texts_but_the_seven(self):
-        sets = [[cps for _, cps, _ in fontset.parse_cmaps(read(font_path(n)))] for n in METRICS]
+        sets = [[cps for _, cps, _ in fontset.parse_cmaps(read(font_path(n)))] for n in FONTS_USED]
         self.assertTrue(all(s == sets[0] for s in sets))
         chars = {c for cps in sets[0] for c in cps}
         for s in PROGRAM_TEXTS:
             self.assertEqual([c for c in s if ord(c) not in chars and c not in fontset.ABSENT], [], s)
         self.assertFalse({ord(c) for c in fontset.ABSENT} & chars)
-
-    def test_check_rejects_a_damaged_font(self):
-        text = read(font_path("font_theme"))
-        # 一 (U+4E00) swapped for the left-out 天 (U+5929) in the big sparse
-        # list (entries are offsets from U+301D), and a wrong line height.
-        for body in (text.replace("0x1de3,", "0x290c,", 1), re.sub(r"\.line_height = \d+", ".line_height = 18", text, 1)):
-            with tempfile.NamedTemporaryFile("w", suffix=".c", delete=False) as f:
-                f.write(body)
-            try:
-                self.assertNotEqual(run_check(f.name).returncode, 0)
-            finally:
-                os.unlink(f.name)
-
 
 class PictureTests(unittest.TestCase):
     path = os.path.join(ROOT, "assets", "QRX_V107_config.bin")

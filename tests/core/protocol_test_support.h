@@ -38,7 +38,6 @@ inline Bytes cat(std::initializer_list<Bytes> parts) {
 
 inline const Bytes INFO_REQUEST = {0x8E, 0x00, 0x00, 0x8E};
 inline const Bytes PARAM_REQUEST = {0x81, 0x00, 0x00, 0x81};
-inline const Bytes ACK = {0x80, 0x80, 0x80, 0x80};
 inline const uint8_t READ_CODES[8] = {0x38, 0x3D, 0x3F, 0x50, 0x51, 0x52, 0x53, 0x54};
 
 /* PC -> servo register frame: AF FA 00 0A code DATA0 DATA1, plain sum from byte 2. */

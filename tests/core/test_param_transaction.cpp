@@ -1,15 +1,12 @@
-/* Reading and writing the parameters: the read request and the register read timer, the write by
- * parameter source (refusal, the block frame after its read request and the stall-time checks,
- * the register sequence with the cache rules), with the timers fired by hand. The port is a
- * pseudo-terminal; the test reads what was sent. */
+/* Writing the parameters by parameter source: the refusals, the block frame after its read
+ * request and its acknowledgement, the register sequence with the cache rules, with the timers
+ * fired by hand. The port is a pseudo-terminal; the test reads what was sent. */
 #include "common/clock.h"
-#include "protocol/protocol_state.h"
 #include "protocol/param_actions.h"
 #include "protocol/param_transaction.h"
 #include "serial/comHandle.h"
 #include "tests/core/protocol_test_support.h"
 #include "tests/core/serial_test_support.h"
-#include "tests/fakes/common/log_capture.h"
 
 #include <cstring>
 
@@ -50,10 +47,8 @@ class ParamTransactionTest : public ProtocolFixture {
         std::vector<Bytes> frames;
         EXPECT_EQ(param_transaction_write(), PARAM_CMD_STARTED);
         FakeTimer* timer = fake_timers().timers.back().get();
-        EXPECT_EQ(timer->period_ms, REG_WRITE_PERIOD_MS);
         for (int i = 0; i < 12; ++i) {
             fake_timer_fire(timer);
-            EXPECT_EQ(protocol_state().block_write_pending, WRITE_PENDING_REGISTER);
             frames.push_back(sent(10));
         }
         EXPECT_TRUE(fake_prompts().empty()) << "success comes with the closing call";
@@ -89,29 +84,24 @@ TEST_F(ParamTransactionTest, refused_or_failed_writes_send_no_parameters) {
         bool timer_fails;
         int result;
         const char* message; /* "" = none */
-        int mode;
         Bytes sent;
     };
     const Case cases[] = {
-        {"nothing read or imported: write mode all the same", PARAM_SOURCE_NONE, "100", "100", "100", 1, false,
-         PARAM_CMD_NO_SOURCE, "写入参数失败，请先读取或导入参数!!", MODE_WRITE_PARAMS, Bytes()},
+        {"nothing read or imported", PARAM_SOURCE_NONE, "100", "100", "100", 1, false, PARAM_CMD_NO_SOURCE,
+         "写入参数失败，请先读取或导入参数!!", Bytes()},
         /* The block write's read request goes before the stall-time check; the first bad time is named. */
         {"time 1", PARAM_SOURCE_BLOCK, "10100", "100", "99999", 1, false, PARAM_CMD_STALL_TIME,
-         "写入\"堵转1时间\"参数错误!\n请输入 0 - 10000 之间的数字", MODE_IDLE, PARAM_REQUEST},
-        {"time 2", PARAM_SOURCE_BLOCK, "100", "10100", "99999", 1, false, PARAM_CMD_STALL_TIME,
-         "写入\"堵转2时间\"参数错误!\n请输入 0 - 10000 之间的数字", MODE_IDLE, PARAM_REQUEST},
+         "写入\"堵转1时间\"参数错误!\n请输入 0 - 10000 之间的数字", PARAM_REQUEST},
         {"time 3", PARAM_SOURCE_BLOCK, "100", "100", "10199", 1, false, PARAM_CMD_STALL_TIME,
-         "写入\"堵转3时间\"参数错误!\n请输入 0 - 10000 之间的数字", MODE_IDLE, PARAM_REQUEST},
+         "写入\"堵转3时间\"参数错误!\n请输入 0 - 10000 之间的数字", PARAM_REQUEST},
         {"time 1 in English", PARAM_SOURCE_BLOCK, "10100", "100", "100", 0, false, PARAM_CMD_STALL_TIME,
-         "Error writing \"Time1\" parameter!\nPlease enter a number between 0 and 10000", MODE_IDLE, PARAM_REQUEST},
-        {"no timer for the register sequence: a debug line only", PARAM_SOURCE_REGISTER, "100", "100", "100", 1, true,
-         PARAM_CMD_TIMER_FAILED, "", MODE_IDLE, Bytes()},
+         "Error writing \"Time1\" parameter!\nPlease enter a number between 0 and 10000", PARAM_REQUEST},
+        {"no timer for the register sequence", PARAM_SOURCE_REGISTER, "100", "100", "100", 1, true,
+         PARAM_CMD_TIMER_FAILED, "", Bytes()},
     };
-    LogCapture log;
     for (const Case& c : cases) {
         SCOPED_TRACE(c.label);
         fake_prompts().clear();
-        protocol_state().mode = MODE_IDLE;
         params_set_source(c.source);
         lang_set_chinese(c.chinese);
         fake_entry(PanelEntry::Stall1Time) = c.t1;
@@ -120,13 +110,8 @@ TEST_F(ParamTransactionTest, refused_or_failed_writes_send_no_parameters) {
         fake_timers().fail_next_start = c.timer_fails;
         EXPECT_EQ(param_transaction_write(), c.result);
         EXPECT_EQ(prompt_texts(), *c.message ? std::vector<std::string>{c.message} : std::vector<std::string>{});
-        EXPECT_EQ(protocol_state().mode, c.mode);
         EXPECT_EQ(sent(42, 100), c.sent);
     }
-    EXPECT_TRUE(log.contains("创建定时器失败"));
-    fake_timers().fail_next_start = true;
-    EXPECT_EQ(param_transaction_read(), PARAM_CMD_TIMER_FAILED);
-    EXPECT_EQ(protocol_state().mode, MODE_IDLE);
 }
 
 TEST_F(ParamTransactionTest, register_write_sends_cached_bytes_for_unchanged_values_by_the_lp_mp_and_md_rules) {
@@ -152,8 +137,6 @@ TEST_F(ParamTransactionTest, register_write_sends_cached_bytes_for_unchanged_val
     for (int i = 0; i < 12; ++i)
         EXPECT_EQ(frames[i], expected[i]) << "frame " << i + 1;
     EXPECT_EQ(prompt_texts(), std::vector<std::string>{"写入参数成功!"});
-    EXPECT_EQ(protocol_state().block_write_pending, WRITE_PENDING_NONE);
-    EXPECT_EQ(protocol_state().mode, MODE_WRITE_PARAMS) << "no answer is awaited; the mode stays";
 }
 
 TEST_F(ParamTransactionTest, register_write_encodes_changed_values_and_a_shown_md_of_0_goes_from_the_cache) {
@@ -174,6 +157,26 @@ TEST_F(ParamTransactionTest, register_write_encodes_changed_values_and_a_shown_m
     EXPECT_EQ(frames[8], reg_request(0x44, 0, 1));
     EXPECT_EQ(frames[9], reg_request(0x45, 0, 300));
     EXPECT_EQ(frames[10], reg_request(0x48, 804, 7600));
-    uint8_t frame[10];
-    EXPECT_EQ(param_transaction_register_frame(12, frame, sizeof frame), -1);
+}
+
+TEST_F(ParamTransactionTest, block_write_is_acknowledged_by_four_0x80_in_a_row_after_its_whole_echo) {
+    Bytes data = DEFAULT_BLOCK;
+    data[20] = data[21] = data[22] = data[23] = 0x80; /* what the acknowledgement looks like */
+    ASSERT_EQ(param_transaction_read(), PARAM_CMD_STARTED);
+    feed(cat({PARAM_REQUEST, block_frame(data)}));
+    ASSERT_EQ(params_state().parameterSource, PARAM_SOURCE_BLOCK);
+    sent(4); /* the read request */
+    fake_prompts().clear();
+
+    ASSERT_EQ(param_transaction_write(), PARAM_CMD_STARTED);
+    Bytes written = data;
+    written[19] = 0x73; /* the deadband byte: (3 + 2) << 4 | 3, with row 15's 6 << 4 ORed on */
+    const Bytes echo = sent(4 + 38);
+    EXPECT_EQ(echo, cat({PARAM_REQUEST, block_frame(written)}));
+    feed(echo);
+    EXPECT_TRUE(fake_prompts().empty()) << "the 0x80 of the echoed data acknowledged the write";
+    feed({0x80, 0x80, 0x01, 0x80, 0x80});
+    EXPECT_TRUE(fake_prompts().empty()) << "four, but not in a row";
+    feed({0x80, 0x80});
+    EXPECT_EQ(prompt_texts(), std::vector<std::string>{"写入参数成功!"});
 }

@@ -1,10 +1,8 @@
 /* End to end over a pseudo-terminal with the servo simulator (tools/servo_sim), for both families,
  * without the window: the real port, notifier thread, receive ring and parser, with a loop that
- * stands in for the UI thread (receive hand-over on each wake-up, timers, time-out check). The
- * assertions look at what the simulator received (its log), not only at what the tool shows. */
+ * stands in for the UI thread (receive hand-over on each wake-up, timers). The assertions look at
+ * what the simulator received (its log), not only at what the tool shows. */
 #include "params/param_files.h"
-#include "protocol/protocol_state.h"
-#include "protocol/info_transaction.h"
 #include "protocol/param_actions.h"
 #include "protocol/param_transaction.h"
 #include "serial/comHandle.h"
@@ -26,6 +24,12 @@ using namespace servo_bytes;
 
 namespace {
 
+/* The tool's clock in these runs: it moves only while the line is quiet (see pump_until). */
+uint64_t g_tool_ms = 1000;
+uint64_t tool_clock() {
+    return g_tool_ms;
+}
+
 /* A frame as the simulator logs its receipt: "RX 81 00 00 81", with its remark if any. */
 std::string rx_line(const Bytes& bytes, const std::string& remark = "") {
     std::string line = "RX";
@@ -44,8 +48,10 @@ class ProtocolSimTest : public ProtocolFixture {
         fake_platform_reset();
         fake_file_dialog_reset();
         rx_ring_reset();
+        clock_set_source(tool_clock);
     }
     void TearDown() override {
+        clock_set_source(nullptr);
         if (port_handle_valid(g_comm.hCom)) SerialClose();
         if (sim_ > 0) {
             kill(sim_, SIGTERM);
@@ -67,24 +73,38 @@ class ProtocolSimTest : public ProtocolFixture {
         serial_ports_set_open(1);
     }
 
-    /* Runs the UI thread's work (receive hand-over after a wake-up, due timers, the time-out
-     * check) until cond holds (true) or timeout_ms pass (false). */
-    static bool pump_until(const std::function<bool()>& cond, int timeout_ms = 3000) {
+    /* Runs the UI thread's work (receive hand-over after a wake-up, due timers) until cond holds
+     * (true) or timeout_ms pass (false). The tool's clock jumps to the next timer only once the
+     * echo of the last request is in and the line has been quiet for 30 ms, so each answer is in
+     * before the next request goes, however late a loaded machine runs the simulator. */
+    static bool pump_until(const std::function<bool()>& cond, int timeout_ms = 10000) {
+        using std::chrono::milliseconds;
+        auto quiet_since = std::chrono::steady_clock::now();
+        size_t since_tick = FRAME_REGISTER_REQUEST_LEN;
         return serial_test::wait_until(
             [&] {
+                const auto now = std::chrono::steady_clock::now();
                 if (rxNotifyPending != 0) {
                     SerialHandle();
-                    rx_ring_drain(process_servo_info_data);
+                    since_tick += rx_ring_drain(process_servo_info_data);
+                    quiet_since = now;
+                } else if (now - quiet_since >= milliseconds(30) &&
+                           (since_tick >= FRAME_REGISTER_REQUEST_LEN || now - quiet_since >= milliseconds(2000))) {
+                    uint64_t next = UINT64_MAX;
+                    for (const auto& t : fake_timers().timers)
+                        if (t->alive) next = std::min(next, t->last_run_ms + t->period_ms);
+                    if (next != UINT64_MAX) g_tool_ms = std::max(g_tool_ms, next);
+                    quiet_since = now;
                 }
-                fake_timers_run_due();
-                info_transaction_check_timeout();
+                if (fake_timers_run_due() > 0) since_tick = 0;
                 return cond();
             },
             timeout_ms);
     }
-    static bool idle() { return protocol_state().mode == MODE_IDLE && fake_timers_alive() == 0; }
+    /* The user was told the outcome and no request sequence is left running. */
+    static bool answered() { return !fake_prompts().empty() && fake_timers_alive() == 0; }
 
-    /* The frames the simulator logged as received once there are n of them (or after 3 s). */
+    /* The frames the simulator logged as received once there are n of them (or after 10 s). */
     std::vector<std::string> received(size_t n) {
         std::vector<std::string> rx;
         pump_until([&] {
@@ -96,7 +116,6 @@ class ProtocolSimTest : public ProtocolFixture {
         });
         return rx;
     }
-    bool logged(const std::string& text) { return read_file(dir_ / "sim.log").find(text) != std::string::npos; }
 
     pid_t sim_ = -1;
     TempDir dir_;
@@ -104,80 +123,52 @@ class ProtocolSimTest : public ProtocolFixture {
 
 } // namespace
 
-TEST_F(ProtocolSimTest, block_servo_information_write_is_stored_and_reads_back_cut_at_the_space) {
-    connect({"block"});
-    fake_info(InfoField::Type) = "QRX TEST-7";
-    fake_info(InfoField::Year) = "2031";
-    fake_info(InfoField::Month) = "07";
-    fake_info(InfoField::Day) = "04";
-    ASSERT_EQ(info_transaction_write(), INFO_SENT);
-    ASSERT_TRUE(pump_until(idle));
-    EXPECT_EQ(prompt_texts(), std::vector<std::string>{"写入信息成功!"});
-    EXPECT_EQ(received(1).at(0), rx_line(info_frame("QRX TEST-7", "20310704")));
-    EXPECT_TRUE(logged("STORE info type=[QRX TEST-7          ] date=2031-07-04"));
-
-    fake_info_fields_reset();
-    ASSERT_EQ(info_transaction_read(), INFO_SENT);
-    ASSERT_TRUE(pump_until(idle));
-    EXPECT_EQ(fake_info(InfoField::Type), "QRX");
-    EXPECT_EQ(fake_info(InfoField::Day), "04");
-}
-
-TEST_F(ProtocolSimTest, block_servo_that_stays_silent_times_out_both_commands_once) {
-    connect({"block", "--fault", "silent"});
-    ASSERT_EQ(info_transaction_read(), INFO_SENT);
-    pump_until([] { return false; }, 400);
-    lang_set_chinese(0);
-    fake_info(InfoField::Type) = "T";
-    ASSERT_EQ(info_transaction_write(), INFO_SENT);
-    pump_until([] { return false; }, 400);
-    EXPECT_EQ(prompt_texts(), (std::vector<std::string>{"舵机信息读取超时!", "Servo information write timeout!"}));
-    EXPECT_EQ(received(2).at(1), rx_line(info_frame("T", "20260101")));
+TEST_F(ProtocolSimTest, block_servo_sending_garbage_and_once_a_bad_checksum_is_read_at_the_second_try) {
+    connect({"block", "--fault", "garbage", "--fault", "checksum:1"});
+    ASSERT_EQ(param_transaction_read(), PARAM_CMD_STARTED);
+    ASSERT_TRUE(pump_until([] { return fake_timers_alive() == 0; }));
+    pump_until([] { return false; }, 100);
+    EXPECT_TRUE(fake_prompts().empty());
+    EXPECT_EQ(fake_entry(PanelEntry::Gain), "");
+    ASSERT_EQ(param_transaction_read(), PARAM_CMD_STARTED);
+    ASSERT_TRUE(pump_until(answered));
+    EXPECT_EQ(fake_entry(PanelEntry::Gain), "65");
+    EXPECT_EQ(prompt_texts(), std::vector<std::string>{"读取参数成功!"});
 }
 
 TEST_F(ProtocolSimTest, block_servo_parameters_read_into_the_panel_and_write_back_as_one_frame) {
     connect({"block"});
     ASSERT_EQ(param_transaction_read(), PARAM_CMD_STARTED);
-    ASSERT_TRUE(pump_until(idle));
-    EXPECT_EQ(params_state().parameterSource, PARAM_SOURCE_BLOCK);
+    ASSERT_TRUE(pump_until(answered));
     EXPECT_EQ(fake_entry(PanelEntry::Stall1Time), "300");
-    EXPECT_EQ(Bytes(params_state().parmeterBuff, params_state().parmeterBuff + 35), DEFAULT_BLOCK);
-    std::vector<std::string> rx = received(9);
-    ASSERT_EQ(rx.size(), 9u);
-    EXPECT_EQ(rx[0], rx_line(PARAM_REQUEST));
-    for (int step = 0; step < 8; ++step)
-        EXPECT_EQ(rx[1 + step], rx_line(reg_request(READ_CODES[step]), "ignored by a block-family servo"));
 
     fake_prompts().clear();
     fake_entry(PanelEntry::Gain) = "70";
     fake_entry(PanelEntry::Stall1Time) = "10000"; /* 100 stored: the largest accepted */
     ASSERT_EQ(param_transaction_write(), PARAM_CMD_STARTED);
-    ASSERT_TRUE(pump_until(idle));
+    ASSERT_TRUE(pump_until(answered));
     EXPECT_EQ(prompt_texts(), std::vector<std::string>{"写入参数成功!"});
     Bytes block = DEFAULT_BLOCK; /* as read, but for the two entries and the deadband rule: */
     block[0] = 70;
     block[14] = 100;
     block[19] = 0x73; /* (3 + 2) << 4 | 3, with row 15's 6 << 4 ORed on */
-    rx = received(11);
+    const std::vector<std::string> rx = received(11);
     ASSERT_EQ(rx.size(), 11u);
     EXPECT_EQ(rx[9], rx_line(PARAM_REQUEST)) << "the write reads first";
     EXPECT_EQ(rx[10], rx_line(block_frame(block)));
-    EXPECT_TRUE(logged("TX 80 80 80 80"));
 
     fake_entry(PanelEntry::Gain) = "";
+    fake_prompts().clear();
     ASSERT_EQ(param_transaction_read(), PARAM_CMD_STARTED);
-    ASSERT_TRUE(pump_until(idle));
+    ASSERT_TRUE(pump_until(answered));
     EXPECT_EQ(fake_entry(PanelEntry::Gain), "70") << "the servo kept the written block";
 }
 
 TEST_F(ProtocolSimTest, register_servo_parameters_read_save_as_jvn_and_write_back_twelve_frames_50_ms_apart) {
     connect({"register"});
     ASSERT_EQ(param_transaction_read(), PARAM_CMD_STARTED);
-    ASSERT_TRUE(pump_until(idle));
-    EXPECT_EQ(params_state().parameterSource, PARAM_SOURCE_REGISTER);
+    ASSERT_TRUE(pump_until(answered));
     EXPECT_EQ(prompt_texts(), std::vector<std::string>{"读取参数成功!"});
-    EXPECT_EQ(received(9).at(0), rx_line(PARAM_REQUEST, "ignored by a register-family servo"));
-    EXPECT_TRUE(logged("TX AF 54 00 09 01 01 00 00 0B"));
 
     /* Saved after a register read: the JVN file, LD always 0. */
     fake_file_dialog().next_path = dir_ / "servo.txt";

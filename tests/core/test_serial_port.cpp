@@ -1,16 +1,12 @@
-/* The port object over pseudo-terminals: opening (line settings, exclusive use, a port held by
- * another program), every write outcome that can be provoked, closing, and an adapter that
- * vanishes while the port is open. */
+/* The port object over pseudo-terminals: opening (line settings, a port held by another
+ * program), write outcomes, closing, and an adapter that vanishes while the port is open. */
 #include "serial/Serial.h"
 #include "serial/comHandle.h"
 #include "serial/rx_ring.h"
 #include "tests/core/serial_test_support.h"
 #include "tests/fakes/common/fake_platform.h"
-#include "tests/fakes/common/log_capture.h"
 
 #include <sys/file.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
 
 using namespace serial_test;
 
@@ -33,26 +29,10 @@ class SerialPortTest : public ::testing::Test {
     int write_request() { return SerialWrite(kRequest.data(), 4); }
 
     const std::vector<uint8_t> kRequest = {0x81, 0x00, 0x00, 0x81};
-    LogCapture log;
     PtyPair pty;
     int fds_before = 0;
     int threads_before = 0;
 };
-
-/* errno of an open of path by an unprivileged user (0 when it opened, 255 when the user cannot
- * be changed here). */
-int open_errno_as_other_user(const std::string& path) {
-    chmod(path.c_str(), 0666);
-    const pid_t pid = fork();
-    if (pid == 0) {
-        if (geteuid() == 0 && (setgid(65534) != 0 || setuid(65534) != 0)) _exit(255);
-        const int f = open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK);
-        _exit(f >= 0 ? 0 : errno);
-    }
-    int status = 0;
-    waitpid(pid, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
 
 } // namespace
 
@@ -69,17 +49,7 @@ TEST_F(SerialPortTest, open_sets_115200_8n2_raw_and_starts_the_notifier) {
     EXPECT_TRUE(fake_platform().message_boxes.empty());
 }
 
-TEST_F(SerialPortTest, open_keeps_other_users_out_until_closed) {
-    ASSERT_EQ(open_errno_as_other_user(pty.path()), 0) << "the other user must be able to open a free port";
-    open_port();
-    const int refused = open_errno_as_other_user(pty.path());
-    if (refused == 255) GTEST_SKIP() << "cannot change user here";
-    EXPECT_EQ(refused, EBUSY);
-    SerialClose();
-    EXPECT_EQ(open_errno_as_other_user(pty.path()), 0);
-}
-
-TEST_F(SerialPortTest, port_held_by_another_program_shows_the_box_once_until_the_latch_is_cleared) {
+TEST_F(SerialPortTest, port_held_by_another_program_shows_the_box_once_and_leaves_nothing_behind) {
     const int other = open(pty.path().c_str(), O_RDWR | O_NOCTTY);
     ASSERT_EQ(flock(other, LOCK_EX | LOCK_NB), 0);
 
@@ -90,27 +60,11 @@ TEST_F(SerialPortTest, port_held_by_another_program_shows_the_box_once_until_the
     EXPECT_EQ(fake_platform().message_boxes[0].icon, MsgBoxIcon::Exclamation);
 
     EXPECT_EQ(SerialOpen(pty.path().c_str()), PORT_HANDLE_NONE);
-    EXPECT_EQ(fake_platform().message_boxes.size(), 1u) << "once until the latch is cleared";
-    openErrorShown = 0;
-    EXPECT_EQ(SerialOpen(pty.path().c_str()), PORT_HANDLE_NONE);
-    EXPECT_EQ(fake_platform().message_boxes.size(), 2u);
+    EXPECT_EQ(fake_platform().message_boxes.size(), 1u) << "once until the next plug-in";
 
     EXPECT_EQ(count_threads(), threads_before);
     close(other);
     EXPECT_EQ(count_open_fds(), fds_before);
-}
-
-TEST_F(SerialPortTest, open_device_checks_the_index_and_marks_a_failed_open) {
-    portCount = 1;
-    EXPECT_EQ(OpenDevice(-1), 0);
-    EXPECT_EQ(OpenDevice(1), 0);
-    EXPECT_TRUE(fake_platform().message_boxes.empty()) << "an index out of range opens nothing";
-
-    snprintf(portNames[0], PORT_NAME_SIZE, "/nonexistent/ttyUSB9");
-    EXPECT_EQ(OpenDevice(0), 0);
-    EXPECT_EQ(serial_ports_state().autoPortIndex, -1);
-    EXPECT_EQ(g_io_handle.load(), PORT_HANDLE_INVALID);
-    EXPECT_EQ(fake_platform().message_boxes.size(), 1u);
 }
 
 TEST_F(SerialPortTest, write_sends_every_byte_once_open_and_nothing_before) {
@@ -118,18 +72,7 @@ TEST_F(SerialPortTest, write_sends_every_byte_once_open_and_nothing_before) {
     open_port();
     EXPECT_EQ(write_request(), 4);
     EXPECT_EQ(pty.receive(4), kRequest);
-    EXPECT_TRUE(log.contains("\n[SerialOpen] Data to send (4 bytes): 81 00 00 81 "));
-    EXPECT_EQ(g_serial_sending, 0);
     EXPECT_EQ(SerialWrite(kRequest.data(), 0), 0);
-}
-
-TEST_F(SerialPortTest, write_while_a_write_is_outstanding_gives_up_after_50_retries) {
-    open_port();
-    g_serial_sending = 1;
-    EXPECT_EQ(write_request(), -7);
-    EXPECT_TRUE(log.contains("[Warning] SerialWrite: Port busy after 50 retries"));
-    EXPECT_EQ(g_serial_sending, 1); /* not ours to clear */
-    EXPECT_TRUE(pty.receive(1, 50).empty());
 }
 
 TEST_F(SerialPortTest, write_that_the_line_cannot_take_times_out_after_a_second) {
@@ -138,13 +81,8 @@ TEST_F(SerialPortTest, write_that_the_line_cannot_take_times_out_after_a_second)
     const auto start = std::chrono::steady_clock::now();
     EXPECT_EQ(SerialWrite(big.data(), static_cast<int>(big.size())), -5);
     EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(900));
-    EXPECT_TRUE(log.contains("[Error] SerialWrite: Wait timeout"));
-    EXPECT_EQ(g_serial_sending, 0);
-    EXPECT_TRUE(log.contains("Data to send (65536 bytes): 55 55 "));
-    for (const std::string& line : log.lines())
-        if (line.find("Data to send") != std::string::npos) {
-            EXPECT_LE(line.size(), 512u) << "the dump is cut";
-        }
+    pty.receive(big.size(), 200); /* the line drains: the next write goes through */
+    EXPECT_EQ(write_request(), 4);
 }
 
 TEST_F(SerialPortTest, port_failing_during_the_wait_returns_minus_4) {
@@ -156,19 +94,6 @@ TEST_F(SerialPortTest, port_failing_during_the_wait_returns_minus_4) {
     });
     EXPECT_EQ(SerialWrite(big.data(), static_cast<int>(big.size())), -4);
     puller.join();
-    EXPECT_TRUE(log.contains("[Error] SerialWrite: GetOverlappedResult failed, error=5,bytesWritten:") ||
-                log.contains("[Error] SerialWrite: Wait failed, result="));
-    EXPECT_EQ(g_serial_sending, 0);
-}
-
-TEST_F(SerialPortTest, write_whose_wait_cannot_be_prepared_returns_minus_2) {
-    open_port();
-    const int saved = dup(fd());
-    close(fd()); /* the descriptor vanishes beneath the port object */
-    EXPECT_EQ(write_request(), -2);
-    dup2(saved, fd());
-    close(saved);
-    EXPECT_EQ(write_request(), 4);
 }
 
 TEST_F(SerialPortTest, close_stops_the_thread_frees_the_port_and_a_second_close_is_harmless) {
@@ -177,15 +102,12 @@ TEST_F(SerialPortTest, close_stops_the_thread_frees_the_port_and_a_second_close_
     pty.send({1, 2, 3});
     ASSERT_TRUE(wait_until([] { return queued_at_port() == 3; }));
     ASSERT_EQ(SerialHandle(), 0);
-    ASSERT_EQ(rxWriteIndex, 3);
 
     SerialClose();
     EXPECT_EQ(count_open_fds(), fds_before);
     EXPECT_EQ(count_threads(), threads_before);
-    EXPECT_EQ(g_io_handle.load(), PORT_HANDLE_INVALID);
     EXPECT_EQ(write_request(), -1);
-    EXPECT_EQ(rxWriteIndex, 0) << "the receive ring is emptied";
-    EXPECT_EQ(rxRing[0], 0);
+    EXPECT_EQ(rx_ring_drain([](uint8_t) {}), 0u) << "the receive ring is emptied";
 
     SerialClose(); /* a second close is harmless */
     EXPECT_EQ(count_open_fds(), fds_before);
@@ -200,10 +122,7 @@ TEST_F(SerialPortTest, adapter_vanishing_while_open_neither_spins_nor_leaks) {
     EXPECT_EQ(fake_platform().serial_rx_posts.load(), 0);
 
     EXPECT_EQ(SerialHandle(), -4);
-    EXPECT_TRUE(log.contains("[Error] SerialHandle: ClearCommError失败, 错误码=5 (串口设备未就绪)"));
-    EXPECT_EQ(rxNotifyPending.load(), 0);
     EXPECT_EQ(write_request(), -3);
-    EXPECT_TRUE(log.contains("[Error] SerialWrite: WriteFile failed, error=5"));
 
     SerialClose();
     EXPECT_EQ(count_open_fds(), fds_before - 1); /* the test's own end of the line is gone too */

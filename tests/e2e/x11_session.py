@@ -250,14 +250,6 @@ class Simulator:
         with open(self.log) as f:
             return [line.rstrip("\n") for line in f if line.startswith(prefix)]
 
-    def wait_line(self, text, timeout=10):
-        deadline = time.time() + timeout
-        while time.time() < deadline:
-            if any(text in line for line in self.lines()):
-                return
-            time.sleep(0.05)
-        raise Failure(f"simulator never logged {text!r}; its log:\n" + "\n".join(self.lines()[-20:]))
-
     def stop(self):
         if self.proc.poll() is None:
             self.proc.terminate()

@@ -39,7 +39,9 @@ inline std::string write_file(const std::string& path, const std::string& conten
     return path;
 }
 
+#ifdef SERVO_TEST_DATA_DIR
+/* A sample file under tests/data (the build names the folder: __FILE__ may be relative). */
 inline std::string data_file(const char* name) {
-    const std::string here = __FILE__;
-    return here.substr(0, here.rfind('/')) + "/../data/" + name;
+    return std::string(SERVO_TEST_DATA_DIR) + "/" + name;
 }
+#endif

@@ -1,4 +1,4 @@
-/* The parameter panel on a headless screen: defaults and limits, stall levels, the entry checks. */
+/* The parameter panel on a headless screen: the stall levels and the entry checks. */
 #include "common/lang.h"
 #include "ui/param_panel.h"
 #include "params/param_values.h"
@@ -40,24 +40,6 @@ class ParamPanel : public ::testing::Test {
 };
 
 } // namespace
-
-TEST_F(ParamPanel, fresh_build_shows_the_table_defaults_with_their_limits) {
-    const char* expected[PANEL_ENTRY_COUNT] = {"596", "3500", "2048", "1000", "2000", "3", "65", "50",
-                                               "100", "3",    "1",    "0",    "0",    "0", "0",  "1"};
-    const uint32_t max_chars[PANEL_ENTRY_COUNT] = {4, 4, 4, 4, 4, 2, 3, 3, 3, 5, 2, 5, 2, 5, 2, 3};
-    for (int i = 0; i < PANEL_ENTRY_COUNT; ++i) {
-        const PanelEntry e = static_cast<PanelEntry>(i);
-        EXPECT_EQ(text(e), expected[i]) << i;
-        EXPECT_EQ(lv_textarea_get_max_length(panel_entry_widget(e)), max_chars[i]) << i;
-    }
-    EXPECT_STREQ(lv_label_get_text(panel_hint_widget(PanelEntry::OutputPower)), "#9ea2e5 (0-150)#");
-    EXPECT_EQ(params_state().parameterValues[15], 2) << "the start-up pass ran";
-
-    /* An entry sits 20 pixels back into its caption's trailing blanks. */
-    lv_obj_update_layout(lv_screen_active());
-    lv_obj_t* cap = panel_caption_widget(PanelEntry::MaxPulse);
-    EXPECT_EQ(lv_obj_get_x(panel_entry_widget(PanelEntry::MaxPulse)), lv_obj_get_x(cap) + lv_obj_get_width(cap) - 20);
-}
 
 TEST_F(ParamPanel, unchecking_level_one_takes_the_later_levels_down_and_checking_it_enables_level_two) {
     int32_t v[PARAM_COUNT];

@@ -52,14 +52,6 @@ TEST_F(PortPanelTest, opened_look_is_yellow_with_a_grey_locked_list_and_closed_l
     EXPECT_FALSE(lv_obj_has_state(ui_port_dropdown, LV_STATE_DISABLED));
     lv_obj_add_state(ui_port_dropdown, LV_STATE_DISABLED);
     EXPECT_NE(bg(ui_port_dropdown), 0xE6E6E6u) << "the grey style goes with the closed look";
-
-    serial_ports_set_open(1); /* the caption follows the port state */
-    relabel_port_panel();
-    EXPECT_EQ(headless_label_text(ui_port_button), "#000000 关闭端口#");
-    lang_set_chinese(0);
-    relabel_port_panel();
-    EXPECT_EQ(headless_label_text(ui_port_button), "#000000 Close Port#");
-    serial_ports_set_open(0);
 }
 
 TEST_F(PortPanelTest, port_list_shows_each_port_then_an_empty_option_and_keeps_the_selection) {
@@ -90,4 +82,3 @@ TEST_F(PortPanelTest, port_button_without_a_port_shows_the_error_box_in_the_curr
     EXPECT_EQ(headless_msgbox_text(headless_msgbox(1)), "Failed to open serial port!");
     EXPECT_EQ(serial_ports_state().isSerialOpen, 0);
 }
-
