@@ -16,8 +16,9 @@ set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 
-# Windows 7 API level (GetTickCount64, CancelIoEx); UTF-16 entry points for every W call.
-add_compile_definitions(_WIN32_WINNT=0x0601 WINVER=0x0601 UNICODE _UNICODE)
+# Windows 7 API level (CancelIoEx); UTF-16 entry points for every W call; MinGW's C99 printf
+# family (%zu, %lld), which the MSVCRT one lacks.
+add_compile_definitions(_WIN32_WINNT=0x0601 WINVER=0x0601 UNICODE _UNICODE __USE_MINGW_ANSI_STDIO=1)
 
 # Static C and C++ runtimes and winpthread: no libgcc, libstdc++ or libwinpthread DLL beside the
 # program.

@@ -2,14 +2,17 @@
  * Diagnostic lines for developers (never shown to the user).
  *
  * Each call formats one message into a stack buffer and hands it to the platform's debugger
- * output channel: standard error on Linux, one line per call. The text is UTF-8.
+ * output channel: standard error on Linux, OutputDebugStringW on Windows, one line per call. The
+ * text is UTF-8.
  */
 #pragma once
+
+#include "common/printf_format.h"
 
 #include <cstdarg>
 
 /* Formats and writes one diagnostic line; a missing final newline is added. */
-void dbg_log(const char* fmt, ...) __attribute__((format(printf, 1, 2)));
+void dbg_log(const char* fmt, ...) PRINTF_FORMAT(1, 2);
 
 /* As dbg_log, with a va_list. */
 void dbg_logv(const char* fmt, va_list args);
