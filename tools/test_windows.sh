@@ -5,25 +5,37 @@
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 build="$root/build-win"
-"$root/tools/build_windows.sh"
+[ "${1:-}" = "--inside" ] || "$root/tools/build_windows.sh"
 
 export WINEPREFIX="$build/wine-prefix"
 export WINEDEBUG=-all
 export WINEDLLOVERRIDES="mscoree,mshtml=;winemenubuilder.exe=d" # no Mono/Gecko prompts, no menu entries
 unset DISPLAY WAYLAND_DISPLAY                                      # never a real window
-if [ ! -f "$WINEPREFIX/system.reg" ]; then
-    echo "== preparing the wine prefix =="
-    wineboot --init >/dev/null 2>&1
-    # Windows without a display: the null graphics driver.
-    wine reg add 'HKCU\Software\Wine\Drivers' /v Graphics /d null /f >/dev/null 2>&1
-fi
-wineserver -p 60 # one server for every test run; it ends a minute after the last one
+ctest_args=(--test-dir "$build" --output-on-failure -j "$(nproc)" -L "core|ui")
 
-echo "== tests under wine =="
-# unshare -n: no network for the tests (skipped where namespaces are not allowed).
-run=(ctest --test-dir "$build" --output-on-failure -j "$(nproc)" -L "core|ui")
-if unshare -rn true 2>/dev/null; then
-    unshare -rn "${run[@]}"
+# Runs inside the network-less namespace when there is one.
+run_under_wine() {
+    if [ ! -f "$WINEPREFIX/system.reg" ]; then
+        echo "== preparing the wine prefix =="
+        wineboot --init >/dev/null 2>&1
+        # Windows without a display: the null graphics driver.
+        wine reg add 'HKCU\Software\Wine\Drivers' /v Graphics /d null /f >/dev/null 2>&1
+    fi
+    # One server and one set of wine's own services for every test. They are started with their
+    # output going nowhere: a service that inherited a test's output would keep ctest waiting.
+    wineserver -p
+    wineboot >/dev/null 2>&1
+    echo "== tests under wine =="
+    local status=0
+    ctest "${ctest_args[@]}" || status=$?
+    wineserver -k
+    return $status
+}
+
+if [ "${1:-}" = "--inside" ]; then
+    run_under_wine
+elif unshare -rn true 2>/dev/null; then
+    unshare -rn "$root/tools/test_windows.sh" --inside # no network for the tests
 else
-    "${run[@]}"
+    run_under_wine
 fi

@@ -45,7 +45,8 @@ inline std::string write_file(const std::string& path, const std::string& conten
     return path;
 }
 
-inline std::string data_file(const char* name) {
-    const std::string here = __FILE__;
-    return here.substr(0, here.rfind('/')) + "/../data/" + name;
-}
+/* The sample files' folder: the core tests start in it (tests/CMakeLists.txt); taken before any
+ * test changes directory. */
+inline const std::string g_test_data_dir = std::filesystem::current_path().string();
+
+inline std::string data_file(const char* name) { return g_test_data_dir + "/" + name; }
