@@ -1,12 +1,16 @@
 /* The Windows port calls on stand-ins wine can give: a regular file opened through the device
  * namespace takes the overlapped write and read paths; comm calls on it fail, and every call on
  * the closed-port handle comes back with the error the receive path names "invalid handle". */
+#include "serial/comHandle.h"
 #include "serial/port.h"
+#include "serial/rx_ring.h"
+#include "tests/fakes/common/fake_platform.h"
 #include "tests/fakes/common/log_capture.h"
 #include "tests/support/files.h"
 
 #include <windows.h>
 
+#include <cstdlib>
 #include <vector>
 
 namespace {
@@ -86,4 +90,28 @@ TEST_F(WinPort, refused_comm_calls_and_closed_handles_report_their_errors) {
     error = 0;
     EXPECT_EQ(port_open("COM250", &error), PORT_HANDLE_INVALID) << "no such port";
     EXPECT_NE(error, 0);
+}
+
+TEST_F(WinPort, bytes_written_to_a_loopback_line_come_back_through_the_receive_path) {
+    const char* name = getenv("SERVO_LOOPBACK_PORT"); /* tools/test_windows.sh links one for wine */
+    if (name == nullptr || name[0] == '\0') GTEST_SKIP() << "no loopback port";
+    fake_platform_reset();
+    rx_ring_reset();
+    ASSERT_NE(SerialOpen(0, name), PORT_HANDLE_NONE);
+    const std::vector<uint8_t> frame = {0x81, 0x00, 0x00, 0x81};
+    EXPECT_EQ(SerialWrite(frame.data(), static_cast<int>(frame.size())), 4);
+
+    static std::vector<uint8_t> echoed; /* as the parser would take them */
+    echoed.clear();
+    for (int waited = 0; echoed.size() < frame.size() && waited < 5000; waited += 10) {
+        if (rxNotifyPending != 0) { /* the wake-up the window would get */
+            EXPECT_GE(SerialHandle(), 0);
+            rx_ring_drain([](uint8_t b) { echoed.push_back(b); });
+        }
+        Sleep(10);
+    }
+    EXPECT_EQ(echoed, frame);
+    EXPECT_GE(fake_platform().serial_rx_posts.load(), 1);
+    SerialClose();
+    EXPECT_TRUE(fake_platform().message_boxes.empty());
 }
