@@ -127,3 +127,11 @@ TEST_F(WinDiscovery, an_adapter_plugged_in_or_pulled_is_seen_within_the_rescan_t
     EXPECT_LE(waited, static_cast<int>(DISCOVERY_RESCAN_MS));
     EXPECT_EQ(autoPortIndex, -1);
 }
+
+TEST_F(WinDiscovery, the_system_listing_yields_only_com_port_names) {
+    discovery_set_source(nullptr); /* the device-setup service itself (wine lists no USB port) */
+    const int found = discover_ports();
+    EXPECT_EQ(found, portCount > 0 ? 1 : 0);
+    for (int i = 0; i < portCount; ++i)
+        EXPECT_EQ(std::string(portNames[i]).rfind("COM", 0), 0u) << portNames[i];
+}
