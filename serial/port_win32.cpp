@@ -216,7 +216,8 @@ PortIoResult port_read(port_handle_t ph, uint8_t* buf, uint32_t n) {
         if (w == WAIT_TIMEOUT) return io_result(PortIoStatus::WaitTimedOut, got);
         return io_result(PortIoStatus::WaitFailed, got, error, static_cast<int>(w));
     }
-    if (!GetOverlappedResult(h, &io->ov, &got, FALSE)) return io_result(PortIoStatus::ResultFailed, got, last_error());
+    if (!GetOverlappedResult(h, &io->ov, &got, FALSE))
+        return io_result(PortIoStatus::ResultFailed, got, last_error());
     return io_result(PortIoStatus::Done, got);
 }
 
@@ -236,7 +237,8 @@ PortIoResult port_write(port_handle_t ph, const uint8_t* data, uint32_t n, uint3
         if (w == WAIT_TIMEOUT) return io_result(PortIoStatus::WaitTimedOut, done);
         return io_result(PortIoStatus::WaitFailed, done, error, static_cast<int>(w));
     }
-    if (!GetOverlappedResult(h, &io->ov, &done, FALSE)) return io_result(PortIoStatus::ResultFailed, done, last_error());
+    if (!GetOverlappedResult(h, &io->ov, &done, FALSE))
+        return io_result(PortIoStatus::ResultFailed, done, last_error());
     return io_result(PortIoStatus::Done, done);
 }
 

@@ -84,9 +84,7 @@ TEST(WinResources, title_class_and_menu_texts_are_loaded_as_written) {
     DestroyMenu(menu);
 
     for (int id : {IDI_SERVO_TOOL, IDI_SMALL})
-        EXPECT_NE(FindResourceW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(id), MAKEINTRESOURCEW(14) /* RT_GROUP_ICON */),
-                  nullptr)
-            << id;
+        EXPECT_NE(FindResourceW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(id), RT_GROUP_ICON), nullptr) << id;
 }
 
 TEST(WinResources, alt_question_mark_and_alt_slash_open_the_about_box) {
@@ -105,7 +103,7 @@ TEST(WinResources, alt_question_mark_and_alt_slash_open_the_about_box) {
 
 TEST(WinResources, about_dialog_has_its_caption_font_and_controls) {
     const HMODULE self = GetModuleHandleW(nullptr);
-    const HRSRC res = FindResourceW(self, MAKEINTRESOURCEW(IDD_ABOUTBOX), MAKEINTRESOURCEW(5) /* RT_DIALOG */);
+    const HRSRC res = FindResourceW(self, MAKEINTRESOURCEW(IDD_ABOUTBOX), RT_DIALOG);
     ASSERT_NE(res, nullptr);
     DialogReader d(LockResource(LoadResource(self, res)));
     ASSERT_EQ(d.word(), 1); /* extended template */
@@ -142,7 +140,8 @@ TEST(WinResources, about_dialog_has_its_caption_font_and_controls) {
     }
     ASSERT_EQ(items.size(), 4u);
     EXPECT_EQ(items[0].text, L"#" + std::to_wstring(IDI_SERVO_TOOL));
-    EXPECT_EQ(items[0].x + items[0].y, 28);
+    EXPECT_EQ(items[0].x, 14);
+    EXPECT_EQ(items[0].y, 14);
     EXPECT_EQ(items[1].text, L"QRX_SERVO_TOOL_V_1_0_6, 版本 1.0");
     EXPECT_EQ(items[1].x, 42);
     EXPECT_EQ(items[1].y, 14);
