@@ -23,50 +23,24 @@ std::wstring menu_text(HMENU menu, UINT item, UINT by) {
     return buf;
 }
 
-/* Reads a dialog template (DLGTEMPLATEEX) resource field by field. */
-class DialogReader {
-  public:
-    explicit DialogReader(const void* data) : p_(static_cast<const uint8_t*>(data)) {}
-    uint16_t word() { return take<uint16_t>(); }
-    uint32_t dword() { return take<uint32_t>(); }
-    int16_t coord() { return take<int16_t>(); }
-    /* A text, or "#n" for an ordinal. */
-    std::wstring text() {
-        if (peek() == 0xFFFF) {
-            word();
-            return L"#" + std::to_wstring(word());
-        }
-        std::wstring s;
-        for (uint16_t c; (c = word()) != 0;)
-            s += static_cast<wchar_t>(c);
-        return s;
-    }
-    void align4() {
-        while (off_ % 4 != 0) ++off_;
-    }
-    void skip(size_t n) { off_ += n; }
+INT_PTR CALLBACK quiet_dialog_proc(HWND, UINT, WPARAM, LPARAM) { return FALSE; }
 
-  private:
-    template <typename T> T take() {
-        T v;
-        memcpy(&v, p_ + off_, sizeof v);
-        off_ += sizeof v;
-        return v;
-    }
-    uint16_t peek() const {
-        uint16_t v;
-        memcpy(&v, p_ + off_, sizeof v);
-        return v;
-    }
-    const uint8_t* p_;
-    size_t off_ = 0;
-};
+std::wstring window_text(HWND w) {
+    wchar_t buf[128] = L"";
+    GetWindowTextW(w, buf, 128);
+    return buf;
+}
 
-struct DialogItem {
-    uint32_t id;
-    int16_t x, y, cx, cy;
-    std::wstring text;
-};
+/* A control's place in dialog units. */
+RECT dialog_units(HWND dialog, HWND control) {
+    RECT r;
+    GetWindowRect(control, &r);
+    MapWindowPoints(nullptr, dialog, reinterpret_cast<POINT*>(&r), 2);
+    RECT unit = {0, 0, 4, 8}; /* 4 x 8 dialog units are one average character */
+    MapDialogRect(dialog, &unit);
+    return {MulDiv(r.left, 4, unit.right), MulDiv(r.top, 8, unit.bottom), MulDiv(r.right - r.left, 4, unit.right),
+            MulDiv(r.bottom - r.top, 8, unit.bottom)};
+}
 
 } // namespace
 
@@ -101,55 +75,21 @@ TEST(WinResources, alt_question_mark_and_alt_slash_open_the_about_box) {
     DestroyAcceleratorTable(table);
 }
 
-TEST(WinResources, about_dialog_has_its_caption_font_and_controls) {
-    const HMODULE self = GetModuleHandleW(nullptr);
-    const HRSRC res = FindResourceW(self, MAKEINTRESOURCEW(IDD_ABOUTBOX), RT_DIALOG);
-    ASSERT_NE(res, nullptr);
-    DialogReader d(LockResource(LoadResource(self, res)));
-    ASSERT_EQ(d.word(), 1); /* extended template */
-    ASSERT_EQ(d.word(), 0xFFFF);
-    d.skip(8); /* help id, extended style */
-    const uint32_t style = d.dword();
-    const uint16_t count = d.word();
-    const int16_t x = d.coord(), y = d.coord(), cx = d.coord(), cy = d.coord();
-    EXPECT_EQ(x + y, 0);
-    EXPECT_EQ(cx, 170);
-    EXPECT_EQ(cy, 62);
-    EXPECT_EQ(d.text(), L"") << "no menu";
-    EXPECT_EQ(d.text(), L"") << "the standard dialog class";
-    EXPECT_EQ(d.text(), L"关于 QRX_SERVO_TOOL_V_1_0_6");
-    ASSERT_NE(style & DS_SETFONT, 0u);
-    EXPECT_EQ(d.word(), 9);
-    d.skip(4); /* weight, italic, character set */
-    EXPECT_EQ(d.text(), L"MS Shell Dlg");
-
-    std::vector<DialogItem> items;
-    for (uint16_t i = 0; i < count; ++i) {
-        d.align4();
-        d.skip(12); /* help id, extended style, style */
-        DialogItem item;
-        item.x = d.coord();
-        item.y = d.coord();
-        item.cx = d.coord();
-        item.cy = d.coord();
-        item.id = d.dword();
-        d.text(); /* class */
-        item.text = d.text();
-        d.skip(d.word());
-        items.push_back(item);
-    }
-    ASSERT_EQ(items.size(), 4u);
-    EXPECT_EQ(items[0].text, L"#" + std::to_wstring(IDI_SERVO_TOOL));
-    EXPECT_EQ(items[0].x, 14);
-    EXPECT_EQ(items[0].y, 14);
-    EXPECT_EQ(items[1].text, L"QRX_SERVO_TOOL_V_1_0_6, 版本 1.0");
-    EXPECT_EQ(items[1].x, 42);
-    EXPECT_EQ(items[1].y, 14);
-    EXPECT_EQ(items[2].y, 26);
-    EXPECT_EQ(items[3].text, L"确定");
-    EXPECT_EQ(items[3].id, static_cast<uint32_t>(IDOK));
-    EXPECT_EQ(items[3].x, 113);
-    EXPECT_EQ(items[3].y, 41);
-    EXPECT_EQ(items[3].cx, 50);
-    EXPECT_EQ(items[3].cy, 14);
+TEST(WinResources, about_dialog_has_its_caption_texts_and_ok_button) {
+    const HWND dialog = CreateDialogParamW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(IDD_ABOUTBOX), nullptr,
+                                           quiet_dialog_proc, 0);
+    ASSERT_NE(dialog, nullptr);
+    EXPECT_EQ(window_text(dialog), L"关于 QRX_SERVO_TOOL_V_1_0_6");
+    std::vector<std::wstring> texts;
+    for (HWND c = GetWindow(dialog, GW_CHILD); c != nullptr; c = GetWindow(c, GW_HWNDNEXT))
+        texts.push_back(window_text(c));
+    ASSERT_EQ(texts.size(), 4u);
+    EXPECT_EQ(texts[1], L"QRX_SERVO_TOOL_V_1_0_6, 版本 1.0");
+    EXPECT_EQ(texts[3], L"确定");
+    const RECT ok = dialog_units(dialog, GetDlgItem(dialog, IDOK));
+    EXPECT_EQ(ok.left, 113);
+    EXPECT_EQ(ok.top, 41);
+    EXPECT_EQ(ok.right, 50);
+    EXPECT_EQ(ok.bottom, 14);
+    DestroyWindow(dialog);
 }
