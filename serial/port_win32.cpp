@@ -23,7 +23,6 @@
 
 #include <windows.h>
 
-#include <string>
 
 namespace {
 
