@@ -25,10 +25,11 @@ run_under_wine() {
         wineboot --init >/dev/null 2>&1
         # Windows without a display: the null graphics driver.
         wine reg add 'HKCU\Software\Wine\Drivers' /v Graphics /d null /f >/dev/null 2>&1
+        wineserver -w # the set-up's own server ends first
     fi
     # One server and one set of wine's own services for every test. They are started with their
     # output going nowhere: a service that inherited a test's output would keep ctest waiting.
-    wineserver -p >/dev/null 2>&1
+    wineserver -p >/dev/null 2>&1 || true # one may still be running from an earlier run
     wineboot >/dev/null 2>&1
     # COM9 of the prefix: a line that echoes what the tests write, for the port's own test.
     "$root/tools/loopback_port.py" "$WINEPREFIX/dosdevices/com9" >/dev/null &
