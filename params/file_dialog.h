@@ -1,10 +1,12 @@
 /**
  * The system's file dialogs for the parameter text files, and the current directory that the
  * import and save actions keep around them. The platform provides the dialogs (on Linux GTK's
- * native file chooser, app/dialogs_gtk.cpp); tests give a path directly.
+ * native file chooser, app/dialogs_gtk.cpp; on Windows the common dialogs,
+ * app/file_dialog_win32.cpp); tests give a path directly.
  *
  * Both dialogs offer the filters "Text Files (*.txt)" and "All Files (*.*)", the first selected.
- * Paths are UTF-8 (the file system's own bytes on Linux).
+ * Paths are UTF-8 (the file system's own bytes on Linux, converted from UTF-16 on Windows);
+ * common/file_open.h opens them.
  */
 #pragma once
 

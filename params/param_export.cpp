@@ -1,6 +1,7 @@
 /* Parameter text export: the ConfigBuffer file for the block family, the JVN file for the
  * register family. Both are written in binary mode: LF line ends, no byte-order mark. */
 #include "common/debug_log.h"
+#include "common/file_open.h"
 #include "common/lang.h"
 #include "common/prompt.h"
 #include "common/text_format.h"
@@ -23,7 +24,7 @@ bool finish_file(FILE* f, bool written) {
 
 int params_export_configbuffer_path(const char* path, const uint8_t* frame_from_cmd) {
     if (path == nullptr || frame_from_cmd == nullptr) return PARAM_FILE_OPEN_FAILED;
-    FILE* f = fopen(path, "wb");
+    FILE* f = file_open_utf8(path, "wb");
     if (f == nullptr) {
         dbg_log("[Error] save: cannot create \"%s\"\n", path);
         show_error(lang_text("Save Parameter Failed!", "保存参数失败!"));
@@ -69,7 +70,7 @@ int params_export_jvn_path(const char* path, const int32_t* record) {
     char shown[PARAM_FILE_MESSAGE_SIZE];
     text_sanitize_utf8(shown, sizeof shown, path); /* the path as a message may show it */
     char msg[PARAM_FILE_MESSAGE_SIZE];
-    FILE* f = fopen(path, "wb");
+    FILE* f = file_open_utf8(path, "wb");
     if (f == nullptr) {
         text_format(msg, sizeof msg, lang_text("Failed to create file: %s", "无法创建文件: %s"), shown);
         show_prompt(msg);

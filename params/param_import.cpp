@@ -1,6 +1,7 @@
 /* Parameter text import: either file format into the panel, line by line, with a message per
  * bad line. */
 #include "common/debug_log.h"
+#include "common/file_open.h"
 #include "common/lang.h"
 #include "common/prompt.h"
 #include "common/text_format.h"
@@ -13,7 +14,6 @@
 #include <cstdio>
 #include <cstring>
 #include <string>
-#include <sys/stat.h>
 
 namespace {
 
@@ -303,17 +303,6 @@ void apply_keys() {
     panel_redraw();
 }
 
-FILE* open_text_file(const char* path) {
-    FILE* f = fopen(path, "rb");
-    if (f == nullptr) return nullptr;
-    struct stat st;
-    if (fstat(fileno(f), &st) != 0 || S_ISDIR(st.st_mode)) {
-        fclose(f);
-        return nullptr;
-    }
-    return f;
-}
-
 } // namespace
 
 bool params_path_has_txt_extension(const char* path) {
@@ -336,7 +325,7 @@ int params_import_path(const char* path) {
         show_prompt(lang_text("File type error! Please select a txt file.", "文件类型错误！请选择 txt 文件"));
         return PARAM_FILE_BAD_EXTENSION;
     }
-    FILE* f = open_text_file(path);
+    FILE* f = file_open_utf8(path, "rb");
     if (f == nullptr) {
         dbg_log("[Error] import: cannot open \"%s\"\n", path);
         show_prompt(lang_text("Could not open file!", "无法打开文件！"));

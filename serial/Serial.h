@@ -20,7 +20,7 @@ constexpr int PORT_OPTIONS_SIZE = 2048;      /* the drop-down's option text */
 constexpr int PORT_SELECTED_TEXT_SIZE = 256; /* the remembered selection */
 constexpr uint32_t PLUG_DEBOUNCE_MS = 100;
 
-/* Names of the present USB serial ports ("/dev/ttyUSB0"), entry i for port i. */
+/* Names of the present USB serial ports ("/dev/ttyUSB0", "COM3"), entry i for port i. */
 extern char portNames[MAX_PORTS][PORT_NAME_SIZE];
 /* Number of valid entries of portNames (the hot-plug log calls it newPortnumber). */
 extern int portCount;

@@ -1,7 +1,7 @@
 /**
  * Port discovery on Linux.
  *
- * Implements enumerate_com_ports and serial/discovery.h:
+ * Implements enumerate_com_ports and serial/discovery_linux.h:
  *  - the scan: entries of /sys/class/tty named tty*, kept when the resolved `device` link
  *    contains "USB" or "VID_" (upper case) and the node exists in /dev; natural name order;
  *  - the cheap check between scans: one inotify descriptor watching both directories for
@@ -13,12 +13,11 @@
  *    name belongs to one driver, so it cannot change bus without leaving the list first.
  */
 #include "serial/Serial.h"
-#include "serial/discovery.h"
+#include "serial/discovery_linux.h"
 
 #include "common/clock.h"
 #include "common/debug_log.h"
 
-#include <algorithm>
 #include <cctype>
 #include <cerrno>
 #include <climits>
@@ -86,32 +85,6 @@ bool watch_changed() {
     return changed;
 }
 
-/* Natural order: digit runs compare by value, so ttyUSB2 comes before ttyUSB10. */
-bool natural_less(const std::string& a, const std::string& b) {
-    size_t i = 0, j = 0;
-    while (i < a.size() && j < b.size()) {
-        const bool da = isdigit(static_cast<unsigned char>(a[i])) != 0;
-        const bool db = isdigit(static_cast<unsigned char>(b[j])) != 0;
-        if (da && db) {
-            size_t ie = i, je = j;
-            while (ie < a.size() && isdigit(static_cast<unsigned char>(a[ie]))) ++ie;
-            while (je < b.size() && isdigit(static_cast<unsigned char>(b[je]))) ++je;
-            while (i + 1 < ie && a[i] == '0') ++i;
-            while (j + 1 < je && b[j] == '0') ++j;
-            if (ie - i != je - j) return ie - i < je - j;
-            const int c = a.compare(i, ie - i, b, j, je - j);
-            if (c != 0) return c < 0;
-            i = ie;
-            j = je;
-            continue;
-        }
-        if (a[i] != b[j]) return static_cast<unsigned char>(a[i]) < static_cast<unsigned char>(b[j]);
-        ++i;
-        ++j;
-    }
-    return a.size() - i < b.size() - j;
-}
-
 /* The entry's device sits on a USB bus: its resolved `device` link names it. */
 bool is_usb_device(const std::string& sys_root, const char* name) {
     const std::string link = sys_root + "/" + name + "/device";
@@ -147,14 +120,7 @@ int scan_ports(const char* sys_root, const char* dev_root, UsbVerdicts& known) {
     closedir(dir);
     known.swap(listed);
 
-    std::sort(found.begin(), found.end(), natural_less);
-    for (const std::string& node : found) {
-        if (portCount >= MAX_PORTS) break;
-        if (node.size() >= static_cast<size_t>(PORT_NAME_SIZE)) continue;
-        memcpy(portNames[portCount], node.c_str(), node.size() + 1);
-        ++portCount;
-    }
-    return portCount >= 1 ? 1 : 0;
+    return discovery_fill_port_table(found);
 }
 
 } // namespace

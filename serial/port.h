@@ -1,7 +1,8 @@
 /**
  * The serial port as the platform offers it: the small contract under the port object
  * (serial/comHandle) and the receive path (serial/rx_ring). One file per platform implements it
- * (serial/port_linux.cpp); the portable code keeps the logic, the log lines and the return codes.
+ * (serial/port_linux.cpp, serial/port_win32.cpp); the portable code keeps the logic, the log
+ * lines and the return codes.
  *
  * A handle is a plain integer. An open port is never PORT_HANDLE_NONE (0, "never opened") nor
  * PORT_HANDLE_INVALID (all ones, "closed" or "failed").

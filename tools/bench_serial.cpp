@@ -13,7 +13,7 @@
 #include "tools/bench_platform.h"
 #include "serial/Serial.h"
 #include "serial/comHandle.h"
-#include "serial/discovery.h"
+#include "serial/discovery_linux.h"
 #include "serial/rx_ring.h"
 
 #include <algorithm>

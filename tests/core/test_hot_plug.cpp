@@ -4,7 +4,7 @@
 #include "common/lang.h"
 #include "serial/Serial.h"
 #include "serial/comHandle.h"
-#include "serial/discovery.h"
+#include "serial/discovery_linux.h"
 #include "serial/rx_ring.h"
 #include "tests/core/serial_test_support.h"
 #include "tests/fakes/common/fake_platform.h"

@@ -10,6 +10,7 @@
 #include "tests/fakes/core/fake_prompt.h"
 #include "tests/support/files.h"
 
+#include <filesystem>
 #include <unistd.h>
 
 namespace {
@@ -133,6 +134,7 @@ TEST_F(Export, paths_with_spaces_cjk_and_percent_signs_are_shown_as_they_are) {
     const uint8_t frame[CONFIGBUFFER_LINES] = {64};
     const std::string path = dir / "参数 文件 %s%n%d.txt";
     EXPECT_EQ(params_export_configbuffer_path(path.c_str(), frame), PARAM_FILE_OK);
+    EXPECT_TRUE(std::filesystem::exists(std::filesystem::u8path(path))) << "saved under its own name";
     EXPECT_EQ(fake_prompts().back().text, "Save Parameter successfully!\nFile Path: " + path);
     EXPECT_EQ(params_import_path(path.c_str()), PARAM_FILE_OK);
 

@@ -7,7 +7,8 @@
 #include "tests/fakes/core/fake_prompt.h"
 #include "tests/support/files.h"
 
-#include <sys/stat.h>
+#include <climits>
+#include <filesystem>
 #include <unistd.h>
 
 namespace {
@@ -73,7 +74,7 @@ TEST_F(Import, each_file_gets_its_result_and_messages_line_by_line) {
          {bad + "1: Value overflow", bad + "0: No valid data"}},
         {"a.dat", "KP:1\n", 0, PARAM_FILE_BAD_EXTENSION, {"File type error! Please select a txt file."}},
         {"UPPER.TXT", "KP:1\n", 0, PARAM_FILE_OK, {"Successfully imported!"}},
-        {"nul.txt", std::string("ConfigBuffer[1] = 8;\0garbage\n", 30), 0, PARAM_FILE_OK, {"Successfully imported!"}},
+        {"zero.txt", std::string("ConfigBuffer[1] = 8;\0garbage\n", 30), 0, PARAM_FILE_OK, {"Successfully imported!"}},
     };
     /* clang-format on */
     for (const Case& c : cases) {
@@ -107,7 +108,7 @@ TEST_F(Import, a_file_that_is_not_imported_changes_nothing) {
     EXPECT_EQ(params_state().parmeterBuff[0], 12);
     EXPECT_EQ(params_state().parameterSource, PARAM_SOURCE_NONE);
     EXPECT_EQ(params_import_path((dir / "missing.txt").c_str()), PARAM_FILE_OPEN_FAILED);
-    ASSERT_EQ(mkdir((dir / "folder.txt").c_str(), 0700), 0);
+    ASSERT_TRUE(std::filesystem::create_directory(dir / "folder.txt"));
     EXPECT_EQ(params_import_path((dir / "folder.txt").c_str()), PARAM_FILE_OPEN_FAILED);
     EXPECT_EQ(prompt_texts().back(), "无法打开文件！");
     EXPECT_EQ(params_state().parmeterBuff[0], 12);

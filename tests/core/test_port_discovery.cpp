@@ -1,7 +1,7 @@
 /* Port discovery over a built sysfs/dev tree, and the port list it feeds. */
 #include "common/clock.h"
 #include "serial/Serial.h"
-#include "serial/discovery.h"
+#include "serial/discovery_linux.h"
 #include "tests/core/serial_test_support.h"
 #include "tests/fakes/core/fake_port_panel.h"
 

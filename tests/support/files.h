@@ -7,22 +7,28 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <random>
 #include <sstream>
 #include <string>
 
 struct TempDir {
     std::string path;
     TempDir() {
-        char tmpl[] = "/tmp/servo_test_XXXXXX";
-        if (mkdtemp(tmpl) != nullptr)
-            path = tmpl;
-        else
-            ADD_FAILURE() << "mkdtemp failed";
+        std::error_code ec;
+        const std::filesystem::path base = std::filesystem::temp_directory_path(ec);
+        std::random_device random;
+        for (int attempt = 0; attempt < 100 && path.empty() && !ec; ++attempt) {
+            const std::filesystem::path p = base / ("servo_test_" + std::to_string(random()));
+            if (std::filesystem::create_directory(p, ec)) path = p.string();
+        }
+        if (path.empty()) ADD_FAILURE() << "no temporary folder: " << ec.message();
     }
     ~TempDir() {
         std::error_code ec;
         if (!path.empty()) std::filesystem::remove_all(path, ec);
     }
+    TempDir(const TempDir&) = delete;
+    TempDir& operator=(const TempDir&) = delete;
     std::string operator/(const std::string& name) const { return path + "/" + name; }
 };
 
@@ -39,9 +45,8 @@ inline std::string write_file(const std::string& path, const std::string& conten
     return path;
 }
 
-#ifdef SERVO_TEST_DATA_DIR
-/* A sample file under tests/data (the build names the folder: __FILE__ may be relative). */
-inline std::string data_file(const char* name) {
-    return std::string(SERVO_TEST_DATA_DIR) + "/" + name;
-}
-#endif
+/* The sample files' folder: the core tests start in it (tests/CMakeLists.txt); taken before any
+ * test changes directory. */
+inline const std::string g_test_data_dir = std::filesystem::current_path().string();
+
+inline std::string data_file(const char* name) { return g_test_data_dir + "/" + name; }

@@ -1,0 +1,45 @@
+/* Port discovery's shared part: the natural name order and the port table fill. */
+#include "serial/discovery.h"
+
+#include "serial/Serial.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cstring>
+
+bool discovery_name_less(const std::string& a, const std::string& b) {
+    size_t i = 0, j = 0;
+    while (i < a.size() && j < b.size()) {
+        const bool da = isdigit(static_cast<unsigned char>(a[i])) != 0;
+        const bool db = isdigit(static_cast<unsigned char>(b[j])) != 0;
+        if (da && db) {
+            size_t ie = i, je = j;
+            while (ie < a.size() && isdigit(static_cast<unsigned char>(a[ie]))) ++ie;
+            while (je < b.size() && isdigit(static_cast<unsigned char>(b[je]))) ++je;
+            while (i + 1 < ie && a[i] == '0') ++i;
+            while (j + 1 < je && b[j] == '0') ++j;
+            if (ie - i != je - j) return ie - i < je - j;
+            const int c = a.compare(i, ie - i, b, j, je - j);
+            if (c != 0) return c < 0;
+            i = ie;
+            j = je;
+            continue;
+        }
+        if (a[i] != b[j]) return static_cast<unsigned char>(a[i]) < static_cast<unsigned char>(b[j]);
+        ++i;
+        ++j;
+    }
+    return a.size() - i < b.size() - j;
+}
+
+int discovery_fill_port_table(std::vector<std::string>& names) {
+    std::sort(names.begin(), names.end(), discovery_name_less);
+    portCount = 0;
+    for (const std::string& name : names) {
+        if (portCount >= MAX_PORTS) break;
+        if (name.size() >= static_cast<size_t>(PORT_NAME_SIZE)) continue;
+        memcpy(portNames[portCount], name.c_str(), name.size() + 1);
+        ++portCount;
+    }
+    return portCount >= 1 ? 1 : 0;
+}
