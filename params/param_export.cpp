@@ -11,21 +11,10 @@
 
 #include <cstdio>
 
-namespace {
-
-/* Closes f; false when anything written could not reach the file. */
-bool finish_file(FILE* f, bool written) {
-    const bool flushed = fflush(f) == 0 && ferror(f) == 0;
-    const bool closed = fclose(f) == 0;
-    return written && flushed && closed;
-}
-
-} // namespace
-
 int params_export_configbuffer_path(const char* path, const uint8_t* frame_from_cmd) {
     if (path == nullptr || frame_from_cmd == nullptr) return PARAM_FILE_OPEN_FAILED;
-    FILE* f = file_open_utf8(path, "wb");
-    if (f == nullptr) {
+    FileReplace file;
+    if (!file_replace_begin(path, &file)) {
         dbg_log("[Error] save: cannot create \"%s\"\n", path);
         show_error(lang_text("Save Parameter Failed!", "保存参数失败!"));
         return PARAM_FILE_OPEN_FAILED;
@@ -35,10 +24,10 @@ int params_export_configbuffer_path(const char* path, const uint8_t* frame_from_
     bool written = true;
     for (int k = 0; k < CONFIGBUFFER_LINES; ++k) {
         const int value = frame_from_cmd[k];
-        if (fprintf(f, "ConfigBuffer[%d] = %d;\n", k, value) < 0) written = false;
+        if (fprintf(file.f, "ConfigBuffer[%d] = %d;\n", k, value) < 0) written = false;
         dbg_log("ConfigBuffer[%d] = %d ", k, value);
     }
-    if (!finish_file(f, written)) {
+    if (!file_replace_commit(&file, written)) { /* the old file, if any, is untouched */
         dbg_log("[Error] save: writing \"%s\" failed\n", path);
         show_error(lang_text("Save Parameter Failed!", "保存参数失败!"));
         return PARAM_FILE_WRITE_FAILED;
@@ -70,16 +59,16 @@ int params_export_jvn_path(const char* path, const int32_t* record) {
     char shown[PARAM_FILE_MESSAGE_SIZE];
     text_sanitize_utf8(shown, sizeof shown, path); /* the path as a message may show it */
     char msg[PARAM_FILE_MESSAGE_SIZE];
-    FILE* f = file_open_utf8(path, "wb");
-    if (f == nullptr) {
+    FileReplace file;
+    if (!file_replace_begin(path, &file)) {
         text_format(msg, sizeof msg, lang_text("Failed to create file: %s", "无法创建文件: %s"), shown);
         show_prompt(msg);
         return PARAM_FILE_OPEN_FAILED;
     }
     bool written = true;
     for (int k = 0; k < REG_FILE_LINES; ++k)
-        if (fprintf(f, "%s:%d\n", register_file_key(k), static_cast<int>(record[k])) < 0) written = false;
-    if (!finish_file(f, written)) {
+        if (fprintf(file.f, "%s:%d\n", register_file_key(k), static_cast<int>(record[k])) < 0) written = false;
+    if (!file_replace_commit(&file, written)) {
         dbg_log("[Error] save: writing \"%s\" failed\n", path);
         text_format(msg, sizeof msg, lang_text("Failed to create file: %s", "无法创建文件: %s"), shown);
         show_prompt(msg);

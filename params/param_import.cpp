@@ -325,7 +325,7 @@ int params_import_path(const char* path) {
         show_prompt(lang_text("File type error! Please select a txt file.", "文件类型错误！请选择 txt 文件"));
         return PARAM_FILE_BAD_EXTENSION;
     }
-    FILE* f = file_open_utf8(path, "rb");
+    FILE* f = file_open_read_utf8(path); /* regular files only: a device or a pipe would never end */
     if (f == nullptr) {
         dbg_log("[Error] import: cannot open \"%s\"\n", path);
         show_prompt(lang_text("Could not open file!", "无法打开文件！"));

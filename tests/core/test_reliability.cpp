@@ -1,14 +1,22 @@
-/* Faults found by running the tool against a misbehaving servo and a late UI thread: each case
- * replays the bytes of that run on a pseudo-terminal and checks what the user is shown. */
+/* Faults found by running the tool against a misbehaving servo, a late UI thread, a full disk and
+ * files that are not files: each case replays that run and checks what the user is shown. */
+#include "params/param_files.h"
+#include "params/register_family.h"
 #include "protocol/info_transaction.h"
 #include "protocol/param_transaction.h"
 #include "serial/comHandle.h"
 #include "serial/rx_ring.h"
 #include "tests/core/protocol_test_support.h"
 #include "tests/core/serial_test_support.h"
+#include "tests/support/files.h"
 
 #include <algorithm>
+#include <csignal>
+#include <filesystem>
+#include <sys/resource.h>
+#include <sys/stat.h>
 #include <thread>
+#include <unistd.h>
 
 using namespace servo_bytes;
 
@@ -101,4 +109,49 @@ TEST_F(ReliabilityTest, a_register_read_with_a_late_ui_thread_reads_all_eight_re
         ASSERT_EQ(fake_entry(PanelEntry::MaxPulse), "2000"); /* MP 8000 / 4 from the fourth reply */
         ASSERT_EQ(fake_entry(PanelEntry::SoftStart), "1");   /* the last reply's first byte */
     }
+}
+
+/* A save that runs out of room half-way (a file-size limit stands in for a full disk) reports the
+ * failure and leaves the file it was to replace whole, in both formats, with nothing left over. */
+TEST(SaveFailure, a_save_that_fails_half_way_leaves_the_old_file_whole) {
+    lang_reset();
+    fake_prompts().clear();
+    TempDir dir;
+    const std::string old_block = "ConfigBuffer[0] = 64;\nConfigBuffer[1] = 65;\n";
+    const std::string old_keys = "KP:65\nKD:50\n";
+    const std::string block = write_file(dir / "block.txt", old_block);
+    const std::string keys = write_file(dir / "keys.txt", old_keys);
+
+    const uint8_t frame[CONFIGBUFFER_LINES] = {64};
+    const int32_t record[REG_FILE_LINES] = {};
+    rlimit before;
+    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &before), 0);
+    rlimit small = before;
+    small.rlim_cur = 32; /* fewer bytes than either file has */
+    signal(SIGXFSZ, SIG_IGN);
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
+    const int block_result = params_export_configbuffer_path(block.c_str(), frame);
+    const int keys_result = params_export_jvn_path(keys.c_str(), record);
+    setrlimit(RLIMIT_FSIZE, &before);
+    signal(SIGXFSZ, SIG_DFL);
+
+    EXPECT_EQ(block_result, PARAM_FILE_WRITE_FAILED);
+    EXPECT_EQ(keys_result, PARAM_FILE_WRITE_FAILED);
+    EXPECT_EQ(read_file(block), old_block);
+    EXPECT_EQ(read_file(keys), old_keys);
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir.path), std::filesystem::directory_iterator()), 2);
+    EXPECT_EQ(prompt_texts(), (std::vector<std::string>{"保存参数失败!", "无法创建文件: " + keys}));
+}
+
+/* Only regular files are imported: a link to an endless device and a named pipe are refused at
+ * once instead of holding the screen. */
+TEST(ImportSpecialFiles, a_device_or_a_pipe_is_refused_without_waiting) {
+    lang_reset();
+    fake_prompts().clear();
+    TempDir dir;
+    ASSERT_EQ(symlink("/dev/zero", (dir / "zero.txt").c_str()), 0);
+    ASSERT_EQ(mkfifo((dir / "pipe.txt").c_str(), 0600), 0);
+    EXPECT_EQ(params_import_path((dir / "zero.txt").c_str()), PARAM_FILE_OPEN_FAILED);
+    EXPECT_EQ(params_import_path((dir / "pipe.txt").c_str()), PARAM_FILE_OPEN_FAILED);
+    EXPECT_EQ(prompt_texts(), (std::vector<std::string>{"无法打开文件！", "无法打开文件！"}));
 }
