@@ -64,6 +64,7 @@ cCommunication::~cCommunication() { SerialStopNotifier(); }
 
 void SerialStopNotifier() {
     g_comm.threadRunning = 0;
+    port_wake_rx_wait(g_io_handle); /* its wait has no time limit */
     if (g_comm.hThreadEvent != nullptr && g_comm.hThreadEvent != THREAD_HANDLE_ALL_ONES) {
         stop_notifier(g_comm.hThreadEvent);
         g_comm.hThreadEvent = nullptr;
@@ -190,6 +191,7 @@ void SerialClose() {
     dbg_log("[SerialClose] Entering SerialClose, hThreadEvent: %p, hCom: %p\n", static_cast<void*>(g_comm.hThreadEvent),
             as_ptr(g_comm.hCom));
     g_comm.threadRunning = 0;
+    port_wake_rx_wait(g_io_handle); /* the notifier's wait has no time limit */
     if (g_comm.hThreadEvent != nullptr && g_comm.hThreadEvent != THREAD_HANDLE_ALL_ONES) {
         const int error = stop_notifier(g_comm.hThreadEvent);
         if (error == 0)

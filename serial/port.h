@@ -38,13 +38,18 @@ port_handle_t port_open(const char* name, int* error);
  * otherwise ignored: the port stays usable with what the driver keeps. */
 void port_configure(port_handle_t h, const PortLineSettings& settings);
 
-/* Makes the port ready for waits on received characters. 0, or -1 with *error. */
+/* Makes the port ready for waits on received characters and for their wake-up. 0, or -1 with
+ * *error. */
 int port_arm_rx_wait(port_handle_t h, int* error);
 
-/* Waits at most timeout_ms for received bytes. Returns 1 when bytes are waiting, 0 when none
- * came. A failed or vanished port returns 0 only after the full time, so a caller that loops
- * on this never spins. */
-int port_wait_rx(port_handle_t h, uint32_t timeout_ms);
+/* Waits, with no time limit, for received bytes (only when watch_port) or for port_wake_rx_wait.
+ * Returns 1 when bytes are waiting, 0 when woken. A port that failed or vanished is no longer
+ * watched: only a wake-up ends the wait then, so a caller that loops on this never spins. */
+int port_wait_rx(port_handle_t h, bool watch_port);
+
+/* Ends the port_wait_rx under way on h, or the next one (from any thread). Nothing for a port
+ * that was not armed. */
+void port_wake_rx_wait(port_handle_t h);
 
 /* Number of received bytes waiting in the driver. 0 with *count, or -1 with *error. */
 int port_queued(port_handle_t h, uint32_t* count, int* error);

@@ -5,8 +5,9 @@
  *  - open: O_RDWR | O_NOCTTY | O_NONBLOCK, exclusive use (TIOCEXCL, which keeps other users out,
  *    and flock, which also stops programs running as root that honour it);
  *  - configure: raw mode, CS8, CSTOPB, no parity, CLOCAL | CREAD, both speeds; tcflush both ways;
- *  - the receive wait: poll for input with a bound; a hung-up port (the adapter was pulled) never
- *    makes it return early;
+ *  - the receive wait: poll for input and for an eventfd that the UI thread writes once it has
+ *    read the bytes, or to end the wait on close; no time bound, no periodic wake-up; a hung-up
+ *    port (the adapter was pulled) is left out of later waits so that they never spin;
  *  - queued count: FIONREAD; read and write: non-blocking calls bounded by poll;
  *  - close: exclusive mode off, then close.
  * NOTE: the driver queue sizes and the five comm time-outs have no termios counterpart; the write
@@ -22,6 +23,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/eventfd.h>
 #include <sys/file.h>
 #include <sys/ioctl.h>
 #include <termios.h>
@@ -29,6 +31,23 @@
 #include <unistd.h>
 
 namespace {
+
+/* The receive wait of the armed port: its descriptor and the wake-up descriptor (an eventfd) that
+ * ends a wait from the UI thread. One port at a time is armed; the notifier thread reads this,
+ * SerialOpen and SerialClose write it while that thread does not run. */
+struct RxWaitState {
+    int port_fd = -1;
+    int wake_fd = -1;
+    bool failed = false; /* the port hung up: only a wake-up ends a wait now */
+};
+RxWaitState g_rx;
+constexpr uint32_t RX_UNARMED_WAIT_MS = 50;
+
+void rx_wake_end() {
+    if (g_rx.wake_fd >= 0) close(g_rx.wake_fd);
+    g_rx = RxWaitState{};
+}
+
 
 /* Wait of a read whose bytes were queued but not yet there when asked for. */
 constexpr int READ_PENDING_WAIT_MS = 100;
@@ -143,21 +162,49 @@ int port_arm_rx_wait(port_handle_t h, int* error) {
         *error = p.fd < 0 || (p.revents & POLLNVAL) != 0 ? EBADF : errno;
         return -1;
     }
+    rx_wake_end();
+    const int wake = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    if (wake < 0) {
+        *error = errno;
+        return -1;
+    }
+    g_rx.port_fd = p.fd;
+    g_rx.failed = false;
+    g_rx.wake_fd = wake;
     return 0;
 }
 
-int port_wait_rx(port_handle_t h, uint32_t timeout_ms) {
-    if (!port_handle_valid(h)) {
-        clock_sleep_ms(timeout_ms);
+int port_wait_rx(port_handle_t h, bool watch_port) {
+    const int wake = g_rx.wake_fd;
+    if (!port_handle_valid(h) || wake < 0 || fd_of(h) != g_rx.port_fd) {
+        clock_sleep_ms(RX_UNARMED_WAIT_MS); /* not armed: nothing can wake this wait */
         return 0;
     }
-    pollfd p = {fd_of(h), POLLIN, 0};
-    const int r = poll(&p, 1, static_cast<int>(timeout_ms));
-    if (r == 0 || (r < 0 && errno == EINTR)) return 0;
-    if (r > 0 && (p.revents & (POLLERR | POLLHUP | POLLNVAL)) == 0) return (p.revents & POLLIN) != 0 ? 1 : 0;
-    /* Hung up or failed: poll would report it again at once, so sit out the bound. */
-    clock_sleep_ms(timeout_ms);
-    return 0;
+    watch_port = watch_port && !g_rx.failed;
+    pollfd p[2] = {{wake, POLLIN, 0}, {fd_of(h), POLLIN, 0}};
+    const int r = poll(p, watch_port ? 2 : 1, -1);
+    if (r < 0) return 0; /* EINTR: the caller looks at its state and waits again */
+    if ((p[0].revents & POLLIN) != 0) {
+        uint64_t count;
+        while (read(wake, &count, sizeof count) > 0) {
+        }
+        return 0;
+    }
+    if (watch_port && (p[1].revents & (POLLERR | POLLHUP | POLLNVAL)) != 0) {
+        /* Hung up or failed: poll would report it again at once. Wait for the close instead. */
+        g_rx.failed = true;
+        return 0;
+    }
+    return watch_port && (p[1].revents & POLLIN) != 0 ? 1 : 0;
+}
+
+void port_wake_rx_wait(port_handle_t h) {
+    const int wake = g_rx.wake_fd;
+    if (!port_handle_valid(h) || wake < 0 || fd_of(h) != g_rx.port_fd) return;
+    const uint64_t one = 1;
+    if (write(wake, &one, sizeof one) < 0) {
+        /* the counter is already set: a wake-up is pending anyway */
+    }
 }
 
 int port_queued(port_handle_t h, uint32_t* count, int* error) {
@@ -237,6 +284,7 @@ int port_close(port_handle_t h, int* error) {
         *error = EBADF;
         return -1;
     }
+    if (fd_of(h) == g_rx.port_fd) rx_wake_end(); /* the notifier thread has ended before the close */
     ioctl(fd_of(h), TIOCNXCL); /* a pseudo-terminal outlives our descriptor: leave it usable */
     if (close(fd_of(h)) != 0) {
         *error = errno;

@@ -54,8 +54,12 @@ struct RxWait {
     OVERLAPPED ov = {};
     DWORD mask = 0;
     bool pending = false;
+    port_handle_t armed = PORT_HANDLE_NONE; /* the port whose waits the wake-up event ends */
+    HANDLE wake = nullptr;                  /* auto-reset: set by port_wake_rx_wait */
+    bool failed = false;                    /* the comm-event wait failed: only a wake-up ends a wait */
 };
 RxWait g_rx;
+constexpr uint32_t RX_UNARMED_WAIT_MS = 50;
 
 /* Ends the outstanding comm-event wait, if any. */
 void rx_wait_end() {
@@ -141,18 +145,30 @@ int port_arm_rx_wait(port_handle_t h, int* error) {
         *error = port_handle_valid(h) ? last_error() : ERROR_INVALID_HANDLE;
         return -1;
     }
+    if (g_rx.wake == nullptr) g_rx.wake = CreateEventW(nullptr, FALSE, FALSE, nullptr);
+    if (g_rx.wake == nullptr) {
+        *error = last_error();
+        return -1;
+    }
+    ResetEvent(g_rx.wake);
+    g_rx.armed = h;
+    g_rx.failed = false;
     return 0;
 }
 
-int port_wait_rx(port_handle_t ph, uint32_t timeout_ms) {
+void port_wake_rx_wait(port_handle_t h) {
+    if (port_handle_valid(h) && h == g_rx.armed && g_rx.wake != nullptr) SetEvent(g_rx.wake);
+}
+
+int port_wait_rx(port_handle_t ph, bool watch_port) {
     if (g_rx.port != ph) rx_wait_end(); /* another port: its wait is of no use */
-    if (!port_handle_valid(ph)) {
-        clock_sleep_ms(timeout_ms);
+    if (!port_handle_valid(ph) || ph != g_rx.armed || g_rx.wake == nullptr) {
+        clock_sleep_ms(RX_UNARMED_WAIT_MS); /* not armed: nothing can wake this wait */
         return 0;
     }
     if (g_rx.event == nullptr) g_rx.event = CreateEventW(nullptr, TRUE, FALSE, nullptr);
-    if (g_rx.event == nullptr) {
-        clock_sleep_ms(timeout_ms);
+    if (!watch_port || g_rx.failed || g_rx.event == nullptr) {
+        WaitForSingleObject(g_rx.wake, INFINITE);
         return 0;
     }
     const HANDLE h = handle_of(ph);
@@ -171,16 +187,17 @@ int port_wait_rx(port_handle_t ph, uint32_t timeout_ms) {
         }
     }
     if (g_rx.pending) {
-        const DWORD w = WaitForSingleObject(g_rx.event, timeout_ms);
-        if (w == WAIT_TIMEOUT) return 0; /* the wait stays outstanding for the next call */
+        const HANDLE both[2] = {g_rx.wake, g_rx.event};
+        const DWORD w = WaitForMultipleObjects(2, both, FALSE, INFINITE);
+        if (w == WAIT_OBJECT_0) return 0; /* woken; the comm-event wait stays outstanding for the next call */
         g_rx.pending = false;
         DWORD unused = 0;
-        ok = w == WAIT_OBJECT_0 && GetOverlappedResult(h, &g_rx.ov, &unused, FALSE);
+        ok = w == WAIT_OBJECT_0 + 1 && GetOverlappedResult(h, &g_rx.ov, &unused, FALSE);
     }
     if (ok && (g_rx.mask & EV_RXCHAR) != 0) return 1;
     /* A failed wait, or one ended without an event (the port vanished or its mask was reset):
-     * sit out the bound, never spin. */
-    if (!ok || g_rx.mask == 0) clock_sleep_ms(timeout_ms);
+     * later waits end only by a wake-up, never spin. */
+    if (!ok || g_rx.mask == 0) g_rx.failed = true;
     return 0;
 }
 
@@ -253,6 +270,7 @@ int port_close(port_handle_t h, int* error) {
         return -1;
     }
     if (g_rx.port == h) rx_wait_end();
+    if (g_rx.armed == h) g_rx.armed = PORT_HANDLE_NONE;
     if (!CloseHandle(handle_of(h))) {
         *error = last_error();
         return -1;

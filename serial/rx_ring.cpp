@@ -40,9 +40,11 @@ const char* read_result_error_text(int error) {
 /* The ring index after i, wrapped to 0 at the end. */
 uint16_t ring_next(uint16_t i) { return i + 1 == RX_RING_SIZE ? 0 : static_cast<uint16_t>(i + 1); }
 
-/* Ends a SerialHandle run: the next received byte may wake the UI thread again. */
+/* Ends a SerialHandle run: the next received byte may wake the UI thread again, and the notifier
+ * thread, which waited for this answer, watches the port again. */
 int finish(int result) {
     rxNotifyPending = 0;
+    port_wake_rx_wait(g_io_handle);
     return result;
 }
 
@@ -50,19 +52,16 @@ int finish(int result) {
 
 void rx_notifier_run() {
     while (g_comm.threadRunning != 0) {
-        /* The port keeps reporting bytes until the UI thread reads them: wait for that instead. */
-        if (rxNotifyPending != 0) {
-            clock_sleep_ms(RX_PENDING_NAP_MS);
-            continue;
-        }
-        if (port_wait_rx(g_io_handle, RX_WAIT_MS) == 1 && rxNotifyPending == 0 && g_comm.threadRunning != 0) {
-            rxNotifyPending = 1;
-            /* A wake-up that could not be posted would leave the flag set for good and stop
-             * reception: clear it and try again on the next wait. */
-            if (!platform_post_serial_rx()) {
-                rxNotifyPending = 0;
-                clock_sleep_ms(RX_PENDING_NAP_MS);
-            }
+        /* While a wake-up is unanswered the port keeps reporting the same bytes: wait for the
+         * answer (or the close) instead of watching it. */
+        if (port_wait_rx(g_io_handle, rxNotifyPending == 0) != 1) continue;
+        if (rxNotifyPending != 0 || g_comm.threadRunning == 0) continue;
+        rxNotifyPending = 1;
+        /* A wake-up that could not be posted would leave the flag set for good and stop
+         * reception: clear it and try again shortly. */
+        if (!platform_post_serial_rx()) {
+            rxNotifyPending = 0;
+            clock_sleep_ms(RX_POST_RETRY_MS);
         }
     }
 }

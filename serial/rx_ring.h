@@ -1,7 +1,9 @@
 /**
  * Receive path of the open port, in three steps:
- *  1. the notifier thread waits (at most 50 ms at a time) for received bytes and wakes the UI
- *     thread with platform_post_serial_rx(), at most one wake-up outstanding (rxNotifyPending);
+ *  1. the notifier thread waits for received bytes and wakes the UI thread with
+ *     platform_post_serial_rx(), at most one wake-up outstanding (rxNotifyPending); while that
+ *     wake-up is unanswered it waits for the answer (SerialHandle's end) or the close instead, so
+ *     it wakes only on data, on the answer and on the close;
  *  2. on that wake-up SerialHandle() reads everything the driver holds and appends it to the
  *     20,480-byte ring;
  *  3. rx_ring_drain() hands the ring's bytes, in arrival order, one call per byte, to the parser.
@@ -14,8 +16,7 @@
 #include <cstdint>
 
 constexpr uint16_t RX_RING_SIZE = 20480;   /* one slot always stays free */
-constexpr uint32_t RX_WAIT_MS = 50;        /* bound of one wait of the notifier thread */
-constexpr uint32_t RX_PENDING_NAP_MS = 2;  /* nap of the notifier while its wake-up is unanswered */
+constexpr uint32_t RX_POST_RETRY_MS = 2; /* pause before posting again after a refused wake-up */
 
 extern uint8_t rxRing[RX_RING_SIZE];
 extern uint16_t rxWriteIndex; /* 0..20479; equal to rxReadIndex when empty */

@@ -138,28 +138,37 @@ class X11Session:
         deadline = time.time() + timeout
         while time.time() < deadline:
             if wid not in self.run("xdotool", "search", "--onlyvisible", "--name", ".", check_rc=False).split():
-                return
+                return True
             time.sleep(0.1)
-        raise Failure(f"dialog {wid} stayed open")
+        return False
 
-    def choose_path(self, title, path):
-        """Types a full path into the file chooser titled `title` ("打开" or "另存为") and accepts."""
+    def choose_path(self, title, path, attempts=3):
+        """Types a full path into the file chooser titled `title` ("打开" or "另存为") and accepts.
+        A chooser still loading its folder can drop keys on a busy machine: while it stays open,
+        the path is typed again."""
         dialog = self.wait_visible_window(f"^{title}$")
-        time.sleep(1.0)  # the chooser maps first and loads its folder after
-        self.run("xdotool", "windowfocus", "--sync", dialog, check_rc=False)
-        # open: the location entry; save: the name entry already has the focus
-        self.run("xdotool", "key", "ctrl+l" if title == "打开" else "ctrl+a")
-        time.sleep(0.3)
-        self.run("xdotool", "type", "--delay", "20", path)
-        time.sleep(0.3)
-        self.run("xdotool", "key", "Return")
-        self.wait_dialog_closed(dialog)
+        for _ in range(attempts):
+            time.sleep(1.0)  # the chooser maps first and loads its folder after
+            self.run("xdotool", "windowfocus", "--sync", dialog, check_rc=False)
+            # open: the location entry; save: the name entry already has the focus
+            self.run("xdotool", "key", "ctrl+l" if title == "打开" else "ctrl+a")
+            time.sleep(0.3)
+            self.run("xdotool", "type", "--delay", "20", path)
+            time.sleep(0.3)
+            self.run("xdotool", "key", "Return")
+            if self.wait_dialog_closed(dialog, timeout=10):
+                return
+        raise Failure(f"dialog {dialog} stayed open")
 
     def cancel_dialog(self, title):
         dialog = self.wait_visible_window(f"^{title}$")
         self.run("xdotool", "windowfocus", "--sync", dialog, check_rc=False)
-        self.run("xdotool", "key", "Escape")
-        self.wait_dialog_closed(dialog)
+        for _ in range(3):  # a key sent while the chooser still loads can be dropped
+            self.run("xdotool", "key", "Escape")
+            if self.wait_dialog_closed(dialog, timeout=5):
+                return
+            self.run("xdotool", "windowfocus", "--sync", dialog, check_rc=False)
+        raise Failure(f"dialog {dialog} stayed open")
 
     def wait_no_window(self, name, timeout=10):
         deadline = time.time() + timeout
