@@ -143,6 +143,7 @@ int cmd_production(const CliOptions& o) {
         totals.passed += c.pass ? 1 : 0;
         totals.total_ms += c.duration_ms;
         wait_port(false);
+        if (!servo_port_open()) fprintf(stderr, "servo_cli: %s pulled out\n", port.c_str());
     }
     if (servo_port_open()) servo_close();
 
