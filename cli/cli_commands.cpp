@@ -197,7 +197,7 @@ int cmd_params_write(const CliOptions& o) {
         ServoImage expected;
         outcome = servo_params_write(o.timeout_ms, &expected);
         if (outcome.code == CLI_OK) {
-            r.json.str("family", family_name(expected.family)).flag("verified", o.verify);
+            r.json.str("family", family_name(expected.family)).flag("read_back", o.verify);
             r.lines.push_back(std::string("written: ") + family_name(expected.family) + " family");
             if (o.verify) outcome = verify(o, r, expected);
         }

@@ -49,6 +49,7 @@ bool cli_wakeup_wait(uint32_t ms) {
 void cli_interrupt_install() {
     struct sigaction sa = {};
     sa.sa_handler = on_interrupt;
+    sa.sa_flags = SA_RESTART; /* other calls go on; the loop's own wait still wakes */
     sigemptyset(&sa.sa_mask);
     sigaction(SIGINT, &sa, nullptr);
     sigaction(SIGTERM, &sa, nullptr);

@@ -75,6 +75,17 @@ def test_block_family_information_and_parameters_round_trip(tmp):
         check(rc == 0 and "verified: every field matches" in out, f"write: {out}")
         check(int(sim.lines("STORE block ")[-1].split()[2], 16) == 66, "the servo did not store the gain")
 
+        damaged = os.path.join(tmp, "damaged.txt")
+        with open(damaged, "w") as f:
+            f.write(open(saved).read().replace("ConfigBuffer[1] = 66;", "ConfigBuffer[1] = 67;") + "Gain 70\n")
+        stored = len(sim.lines("STORE block "))
+        rc, out, err = cli("params", "write", damaged, *port)
+        check(rc == 5 and "Line 37: Format error" in err, f"damaged file: {rc} {err}")
+        check(len(sim.lines("STORE block ")) == stored, "a file with a bad line must not be written")
+        rc, out, err = cli("params", "read", "--out", os.path.join(tmp, "no-dir", "x.txt"), *port)
+        check(rc == 5 and "Error: Save Parameter Failed!" in err and not os.path.exists(os.path.join(tmp, "no-dir")),
+              "an unwritable --out")
+
         with open(saved, "a") as f:  # verify against a file the servo does not hold
             f.write("ConfigBuffer[8] = 200;\n")
         rc, doc = cli_json("params", "verify", saved, *port)
@@ -101,6 +112,10 @@ def test_register_family_parameters_round_trip(tmp):
         check(cli("params", "write", saved, "--no-verify", *port)[1].strip() == "written: register family",
               "--no-verify reads nothing back")
         check(cli("info", "read", *port)[0] == 4, "a register-family servo has no information to read")
+        with open(saved, "w") as f:  # KP 70 makes the reply's checksum 0x81, which the parser takes for echo
+            f.write(text.replace("KP:65", "KP:70"))
+        rc, out, err = cli("params", "write", saved, *port)
+        check(rc == 4 and "answer was refused" in err and "verified" not in out, f"KP 70: {rc} {out} {err}")
     finally:
         sim.stop()
 
@@ -109,7 +124,7 @@ def test_register_family_parameters_round_trip(tmp):
 FAULTS = [
     ("block", ["--fault", "checksum"], ["params", "read"], 4, "No answer from the servo within 500 ms"),
     ("block", ["--fault", "silent"], ["info", "read"], 4, "Error: Servo information read timeout!"),
-    ("block", ["--fault", "late", "--late-ms", "900"], ["params", "read"], 4, "No answer"),
+    ("block", ["--fault", "late", "--late-ms", "1500"], ["params", "read"], 4, "No answer"),
     ("block", ["--fault", "late", "--late-ms", "100"], ["params", "read"], 0, "Read  Parameter successfully!"),
     ("block", ["--fault", "garbage"], ["info", "read"], 4, "Error: 读取信息失败！"),
     ("block", ["--fault", "garbage"], ["params", "read"], 0, "Read  Parameter successfully!"),
@@ -117,7 +132,7 @@ FAULTS = [
     ("register", ["--fault", "checksum"], ["params", "read"], 4, "answer was refused"),
     ("register", ["--fault", "checksum:1"], ["params", "write", "REF"], 4, "answer was refused"),
     ("register", ["--fault", "silent:3"], ["params", "read"], 4, "No answer"),
-    ("register", ["--fault", "late", "--late-ms", "700"], ["params", "read"], 4, "No answer"),
+    ("register", ["--fault", "late", "--late-ms", "1500"], ["params", "read"], 4, "No answer"),
     ("register", ["--fault", "garbage"], ["params", "read"], 0, "Read  Parameter successfully!"),
     ("block", ["--fault", "value:2"], ["params", "write", "REF"], 1, "mismatch Gain: expected 65, read 66"),
     ("register", ["--fault", "value:1"], ["params", "write", "REF"], 1, "mismatch OD: expected 80, read 81"),
@@ -194,7 +209,15 @@ def test_production_run_with_adapters_plugged_and_pulled(tmp):
     sim = simulator(tmp, "--family", "block")
     faulty = simulator(tmp, "--family", "block", "--fault", "value")
     reference, log = os.path.join(tmp, "reference.txt"), os.path.join(tmp, "results.csv")
+    check(cli("info", "write", "--type", 'SIM,"7"', "--date", "2026-01-15", "--port", sim.pty)[0] == 0, "type")
     check(cli("params", "read", "--out", reference, "--port", sim.pty)[0] == 0, "reference read")
+    in_ns = [ns.command(ARGS.cli, *args) for args in (["info", "read"], ["ports"], ["info", "read", "--json"])]
+    check(subprocess.run(in_ns[0], capture_output=True).returncode == 3, "no adapter plugged: exit 3")
+    ns.plug(sim.pty)
+    check(subprocess.run(in_ns[1], capture_output=True, text=True).stdout == "/dev/ttyUSB0\n", "ports")
+    check(json.loads(subprocess.run(in_ns[2], capture_output=True, text=True).stdout)["port"] == "/dev/ttyUSB0",
+          "the only adapter is the default port")
+    ns.unplug()
     prod = subprocess.Popen(ns.command(ARGS.cli, "production", "--reference", reference, "--log", log),
                             stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
     out, err = line_queue(prod.stdout), line_queue(prod.stderr)
@@ -212,12 +235,12 @@ def test_production_run_with_adapters_plugged_and_pulled(tmp):
         if prod.poll() is None:
             prod.kill()
         ns.stop(), sim.stop(), faulty.stop()
-    check(all(r.startswith("PASS /dev/ttyUSB0 block SIM-BLOCK-01 2026-01-15 ") for r in results[:20]),
+    check(all(r.startswith('PASS /dev/ttyUSB0 block SIM,"7" 2026-01-15 ') for r in results[:20]),
           f"results: {results}")
     check(results[20].startswith("FAIL ") and results[20].endswith(" Gain"), f"the faulty servo: {results[20]}")
     rows = list(csv.DictReader(open(log)))
     check(len(rows) == 21 and [r["result"] for r in rows] == ["PASS"] * 20 + ["FAIL"], "CSV rows")
-    check(rows[20]["differing"] == "Gain" and all(int(r["duration_ms"]) > 0 for r in rows), "CSV fields")
+    check(rows[20]["differing"] == "Gain" and rows[0]["type"] == 'SIM,"7"', f"CSV fields: {rows[0]} {rows[20]}")
     check(summary.startswith("servos: 21, passed: 20, failed: 1, mean time per servo: ") and prod.returncode == 1,
           f"summary: {summary!r} exit {prod.returncode}")
 
