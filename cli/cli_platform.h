@@ -24,5 +24,8 @@ void cli_interrupt_install();
 /* True once Ctrl+C was pressed. */
 bool cli_interrupted();
 
+/* This process's number, to name temporary files apart from another run's. */
+unsigned cli_process_id();
+
 /* Local time as "YYYY-MM-DD HH:MM:SS" into buf. */
 void cli_local_time(char* buf, size_t cap);

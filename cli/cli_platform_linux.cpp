@@ -59,6 +59,10 @@ bool cli_interrupted() {
     return g_interrupted != 0;
 }
 
+unsigned cli_process_id() {
+    return static_cast<unsigned>(getpid());
+}
+
 void cli_local_time(char* buf, size_t cap) {
     if (buf == nullptr || cap == 0) return;
     const time_t now = time(nullptr);

@@ -10,7 +10,6 @@
 #include "common/screen_port.h"
 
 #include <cstdio>
-#include <sys/stat.h>
 
 namespace {
 
@@ -47,10 +46,9 @@ std::string joined(const std::vector<std::string>& names, const char* sep) {
 
 /* Appends one row with one write, the header first when the file is new or empty. */
 bool append_csv(const std::string& path, const std::string& row) {
-    struct stat st = {};
-    const bool fresh = stat(path.c_str(), &st) != 0 || st.st_size == 0;
     FILE* f = fopen(path.c_str(), "a");
     if (f == nullptr) return false;
+    const bool fresh = fseek(f, 0, SEEK_END) == 0 && ftell(f) == 0;
     const std::string text = (fresh ? CSV_HEADER : "") + row;
     const bool ok = fwrite(text.data(), 1, text.size(), f) == text.size();
     return fclose(f) == 0 && ok;

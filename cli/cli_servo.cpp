@@ -1,5 +1,6 @@
 #include "cli/cli_servo.h"
 
+#include "cli/cli_platform.h"
 #include "cli/cli_session.h"
 #include "common/clock.h"
 #include "params/panel_fields.h"
@@ -15,7 +16,6 @@
 
 #include <cstdio>
 #include <cstring>
-#include <unistd.h>
 
 namespace {
 
@@ -143,7 +143,7 @@ std::string temp_beside(const std::string& path) {
     const size_t dot = path.find_last_of('.');
     const std::string ext = dot != std::string::npos && (slash == std::string::npos || dot > slash) ? path.substr(dot)
                                                                                                     : "";
-    return path + "." + std::to_string(getpid()) + ".part" + ext;
+    return path + "." + std::to_string(cli_process_id()) + ".part" + ext;
 }
 
 /* Runs the window's save with the dialog answering a temporary name, then puts the file in
@@ -156,11 +156,11 @@ Outcome save_through_window(const char* path) {
     session_set_dialog_path(nullptr);
     session_replace_text(mark, temp, path);
     if (r != PARAM_FILE_OK) {
-        unlink(temp.c_str());
+        std::remove(temp.c_str());
         return {CLI_BAD_FILE, ""};
     }
     if (rename(temp.c_str(), path) != 0) {
-        unlink(temp.c_str());
+        std::remove(temp.c_str());
         return {CLI_BAD_FILE, std::string("Cannot write ") + path};
     }
     return {};
