@@ -71,6 +71,21 @@ bool block_write_busy() {
     return g_protocol.mode == MODE_WRITE_PARAMS && g_protocol.block_write_pending == WRITE_PENDING_BLOCK;
 }
 
+/* The register read requests go 10 ms apart, and each one sent enters the parser's echo table:
+ * a reply parsed after the next request went out loses its first byte to that request's echo
+ * and the read is lost. So the next request waits for the reply to the last one, up to half the
+ * time an answer may take (a reply stuck for good then ends the read as refused, not as silent),
+ * unless the read has ended. */
+bool register_reply_in() {
+    return g_protocol.mode != MODE_READ_PARAMS || g_protocol.read_cache_count >= g_protocol.reg_read_counter;
+}
+
+/* Received-byte count that the echo of a register write sequence reaches. */
+uint64_t g_echo_target = 0;
+bool echo_pending() {
+    return session_bytes_received() < g_echo_target;
+}
+
 /* Lets a sequence still running (the register requests after a block-family read) end first. */
 void settle() {
     while (session_timers_running())
@@ -256,7 +271,10 @@ Outcome servo_params_read(uint32_t timeout_ms, ServoImage* read) {
     const size_t mark = session_mark();
     panel_model_clear_writes();
     if (param_transaction_read() != PARAM_CMD_STARTED) return {CLI_NO_ANSWER, "The read could not be started"};
-    if (!wait_while(read_busy, clock_ms32(), timeout_ms)) return {CLI_NO_ANSWER, no_answer_text(timeout_ms)};
+    session_set_timer_gate(register_reply_in, timeout_ms / 2);
+    const bool answered = wait_while(read_busy, clock_ms32(), timeout_ms);
+    session_set_timer_gate(nullptr, 0);
+    if (!answered) return {CLI_NO_ANSWER, no_answer_text(timeout_ms)};
     if (!session_prompt_since(mark)) return {CLI_NO_ANSWER, REFUSED_TEXT};
 
     ServoImage image;
@@ -289,10 +307,15 @@ Outcome servo_params_write(uint32_t timeout_ms, ServoImage* expected) {
         memcpy(image.block, g_protocol.block_frame + 2, sizeof image.block); /* after tag and command */
         if (!wait_while(block_write_busy, since, timeout_ms)) return {CLI_NO_ANSWER, no_answer_text(timeout_ms)};
     } else {
-        /* Twelve frames 50 ms apart; the servo does not answer them. */
+        /* Twelve frames 50 ms apart; the servo does not answer them. Their echo is waited for
+         * (as long as an answer would be), so that none of it reaches the next command's parser:
+         * in a read, the echo of a register frame reads as a reply of the wrong length. */
+        const uint64_t received = session_bytes_received();
         const uint32_t sequence_ms = (FRAME_REGISTER_WRITE_FRAMES + 1) * REG_WRITE_PERIOD_MS;
         if (!wait_while(timers_busy, since, sequence_ms + timeout_ms))
             return {CLI_NO_ANSWER, "The register write did not end"};
+        g_echo_target = received + FRAME_REGISTER_WRITE_FRAMES * FRAME_REGISTER_REQUEST_LEN;
+        wait_while(echo_pending, clock_ms32(), timeout_ms); /* a link without echo just waits */
     }
     if (!session_prompt_since(mark)) return {CLI_NO_ANSWER, REFUSED_TEXT};
     if (expected != nullptr) *expected = image;

@@ -8,6 +8,7 @@
 #include "params/panel_model.h"
 #include "params/param_values.h"
 #include "protocol/parser.h"
+#include "serial/comHandle.h"
 #include "serial/rx_ring.h"
 
 #include <cstdio>
@@ -23,10 +24,15 @@ struct Timer {
     bool alive;
 };
 
+constexpr uint32_t GATED_WAIT_MS = 1; /* how often a held timer looks again */
+
 struct Session {
     std::vector<Message> messages;
     std::list<Timer> timers; /* a list: handles stay valid while others come and go */
     uint32_t last_timer_ms = 0;
+    uint64_t bytes_received = 0;
+    bool (*gate)() = nullptr;
+    uint32_t max_hold_ms = 0;
     std::string info[INFO_FIELD_COUNT];
     std::string port_options;
     int port_selected = 0;
@@ -127,6 +133,11 @@ bool dialog_save(char* out, size_t cap, bool) {
     return dialog_answer(out, cap);
 }
 
+void count_and_parse(uint8_t byte) {
+    ++g_session.bytes_received;
+    process_servo_info_data(byte);
+}
+
 void log_to_stderr(const char* line) {
     fputs(line, stderr);
 }
@@ -144,6 +155,7 @@ void run_timers() {
     for (auto it = g_session.timers.begin(); n > 0; ++it, --n) {
         Timer& t = *it;
         if (!t.alive || !reached(now, t.due_ms)) continue;
+        if (g_session.gate != nullptr && !g_session.gate() && now - t.due_ms < g_session.max_hold_ms) continue;
         t.due_ms += t.period_ms; /* keeps the period over a sequence; no burst after a stall */
         if (reached(now, t.due_ms)) t.due_ms = now + t.period_ms;
         g_session.last_timer_ms = now;
@@ -157,7 +169,7 @@ uint32_t next_timer_wait(uint32_t max_wait_ms) {
     uint32_t wait = max_wait_ms;
     for (const Timer& t : g_session.timers) {
         if (!t.alive) continue;
-        if (reached(now, t.due_ms)) return 0;
+        if (reached(now, t.due_ms)) return g_session.gate != nullptr && !g_session.gate() ? GATED_WAIT_MS : 0;
         if (t.due_ms - now < wait) wait = t.due_ms - now;
     }
     return wait;
@@ -253,11 +265,25 @@ size_t session_print_since(size_t mark) {
 }
 
 void session_pump(uint32_t max_wait_ms) {
-    if (cli_wakeup_wait(next_timer_wait(max_wait_ms))) {
+    cli_wakeup_wait(next_timer_wait(max_wait_ms));
+    /* Every turn takes what the port holds, woken or not: a reply already received must reach
+     * the parser before the next register request goes out (it enters the echo table, and the
+     * reply's first byte would then pass for that request's echo), however late the notifier
+     * thread runs on a busy machine. */
+    if (port_handle_valid(g_io_handle)) {
         SerialHandle();
-        rx_ring_drain(process_servo_info_data);
+        rx_ring_drain(count_and_parse);
     }
     run_timers();
+}
+
+void session_set_timer_gate(bool (*ready)(), uint32_t max_hold_ms) {
+    g_session.gate = ready;
+    g_session.max_hold_ms = max_hold_ms;
+}
+
+uint64_t session_bytes_received() {
+    return g_session.bytes_received;
 }
 
 bool session_timers_running() {

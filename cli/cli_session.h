@@ -54,6 +54,13 @@ size_t session_print_since(size_t mark);
  * received bytes into the parser and runs the timers that are due. */
 void session_pump(uint32_t max_wait_ms);
 
+/* A due timer waits while ready() says no, at most max_hold_ms past its due time (then it runs
+ * as it would have). Null: timers run when due. */
+void session_set_timer_gate(bool (*ready)(), uint32_t max_hold_ms);
+
+/* Bytes handed to the parser so far (echo included). */
+uint64_t session_bytes_received();
+
 /* True while a sequencing timer runs. */
 bool session_timers_running();
 
