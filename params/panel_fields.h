@@ -16,6 +16,26 @@
 /* Row of the parameter table that an entry edits. */
 int panel_entry_row(PanelEntry entry);
 
+/* How an entry checks a value written into it: against its range, putting back the default
+ * (Range), or, for the angles and pulses, putting back the working value (Pulse). */
+enum class PanelEntryCheck { Range, Pulse };
+
+/* What an entry takes: at most max_chars characters, a number within min..max. */
+struct PanelFieldLimits {
+    uint32_t max_chars;
+    int32_t min;
+    int32_t max;
+    PanelEntryCheck check;
+};
+
+/* Limits of an entry, shared by the screen's panel and the headless one (params/panel_model.h);
+ * an entry outside the sixteen gets limits that take nothing. */
+const PanelFieldLimits& panel_field_limits(PanelEntry entry);
+
+/* The range message of a refused value in the language of the flag ("Please enter a number
+ * between %d and %d" / "请输入 %d-%d 之间的数字"), cut to fit buf. Returns buf. */
+const char* panel_range_message(char* buf, size_t cap, int32_t min, int32_t max);
+
 /* ---- helpers over the calls above (portable) ---- */
 
 /* Writes a value as "%d" into an entry. */

@@ -1,8 +1,6 @@
 #include "ui/field_range.h"
 
 #include "common/date_rules.h"
-#include "common/lang.h"
-#include "common/text_format.h"
 #include "params/panel_fields.h"
 #include "ui/param_panel.h"
 #include "ui/screen.h"
@@ -37,8 +35,5 @@ int32_t field_value(const lv_obj_t* ta) {
 }
 
 const char* field_range_message(int32_t min, int32_t max) {
-    text_format(g_range_message, sizeof g_range_message,
-                lang_by_flag("Please enter a number between %d and %d", "请输入 %d-%d 之间的数字"),
-                static_cast<int>(min), static_cast<int>(max));
-    return g_range_message;
+    return panel_range_message(g_range_message, sizeof g_range_message, min, max);
 }

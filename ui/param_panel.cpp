@@ -29,39 +29,33 @@ constexpr const char* TAG_BASIC = "Rect4";
 constexpr const char* TAG_OVERLOAD = "Rect5";
 constexpr const char* TAG_SOFTSTART = "Rect6";
 
-enum class CheckKind { Range, Pulse };
-
-/* Everything the panel knows about one entry. */
+/* The texts of one entry; what it takes is in the shared table (panel_field_limits). */
 struct FieldLayout {
     const char* caption_zh; /* at build (Chinese) */
     const char* caption_en; /* at build (English) */
     const char* relabel_zh; /* after a language switch */
     const char* relabel_en;
     const char* hint;
-    uint32_t max_chars;
-    int32_t min;
-    int32_t max;
-    CheckKind check;
 };
 
 // clang-format off
 const FieldLayout FIELDS[PANEL_ENTRY_COUNT] = {
-    {"最小角度    ", "MinAngle     ", "最小角度    ", "MinAngle    ", "#9ea2e5 (0-4096)#", 4, 0, 4096, CheckKind::Pulse},
-    {"最大角度    ", "MaxAngle     ", "最大角度    ", "MaxAngle    ", "#9ea2e5 (0-4096)#", 4, 0, 4096, CheckKind::Pulse},
-    {"中间角度    ", "MidAngle     ", "中间角度    ", "MidAngle    ", "#9ea2e5 (0-4096)#", 4, 0, 4096, CheckKind::Pulse},
-    {"最小脉宽    ", "MinPulse     ", "最小脉宽     ", "MinPulse    ", "#9ea2e5 (0-4096)#", 4, 0, 4096, CheckKind::Pulse},
-    {"最大脉宽    ", "MaxPulse     ", "最大脉宽     ", "MaxPulse    ", "#9ea2e5 (0-4096)#", 4, 0, 4096, CheckKind::Pulse},
-    {"死区范围    ", "Deadband     ", "死区范围     ", "Deadband    ", "#9ea2e5 (0-13)#",   2, 0, 13,   CheckKind::Range},
-    {"增益        ", "Gain   ",       "增益   ",       "Gain   ",       "#9ea2e5 (0-255)#",  3, 0, 255,  CheckKind::Range},
-    {"阻尼        ", "Damping",       "阻尼   ",       "Damping",       "#9ea2e5 (0-255)#",  3, 0, 255,  CheckKind::Range},
-    {"输出功率    ", "MaxPower ",     "输出功率 ",     "MaxPower ",     "#9ea2e5 (0-150)#",  3, 0, 150,  CheckKind::Range},
-    {"堵转1时间", "Overload Time 1",  "堵转1时间", "Time  1", "#9ea2e5 (Ms)#",   5, 0, 10000, CheckKind::Range},
-    {"堵转1功率", "Overload Power 1", "堵转1功率", "Power 1", "#9ea2e5 (0-15)#", 2, 0, 15,    CheckKind::Range},
-    {"堵转2时间", "Overload Time 2",  "堵转2时间", "Time  2", "#9ea2e5 (Ms)#",   5, 0, 10000, CheckKind::Range},
-    {"堵转2功率", "Overload Power 2", "堵转2功率", "Power 2", "#9ea2e5 (0-15)#", 2, 0, 15,    CheckKind::Range},
-    {"堵转3时间", "Overload Time 3",  "堵转3时间", "Time  3", "#9ea2e5 (Ms)#",   5, 0, 10000, CheckKind::Range},
-    {"堵转3功率", "Overload Power 3", "堵转3功率", "Power 3", "#9ea2e5 (0-15)#", 2, 0, 15,    CheckKind::Range},
-    {"   软启动", "SoftStart", "  软启动", "SoftStart", "#9ea2e5 (0-255)#", 3, 0, 255, CheckKind::Range},
+    {"最小角度    ", "MinAngle     ", "最小角度    ", "MinAngle    ", "#9ea2e5 (0-4096)#"},
+    {"最大角度    ", "MaxAngle     ", "最大角度    ", "MaxAngle    ", "#9ea2e5 (0-4096)#"},
+    {"中间角度    ", "MidAngle     ", "中间角度    ", "MidAngle    ", "#9ea2e5 (0-4096)#"},
+    {"最小脉宽    ", "MinPulse     ", "最小脉宽     ", "MinPulse    ", "#9ea2e5 (0-4096)#"},
+    {"最大脉宽    ", "MaxPulse     ", "最大脉宽     ", "MaxPulse    ", "#9ea2e5 (0-4096)#"},
+    {"死区范围    ", "Deadband     ", "死区范围     ", "Deadband    ", "#9ea2e5 (0-13)#"},
+    {"增益        ", "Gain   ",       "增益   ",       "Gain   ",       "#9ea2e5 (0-255)#"},
+    {"阻尼        ", "Damping",       "阻尼   ",       "Damping",       "#9ea2e5 (0-255)#"},
+    {"输出功率    ", "MaxPower ",     "输出功率 ",     "MaxPower ",     "#9ea2e5 (0-150)#"},
+    {"堵转1时间", "Overload Time 1",  "堵转1时间", "Time  1", "#9ea2e5 (Ms)#"},
+    {"堵转1功率", "Overload Power 1", "堵转1功率", "Power 1", "#9ea2e5 (0-15)#"},
+    {"堵转2时间", "Overload Time 2",  "堵转2时间", "Time  2", "#9ea2e5 (Ms)#"},
+    {"堵转2功率", "Overload Power 2", "堵转2功率", "Power 2", "#9ea2e5 (0-15)#"},
+    {"堵转3时间", "Overload Time 3",  "堵转3时间", "Time  3", "#9ea2e5 (Ms)#"},
+    {"堵转3功率", "Overload Power 3", "堵转3功率", "Power 3", "#9ea2e5 (0-15)#"},
+    {"   软启动", "SoftStart", "  软启动", "SoftStart", "#9ea2e5 (0-255)#"},
 };
 // clang-format on
 
@@ -162,6 +156,7 @@ lv_obj_t* make_caption(lv_obj_t* parent, const char* text) {
 void make_field(lv_obj_t* parent, int i, const char* tag, int32_t entry_w, int32_t entry_h, int32_t gap) {
     const FieldLayout& field = FIELDS[i];
     const PanelEntry entry = static_cast<PanelEntry>(i);
+    const PanelFieldLimits& limits = panel_field_limits(entry);
     const int row = panel_entry_row(entry);
 
     lv_obj_t* ta = lv_textarea_create(parent);
@@ -169,7 +164,7 @@ void make_field(lv_obj_t* parent, int i, const char* tag, int32_t entry_w, int32
     char text[16];
     snprintf(text, sizeof text, "%d", static_cast<int>(params_state().defaultValues[row]));
     lv_textarea_set_text(ta, text);
-    lv_textarea_set_max_length(ta, field.max_chars);
+    lv_textarea_set_max_length(ta, limits.max_chars);
     lv_obj_remove_flag(ta, LV_OBJ_FLAG_SCROLLABLE);
     lv_obj_set_style_pad_top(ta, 6, 0);
     lv_obj_set_style_pad_bottom(ta, 6, 0);
@@ -181,7 +176,7 @@ void make_field(lv_obj_t* parent, int i, const char* tag, int32_t entry_w, int32
     lv_obj_align_to(ta, g_panel.captions[i], LV_ALIGN_OUT_RIGHT_MID, gap, 0);
     if (ui_input_group != nullptr) lv_group_add_obj(ui_input_group, ta);
     lv_obj_add_event_cb(
-        ta, field.check == CheckKind::Pulse ? param_field_pulse_check_event_cb : param_field_range_check_event_cb,
+        ta, limits.check == PanelEntryCheck::Pulse ? param_field_pulse_check_event_cb : param_field_range_check_event_cb,
         LV_EVENT_VALUE_CHANGED, nullptr);
 
     lv_obj_t* hint = lv_label_create(parent);
@@ -253,9 +248,9 @@ int32_t working_value(int32_t row);
  * and pulse entries) and shows the range in an error box. Returns true when the text stands. */
 bool check_text(lv_obj_t* ta, const char* text) {
     if (text == nullptr || text[0] == '\0') return true;
-    const FieldLayout* field = nullptr;
+    const PanelFieldLimits* field = nullptr;
     for (int i = 0; i < PANEL_ENTRY_COUNT; ++i)
-        if (g_panel.entries[i] == ta) field = &FIELDS[i];
+        if (g_panel.entries[i] == ta) field = &panel_field_limits(static_cast<PanelEntry>(i));
     int32_t min, max;
     if (field == nullptr || !field_range(ta, &min, &max)) return true;
     const int32_t value = params_parse_int(text, nullptr);
@@ -263,7 +258,7 @@ bool check_text(lv_obj_t* ta, const char* text) {
     const ParamWidgetMapEntry* found = param_widget_map_find(ta);
     if (found == nullptr || found->row < 0 || found->row >= PARAM_COUNT) return true;
 
-    const int32_t restore = field->check == CheckKind::Pulse ? working_value(found->row) : default_shown(found->row);
+    const int32_t restore = field->check == PanelEntryCheck::Pulse ? working_value(found->row) : default_shown(found->row);
     char restored[16];
     snprintf(restored, sizeof restored, "%d", static_cast<int>(restore));
     g_panel.checking = true; /* writing the field raises value-changed again */
@@ -371,8 +366,9 @@ bool param_field_range(const lv_obj_t* obj, int32_t* min, int32_t* max) {
     if (obj == nullptr) return false;
     for (int i = 0; i < PANEL_ENTRY_COUNT; ++i) {
         if (g_panel.entries[i] != obj) continue;
-        if (min != nullptr) *min = FIELDS[i].min;
-        if (max != nullptr) *max = FIELDS[i].max;
+        const PanelFieldLimits& limits = panel_field_limits(static_cast<PanelEntry>(i));
+        if (min != nullptr) *min = limits.min;
+        if (max != nullptr) *max = limits.max;
         return true;
     }
     return false;

@@ -151,6 +151,16 @@ void answer(ServoModel& m, std::vector<uint8_t> bytes, AnswerKind kind, uint64_t
         bytes[29] = block_checksum(bytes.data(), 29); /* the frame stays well-formed apart from byte 1 */
         append_note(o.note, "info-0x80");
     }
+    if ((kind == AnswerKind::Block || kind == AnswerKind::Register) && fault_active(m, FAULT_VALUE)) {
+        fault_consume(m, FAULT_VALUE);
+        /* The first value: Gain in a block, DATA0's low byte in a register reply. */
+        const size_t at = kind == AnswerKind::Block ? 2 : 5;
+        ++bytes[at];
+        const size_t last = bytes.size() - 1;
+        bytes[last] =
+            kind == AnswerKind::Block ? block_checksum(bytes.data(), last) : register_checksum(bytes.data(), last);
+        append_note(o.note, "value");
+    }
     if (kind != AnswerKind::Plain && fault_active(m, FAULT_CHECKSUM)) {
         fault_consume(m, FAULT_CHECKSUM);
         ++bytes.back(); /* for block frames this is the plain sum, the likeliest slip */
@@ -433,7 +443,8 @@ uint64_t model_partial_deadline(const ServoModel& m) {
 }
 
 const char* fault_name(int kind) {
-    static const char* const names[FAULT_KIND_COUNT] = {"checksum", "silent", "late", "garbage", "info-0x80"};
+    static const char* const names[FAULT_KIND_COUNT] = {"checksum", "silent",    "late",
+                                                         "garbage",  "info-0x80", "value"};
     return kind >= 0 && kind < FAULT_KIND_COUNT ? names[kind] : "?";
 }
 

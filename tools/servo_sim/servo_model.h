@@ -20,7 +20,15 @@ namespace servo_sim {
 
 enum class Family { Block, Register };
 
-enum FaultKind { FAULT_CHECKSUM, FAULT_SILENT, FAULT_LATE, FAULT_GARBAGE, FAULT_INFO_0X80, FAULT_KIND_COUNT };
+enum FaultKind {
+    FAULT_CHECKSUM,
+    FAULT_SILENT,
+    FAULT_LATE,
+    FAULT_GARBAGE,
+    FAULT_INFO_0X80,
+    FAULT_VALUE, /* a parameter answer carries one value one too high, its checksum right */
+    FAULT_KIND_COUNT
+};
 
 /* How many further answers a fault applies to. */
 constexpr int FAULT_OFF = 0;
@@ -29,7 +37,7 @@ constexpr int FAULT_ALWAYS = -1;
 struct SimOptions {
     Family family = Family::Block;
     bool echo = true; /* write every received byte straight back, as a one-wire adapter does */
-    int faults[FAULT_KIND_COUNT] = {FAULT_OFF, FAULT_OFF, FAULT_OFF, FAULT_OFF, FAULT_OFF};
+    int faults[FAULT_KIND_COUNT] = {FAULT_OFF, FAULT_OFF, FAULT_OFF, FAULT_OFF, FAULT_OFF, FAULT_OFF};
     uint32_t late_ms = 300;  /* delay of an answer under the "late" fault */
     uint8_t info_ack = 0x01; /* the one byte that answers an information write */
 };

@@ -69,6 +69,8 @@ const char kUsage[] = "Usage: servo_sim [--family block|register] [--device PATH
                       "                        late       answer after --late-ms\n"
                       "                        garbage    the bytes 5A C3 17 6D F0 ahead of the answer\n"
                       "                        info-0x80  information reply with byte 1 = 0x80 (checksum right)\n"
+                      "                        value      parameter reply with its first value one too high\n"
+                      "                                   (block: Gain; register: DATA0), checksum right\n"
                       "  --late-ms N         delay of the late fault in milliseconds (default 300)\n"
                       "  --info-ack HEX      byte that answers an information write (default 01)\n"
                       "  --log FILE          append one line per received frame or stray bytes (RX ...), per\n"
@@ -237,7 +239,7 @@ int parse_options(int argc, char** argv, Options& o) {
         case OPT_FAULT:
             if (!fault_parse(optarg, o.sim)) {
                 fprintf(stderr,
-                        "servo_sim: unknown fault '%s' (checksum, silent, late, garbage, info-0x80; "
+                        "servo_sim: unknown fault '%s' (checksum, silent, late, garbage, info-0x80, value; "
                         "optionally :N)\n",
                         optarg);
                 return 2;

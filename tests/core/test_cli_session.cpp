@@ -1,0 +1,132 @@
+/* servo_cli's loop and verify: its timers keep the window's pacing under a hand-driven clock and
+ * hold a request for the last reply no longer than allowed; a comparison names each differing
+ * field as the panel or the parameter table does, in the panel's units. */
+#include "cli/cli_servo.h"
+#include "cli/cli_session.h"
+#include "common/clock.h"
+#include "common/debug_log.h"
+#include "common/lang.h"
+#include "common/platform.h"
+
+#include <gtest/gtest.h>
+
+void fake_panel_fill_port(ScreenPort& port);
+void fake_port_panel_fill_port(ScreenPort& port);
+void fake_info_fields_fill_port(ScreenPort& port);
+void fake_prompt_fill_port(ScreenPort& port);
+void fake_protocol_timers_fill_port(ScreenPort& port);
+void fake_platform_message_box(const char* text, const char* caption, MsgBoxIcon icon);
+bool fake_platform_post_serial_rx();
+void fake_platform_post_quit(int code);
+const char* fake_platform_user_language();
+bool fake_file_dialog_open_txt(char* out, size_t cap);
+bool fake_file_dialog_save_txt(char* out, size_t cap, bool overwrite_prompt);
+
+namespace {
+
+uint64_t g_now = 0;
+uint64_t hand_clock() {
+    return g_now;
+}
+std::vector<uint64_t> g_runs;
+void record_run(protocol_timer_t) {
+    g_runs.push_back(g_now);
+}
+bool g_reply_in = false;
+bool reply_in() {
+    return g_reply_in;
+}
+
+/* Back to the recording screen and platform the other core tests run with. */
+void reinstall_fakes() {
+    ScreenPort screen = {};
+    fake_panel_fill_port(screen);
+    fake_port_panel_fill_port(screen);
+    fake_info_fields_fill_port(screen);
+    fake_prompt_fill_port(screen);
+    fake_protocol_timers_fill_port(screen);
+    screen_port_set(&screen);
+    PlatformPort platform = {fake_platform_message_box, fake_platform_post_serial_rx, fake_platform_post_quit,
+                             fake_platform_user_language, fake_file_dialog_open_txt, fake_file_dialog_save_txt};
+    platform_port_set(&platform);
+}
+
+class CliSessionTest : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        g_now = 1000;
+        g_runs.clear();
+        g_reply_in = false;
+        clock_set_source(hand_clock);
+        session_start(false);
+    }
+    void TearDown() override {
+        session_timers_clear();
+        session_set_timer_gate(nullptr, 0);
+        clock_set_source(nullptr);
+        dbg_log_set_sink(nullptr);
+        reinstall_fakes();
+        lang_reset();
+    }
+    static void turn_at(uint64_t t) {
+        g_now = t;
+        session_pump(0);
+    }
+};
+
+TEST_F(CliSessionTest, a_timer_runs_on_the_next_turn_then_every_period_and_once_after_a_stall) {
+    protocol_timer_start(50, record_run);
+    for (uint64_t t : {1000, 1049, 1050, 1100, 1260, 1261, 1310})
+        turn_at(t);
+    /* 1260: three periods late, one run (no burst of frames), and the period counts from there. */
+    EXPECT_EQ(g_runs, (std::vector<uint64_t>{1000, 1050, 1100, 1260, 1310}));
+}
+
+TEST_F(CliSessionTest, a_held_timer_runs_once_the_reply_is_in_or_its_hold_is_over) {
+    session_set_timer_gate(reply_in, 40);
+    protocol_timer_start(10, record_run);
+    turn_at(1000);
+    turn_at(1039);
+    EXPECT_TRUE(g_runs.empty());
+    turn_at(1040); /* held 40 ms: goes as it would have */
+    g_reply_in = true;
+    turn_at(1050);
+    g_reply_in = false;
+    turn_at(1060);
+    g_reply_in = true;
+    turn_at(1065);
+    EXPECT_EQ(g_runs, (std::vector<uint64_t>{1040, 1050, 1065}));
+}
+
+TEST(CliCompareTest, a_block_difference_is_named_by_the_panel_or_the_table_in_the_panels_units) {
+    ServoImage meant, read;
+    meant.family = read.family = Family::Block;
+    read.block[14] = 5;    /* StallTime1, stored in 100 ms */
+    read.block[15] = 0x01; /* the unnamed low nibble, row 9 */
+    read.block[19] = 0x10; /* Deadband2, kept but compared */
+    read.block[27] = 0x10; /* ArmDir: the direction box */
+    const std::vector<FieldDiff> diffs = servo_compare(meant, read);
+    ASSERT_EQ(diffs.size(), 4u);
+    const std::vector<std::string> names = {diffs[0].field, diffs[1].field, diffs[2].field, diffs[3].field};
+    EXPECT_EQ(names, (std::vector<std::string>{"Time1", "NULL[9]", "Deadband2", "Inversion"}));
+    EXPECT_EQ(diffs[0].read, 500);
+    EXPECT_EQ(diffs[2].read, 1);
+}
+
+TEST(CliCompareTest, register_values_go_by_their_file_keys_and_another_family_is_one_field) {
+    ServoImage meant, read;
+    meant.family = read.family = Family::Register;
+    meant.words[REG_OD] = 80;
+    read.words[REG_OD] = 81; /* shows as 1 either way: only the wire value tells */
+    read.words[REG_RS] = 2;
+    const std::vector<FieldDiff> diffs = servo_compare(meant, read);
+    ASSERT_EQ(diffs.size(), 2u);
+    EXPECT_EQ(diffs[0].field, "OD");
+    EXPECT_EQ(diffs[0].read, 81);
+    EXPECT_EQ(diffs[1].field, "RS");
+    read.family = Family::Block;
+    ASSERT_EQ(servo_compare(meant, read).size(), 1u);
+    EXPECT_EQ(servo_compare(meant, read)[0].field, "family");
+}
+
+} // namespace
