@@ -3,7 +3,6 @@
 #include "common/clock.h"
 #include "serial/Serial.h"
 #include "serial/discovery_win32.h"
-#include "tests/fakes/common/log_capture.h"
 
 #include <gtest/gtest.h>
 
@@ -72,7 +71,6 @@ class WinDiscovery : public ::testing::Test {
     }
     static std::vector<std::string> names() { return std::vector<std::string>(portNames, portNames + portCount); }
 
-    LogCapture log;
 };
 
 } // namespace

@@ -5,7 +5,6 @@
 #include "serial/port.h"
 #include "serial/rx_ring.h"
 #include "tests/fakes/common/fake_platform.h"
-#include "tests/fakes/common/log_capture.h"
 #include "tests/support/files.h"
 
 #include <windows.h>
@@ -30,7 +29,6 @@ class WinPort : public ::testing::Test {
     }
 
     TempDir dir;
-    LogCapture log;
 };
 
 } // namespace
