@@ -210,8 +210,8 @@ void servo_fresh_start() {
 std::vector<std::string> servo_discover_ports() {
     discover_ports();
     std::vector<std::string> ports;
-    for (int i = 0; i < portCount; ++i)
-        ports.push_back(portNames[i]);
+    for (int i = 0; i < serial_port_table().portCount; ++i)
+        ports.push_back(serial_port_table().portNames[i]);
     return ports;
 }
 
@@ -221,7 +221,7 @@ void servo_hot_plug_check() {
 
 std::string servo_port_name() {
     const int i = port_list_selected();
-    return serial_ports_state().isSerialOpen == 1 && i >= 0 && i < portCount ? portNames[i] : "";
+    return serial_ports_state().isSerialOpen == 1 && i >= 0 && i < serial_port_table().portCount ? serial_port_table().portNames[i] : "";
 }
 
 Outcome servo_open(const char* path) {

@@ -270,10 +270,7 @@ void session_pump(uint32_t max_wait_ms) {
      * the parser before the next register request goes out (it enters the echo table, and the
      * reply's first byte would then pass for that request's echo), however late the notifier
      * thread runs on a busy machine. */
-    if (port_handle_valid(g_io_handle)) {
-        SerialHandle();
-        rx_ring_drain(count_and_parse);
-    }
+    rx_take_received(count_and_parse);
     run_timers();
 }
 

@@ -7,7 +7,6 @@
 #include "params/panel_fields.h"
 #include "params/param_values.h"
 #include "common/screen_port.h"
-#include "serial/comHandle.h"
 #include "serial/rx_ring.h"
 
 #include <cstdio>
@@ -277,8 +276,7 @@ void field_text(char* out, size_t cap, const uint8_t* bytes, size_t n, bool stop
 void protocol_reset() { g_protocol = ProtocolState{}; }
 
 void protocol_take_received() {
-    if (port_handle_valid(g_io_handle)) SerialHandle();
-    rx_ring_drain(process_servo_info_data);
+    rx_take_received(process_servo_info_data);
 }
 
 void protocol_drop_echo() { disarm_echo(); }

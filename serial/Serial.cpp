@@ -1,4 +1,5 @@
 #include "serial/Serial.h"
+#include "serial/serial_link.h"
 
 #include "common/clock.h"
 #include "common/debug_log.h"
@@ -9,8 +10,13 @@
 
 #include <cstring>
 
-char portNames[MAX_PORTS][PORT_NAME_SIZE];
-int portCount = 0;
+namespace {
+PortTable g_port_table;
+} // namespace
+
+const PortTable& serial_port_table() { return g_port_table; }
+
+PortTable& serial_port_table_mut() { return g_port_table; }
 
 namespace {
 
@@ -45,7 +51,7 @@ void close_notice(prompt_box_t* notice) {
 void handle_plug_in() {
     if (g_ports.d_cnt > 0) dbg_log("WM_TIME: d_cnt: %d\n", g_ports.d_cnt);
     g_ports.noDeviceFlag = 0;
-    dbg_log("File:Serial: updateSerialPortList(); Open: %d\n", openErrorShown);
+    dbg_log("File:Serial: updateSerialPortList(); Open: %d\n", serial_link().openErrorShown);
     updateddListWithoutOpen();
     dbg_log("updateSerialPortList(): before: isSerialOpen: %d\n", g_ports.isSerialOpen);
 
@@ -55,11 +61,11 @@ void handle_plug_in() {
         g_ports.noDeviceFlag = 1;
     } else if (g_ports.isSerialOpen == 0) {
         if (open_port(port_list_selected())) {
-            openErrorShown = 0;
+            serial_link().openErrorShown = 0;
             dbg_log("[Debug] updateSerialPortList():after: isSerialOpen: %d\n", g_ports.isSerialOpen);
             dbg_log("[Success] updateSerialPortList():Open_Device successfully!\n");
         } else {
-            openErrorShown = 0; /* the next failed attempt shows the box again */
+            serial_link().openErrorShown = 0; /* the next failed attempt shows the box again */
             dbg_log("updateSerialPortList(): 打开串口失败\n");
         }
     } else {
@@ -111,7 +117,7 @@ void handle_count_decrease(int newPortnumber) {
 
 int discover_ports() {
     g_ports.autoPortIndex = -1;
-    portCount = 0;
+    serial_port_table_mut().portCount = 0;
     if (enumerate_com_ports() == 0) return 0;
     g_ports.autoPortIndex = 0; /* every listed port is a USB adapter's */
     return 1;
@@ -126,13 +132,13 @@ void updateddListWithoutOpen() {
     char options[PORT_OPTIONS_SIZE];
     size_t len = 0;
     options[0] = '\0';
-    for (int i = 0; i < portCount; ++i) {
-        const size_t name_len = strlen(portNames[i]);
+    for (int i = 0; i < serial_port_table_mut().portCount; ++i) {
+        const size_t name_len = strlen(serial_port_table_mut().portNames[i]);
         if (len + name_len + 1 >= sizeof options) {
-            dbg_log("[warning]updateddListWithoutOpen() list full, %d of %d ports shown\n", i, portCount);
+            dbg_log("[warning]updateddListWithoutOpen() list full, %d of %d ports shown\n", i, serial_port_table_mut().portCount);
             break;
         }
-        memcpy(options + len, portNames[i], name_len);
+        memcpy(options + len, serial_port_table_mut().portNames[i], name_len);
         len += name_len;
         options[len++] = '\n';
         options[len] = '\0';
@@ -140,9 +146,9 @@ void updateddListWithoutOpen() {
     port_list_set_options(options);
 
     int selection = 0;
-    if (remembered[0] != '\0' && portCount >= 1) {
-        for (int i = 0; i < portCount; ++i) {
-            if (strstr(portNames[i], remembered) != nullptr) {
+    if (remembered[0] != '\0' && serial_port_table_mut().portCount >= 1) {
+        for (int i = 0; i < serial_port_table_mut().portCount; ++i) {
+            if (strstr(serial_port_table_mut().portNames[i], remembered) != nullptr) {
                 selection = i;
                 break;
             }
@@ -151,7 +157,7 @@ void updateddListWithoutOpen() {
     if (port_list_selected() != selection) port_list_select(selection);
 
     dbg_log("[debug]updateddListWithoutOpen() Current number of ports: %d\n", g_ports.autoPortIndex);
-    if (portCount == 0) {
+    if (serial_port_table_mut().portCount == 0) {
         dbg_log("[debug]updateddListWithoutOpen() len: %d\n", 0);
         port_list_set_options(" "); /* never an empty drop-down */
     }
@@ -159,7 +165,7 @@ void updateddListWithoutOpen() {
 }
 
 void hot_plug_check() {
-    const int newPortnumber = portCount;
+    const int newPortnumber = serial_port_table_mut().portCount;
     const int autoPortIndexBefore = g_ports.autoPortIndex;
 
     discover_ports();
@@ -219,12 +225,12 @@ void port_button_click() {
 }
 
 void serial_ports_reset() {
-    memset(portNames, 0, sizeof portNames);
-    portCount = 0;
+    memset(serial_port_table_mut().portNames, 0, sizeof serial_port_table_mut().portNames);
+    serial_port_table_mut().portCount = 0;
     discovery_invalidate(); /* the kept scan's names were just cleared */
     g_ports = SerialPortsState{};
-    openErrorShown = 0;
-    g_serial_sending = 0;
+    serial_link().openErrorShown = 0;
+    serial_link().g_serial_sending = 0;
 }
 
 const SerialPortsState& serial_ports_state() { return g_ports; }

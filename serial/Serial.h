@@ -6,7 +6,7 @@
  * it opens the selected port about 100 ms after an adapter is plugged in, closes the port and
  * tells the user when the last adapter is pulled, and rebuilds the list (reopening the first
  * port if one was open) when the number of adapters changes. The port button opens and closes
- * the port by hand. What these show goes through serial/port_panel.h. UI thread only.
+ * the port by hand. What these show goes through the screen port. UI thread only.
  */
 #pragma once
 
@@ -20,10 +20,15 @@ constexpr int PORT_OPTIONS_SIZE = 2048;      /* the drop-down's option text */
 constexpr int PORT_SELECTED_TEXT_SIZE = 256; /* the remembered selection */
 constexpr uint32_t PLUG_DEBOUNCE_MS = 100;
 
-/* Names of the present USB serial ports ("/dev/ttyUSB0", "COM3"), entry i for port i. */
-extern char portNames[MAX_PORTS][PORT_NAME_SIZE];
-/* Number of valid entries of portNames (the hot-plug log calls it newPortnumber). */
-extern int portCount;
+/* The present USB serial ports as discovery last found them. Discovery writes it
+ * (serial/discovery.h); everything else reads it through serial_port_table(). */
+struct PortTable {
+    char portNames[MAX_PORTS][PORT_NAME_SIZE] = {}; /* "/dev/ttyUSB0", "COM3": entry i for port i */
+    int portCount = 0;                              /* valid entries (the hot-plug log calls it newPortnumber) */
+};
+
+/* The port table, read-only. */
+const PortTable& serial_port_table();
 /* The port list's and the hot-plug monitor's state, under the names the program has always used.
  * Other modules read it through serial_ports_state(). */
 struct SerialPortsState {

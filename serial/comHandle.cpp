@@ -1,19 +1,24 @@
 #include "serial/comHandle.h"
+#include "serial/serial_link.h"
 
 #include "common/clock.h"
 #include "common/debug_log.h"
 #include "common/platform.h"
 #include "common/text_format.h"
 #include "serial/Serial.h"
+#include "serial/discovery.h"
 #include "serial/rx_ring.h"
 
 #include <cstdio>
 #include <system_error>
 
-cCommunication g_comm;
-std::atomic<port_handle_t> g_io_handle{PORT_HANDLE_NONE};
-int g_serial_sending = 0;
-int openErrorShown = 0;
+namespace {
+SerialLinkState g_link; /* the port object's destructor stops the notifier at the process end */
+} // namespace
+
+SerialLinkState& serial_link() { return g_link; }
+
+const SerialLinkState& serial_link_state() { return g_link; }
 
 namespace {
 
@@ -63,29 +68,29 @@ void log_write_dump(const uint8_t* bytes, int length) {
 cCommunication::~cCommunication() { SerialStopNotifier(); }
 
 void SerialStopNotifier() {
-    g_comm.threadRunning = 0;
-    port_wake_rx_wait(g_io_handle); /* its wait has no time limit */
-    if (g_comm.hThreadEvent != nullptr && g_comm.hThreadEvent != THREAD_HANDLE_ALL_ONES) {
-        stop_notifier(g_comm.hThreadEvent);
-        g_comm.hThreadEvent = nullptr;
+    serial_link().g_comm.threadRunning = 0;
+    port_wake_rx_wait(serial_link().g_io_handle); /* its wait has no time limit */
+    if (serial_link().g_comm.hThreadEvent != nullptr && serial_link().g_comm.hThreadEvent != THREAD_HANDLE_ALL_ONES) {
+        stop_notifier(serial_link().g_comm.hThreadEvent);
+        serial_link().g_comm.hThreadEvent = nullptr;
     }
 }
 
 int OpenDevice(int index) {
-    if (index < 0 || index >= portCount) return 0;
-    const port_handle_t h = SerialOpen(portNames[index]);
+    if (index < 0 || index >= serial_port_table_mut().portCount) return 0;
+    const port_handle_t h = SerialOpen(serial_port_table_mut().portNames[index]);
     if (h != PORT_HANDLE_NONE) {
-        g_io_handle = h;
+        serial_link().g_io_handle = h;
         dbg_log("[Success] File: comHandle: OpenDevice(): Open Device successfully!\n");
         return 1;
     }
     serial_ports_forget_default();
-    g_io_handle = PORT_HANDLE_INVALID;
+    serial_link().g_io_handle = PORT_HANDLE_INVALID;
     return 0;
 }
 
 port_handle_t SerialOpen(const char* name) {
-    if (g_comm.hThreadEvent != nullptr || port_handle_valid(g_comm.hCom)) {
+    if (serial_link().g_comm.hThreadEvent != nullptr || port_handle_valid(serial_link().g_comm.hCom)) {
         /* Callers close before they open; never leave a second notifier thread behind. */
         dbg_log("[warning] SerialOpen: a port is still open, closing it first\n");
         SerialClose();
@@ -93,14 +98,14 @@ port_handle_t SerialOpen(const char* name) {
     int error = 0;
     const port_handle_t h = port_open(name, &error);
     if (h == PORT_HANDLE_INVALID) {
-        if (openErrorShown == 0) {
-            openErrorShown = 1;
+        if (serial_link().openErrorShown == 0) {
+            serial_link().openErrorShown = 1;
             platform_message_box("Can't Open This Comport", "Seiral Open Error", MsgBoxIcon::Exclamation);
         }
         dbg_log("[warning] hCom Failed: %p\n", as_ptr(h));
         return PORT_HANDLE_NONE;
     }
-    g_comm.hCom = h;
+    serial_link().g_comm.hCom = h;
     dbg_log("[SerialOpen] Opened hCom: %p\n", as_ptr(h));
 
     const PortLineSettings settings = {SERIAL_BAUD,          SERIAL_DATA_BITS,     SERIAL_STOP_BITS,      true,
@@ -112,17 +117,17 @@ port_handle_t SerialOpen(const char* name) {
 
     /* The notifier reads the I/O handle, so it is set before the thread starts; OpenDevice sets
      * it again. */
-    g_io_handle = h;
-    g_comm.threadRunning = 1;
-    g_comm.hThreadEvent = start_notifier();
-    if (g_comm.hThreadEvent == THREAD_HANDLE_ALL_ONES)
+    serial_link().g_io_handle = h;
+    serial_link().g_comm.threadRunning = 1;
+    serial_link().g_comm.hThreadEvent = start_notifier();
+    if (serial_link().g_comm.hThreadEvent == THREAD_HANDLE_ALL_ONES)
         platform_message_box("Build Thread Fail", "Error", MsgBoxIcon::Exclamation);
 
-    dbg_log("[SerialOpen] Opened hThreadEvent: %p\n", static_cast<void*>(g_comm.hThreadEvent));
-    dbg_log("[Information]Exiting SerialOpen, hThreadEvent: %p, hCom: %p\n", static_cast<void*>(g_comm.hThreadEvent),
-            as_ptr(g_comm.hCom));
-    g_comm.threadRunning = 1;
-    return g_comm.hCom;
+    dbg_log("[SerialOpen] Opened hThreadEvent: %p\n", static_cast<void*>(serial_link().g_comm.hThreadEvent));
+    dbg_log("[Information]Exiting SerialOpen, hThreadEvent: %p, hCom: %p\n", static_cast<void*>(serial_link().g_comm.hThreadEvent),
+            as_ptr(serial_link().g_comm.hCom));
+    serial_link().g_comm.threadRunning = 1;
+    return serial_link().g_comm.hCom;
 }
 
 int SerialWrite(const uint8_t* bytes, int length) {
@@ -132,21 +137,21 @@ int SerialWrite(const uint8_t* bytes, int length) {
     }
     log_write_dump(bytes, length);
 
-    if (g_serial_sending != 0) {
+    if (serial_link().g_serial_sending != 0) {
         int retries = 0;
-        while (g_serial_sending != 0 && retries < SERIAL_BUSY_RETRIES) {
+        while (serial_link().g_serial_sending != 0 && retries < SERIAL_BUSY_RETRIES) {
             clock_sleep_ms(SERIAL_BUSY_RETRY_MS);
             ++retries;
         }
-        if (g_serial_sending != 0) {
+        if (serial_link().g_serial_sending != 0) {
             dbg_log("[Warning] SerialWrite: Port busy after %d retries\n", retries);
             return -7;
         }
     }
-    const port_handle_t h = g_io_handle;
+    const port_handle_t h = serial_link().g_io_handle;
     if (!port_handle_valid(h)) return -1;
 
-    g_serial_sending = 1;
+    serial_link().g_serial_sending = 1;
     const uint32_t n = static_cast<uint32_t>(length);
     const PortIoResult r = port_write(h, bytes, n, SERIAL_WRITE_TIMEOUT_MS);
     int result = 0;
@@ -157,7 +162,7 @@ int SerialWrite(const uint8_t* bytes, int length) {
             result = -6;
         } else {
             dbg_log("\n[Success] SerialWrite: Complete write, expected=%d, actual=%u, g_serial_sending=%d\n", length,
-                    r.count, g_serial_sending);
+                    r.count, serial_link().g_serial_sending);
             result = static_cast<int>(r.count);
         }
         break;
@@ -183,32 +188,32 @@ int SerialWrite(const uint8_t* bytes, int length) {
         result = -4;
         break;
     }
-    g_serial_sending = 0;
+    serial_link().g_serial_sending = 0;
     return result;
 }
 
 void SerialClose() {
-    dbg_log("[SerialClose] Entering SerialClose, hThreadEvent: %p, hCom: %p\n", static_cast<void*>(g_comm.hThreadEvent),
-            as_ptr(g_comm.hCom));
-    g_comm.threadRunning = 0;
-    port_wake_rx_wait(g_io_handle); /* the notifier's wait has no time limit */
-    if (g_comm.hThreadEvent != nullptr && g_comm.hThreadEvent != THREAD_HANDLE_ALL_ONES) {
-        const int error = stop_notifier(g_comm.hThreadEvent);
+    dbg_log("[SerialClose] Entering SerialClose, hThreadEvent: %p, hCom: %p\n", static_cast<void*>(serial_link().g_comm.hThreadEvent),
+            as_ptr(serial_link().g_comm.hCom));
+    serial_link().g_comm.threadRunning = 0;
+    port_wake_rx_wait(serial_link().g_io_handle); /* the notifier's wait has no time limit */
+    if (serial_link().g_comm.hThreadEvent != nullptr && serial_link().g_comm.hThreadEvent != THREAD_HANDLE_ALL_ONES) {
+        const int error = stop_notifier(serial_link().g_comm.hThreadEvent);
         if (error == 0)
-            dbg_log("[SerialClose] Closed hThreadEvent: %p\n", static_cast<void*>(g_comm.hThreadEvent));
+            dbg_log("[SerialClose] Closed hThreadEvent: %p\n", static_cast<void*>(serial_link().g_comm.hThreadEvent));
         else
-            dbg_log("[Error] Failed to close hThreadEvent: %p, Error: %d\n", static_cast<void*>(g_comm.hThreadEvent),
+            dbg_log("[Error] Failed to close hThreadEvent: %p, Error: %d\n", static_cast<void*>(serial_link().g_comm.hThreadEvent),
                     error);
-        g_comm.hThreadEvent = nullptr;
+        serial_link().g_comm.hThreadEvent = nullptr;
     }
     clock_sleep_ms(SERIAL_CLOSE_PAUSE_MS);
-    if (g_comm.hCom != PORT_HANDLE_INVALID) {
+    if (serial_link().g_comm.hCom != PORT_HANDLE_INVALID) {
         int error = 0;
-        if (port_close(g_comm.hCom, &error) == 0)
-            dbg_log("[SerialClose] Closed hCom: %p\n", as_ptr(g_comm.hCom));
+        if (port_close(serial_link().g_comm.hCom, &error) == 0)
+            dbg_log("[SerialClose] Closed hCom: %p\n", as_ptr(serial_link().g_comm.hCom));
         else
-            dbg_log("[Error] Failed to close hCom: %p, Error: %d\n", as_ptr(g_comm.hCom), error);
-        g_comm.hCom = PORT_HANDLE_INVALID;
+            dbg_log("[Error] Failed to close hCom: %p, Error: %d\n", as_ptr(serial_link().g_comm.hCom), error);
+        serial_link().g_comm.hCom = PORT_HANDLE_INVALID;
     }
     clock_sleep_ms(SERIAL_CLOSE_PAUSE_MS);
     dbg_log("[SerialClose] Exiting SerialClose\n");
@@ -216,7 +221,7 @@ void SerialClose() {
 }
 
 void ResetComState() {
-    g_io_handle = PORT_HANDLE_INVALID;
+    serial_link().g_io_handle = PORT_HANDLE_INVALID;
     rx_ring_reset();
     dbg_log("[Information] Exiting ResetComState()\n");
 }

@@ -34,21 +34,23 @@ public:
     port_handle_t hCom = PORT_HANDLE_NONE; /* the open port; PORT_HANDLE_INVALID once closed */
 };
 
-/* The one port object. */
-extern cCommunication g_comm;
 
 /* Stops the notifier thread and leaves the port open, as the port object's destructor does; for
  * the program's end, before the window system it posts to goes away. */
 void SerialStopNotifier();
 
-/* Copy of hCom used by every read, write and receive wait (the notifier thread reads it). */
-extern std::atomic<port_handle_t> g_io_handle;
+/* The serial link's state under the names the program uses. The serial link's own files change
+ * it (serial/serial_link.h); everything else reads it through serial_link_state(). */
+struct SerialLinkState {
+    cCommunication g_comm; /* the one port object */
+    /* Copy of hCom used by every read, write and receive wait (the notifier thread reads it). */
+    std::atomic<port_handle_t> g_io_handle{PORT_HANDLE_NONE};
+    int g_serial_sending = 0; /* 1 while SerialWrite has a write outstanding (no re-entry) */
+    int openErrorShown = 0;   /* 1 once "Can't Open This Comport" was shown; the hot-plug monitor clears it */
+};
 
-/* 1 while SerialWrite has a write outstanding (guards against re-entry on the UI thread). */
-extern int g_serial_sending;
-
-/* 1 once the "Can't Open This Comport" box has been shown; the hot-plug monitor clears it. */
-extern int openErrorShown;
+/* The state, read-only. */
+const SerialLinkState& serial_link_state();
 
 /* Opens port `index` of the port table (serial/Serial.h). Returns 1 on success; 0 when the index
  * is out of range (nothing changed) or the open failed (autoPortIndex becomes -1). */

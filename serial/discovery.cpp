@@ -34,12 +34,12 @@ bool discovery_name_less(const std::string& a, const std::string& b) {
 
 int discovery_fill_port_table(std::vector<std::string>& names) {
     std::sort(names.begin(), names.end(), discovery_name_less);
-    portCount = 0;
+    serial_port_table_mut().portCount = 0;
     for (const std::string& name : names) {
-        if (portCount >= MAX_PORTS) break;
+        if (serial_port_table_mut().portCount >= MAX_PORTS) break;
         if (name.size() >= static_cast<size_t>(PORT_NAME_SIZE)) continue;
-        memcpy(portNames[portCount], name.c_str(), name.size() + 1);
-        ++portCount;
+        memcpy(serial_port_table_mut().portNames[serial_port_table_mut().portCount], name.c_str(), name.size() + 1);
+        ++serial_port_table_mut().portCount;
     }
-    return portCount >= 1 ? 1 : 0;
+    return serial_port_table_mut().portCount >= 1 ? 1 : 0;
 }

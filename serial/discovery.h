@@ -15,6 +15,11 @@
 
 constexpr uint32_t DISCOVERY_RESCAN_MS = 50; /* longest a kept scan is trusted without notification */
 
+#include "serial/Serial.h"
+
+/* The port table as discovery fills it (the serial link's own files only). */
+PortTable& serial_port_table_mut();
+
 /* Drops the kept scan: the next enumerate_com_ports scans again. */
 void discovery_invalidate();
 

@@ -13,6 +13,7 @@
  *    name belongs to one driver, so it cannot change bus without leaving the list first.
  */
 #include "serial/Serial.h"
+#include "serial/discovery.h"
 #include "serial/discovery_linux.h"
 
 #include "common/clock.h"
@@ -47,7 +48,7 @@ struct DiscoveryState {
     int notify_fd = -1;
     bool scanned = false;
     uint32_t last_scan_ms = 0;
-    int count = 0; /* portCount of the kept scan; portNames still hold its names */
+    int count = 0; /* portCount of the kept scan; the table still holds its names */
     UsbVerdicts usb_by_name; /* of the names listed by the last scan */
 };
 
@@ -96,7 +97,7 @@ bool is_usb_device(const std::string& sys_root, const char* name) {
 
 /* One scan into portNames/portCount; verdicts are taken from `known` and replaced by this scan's. */
 int scan_ports(const char* sys_root, const char* dev_root, UsbVerdicts& known) {
-    portCount = 0;
+    serial_port_table_mut().portCount = 0;
     if (sys_root == nullptr || dev_root == nullptr) return 0;
     DIR* dir = opendir(sys_root);
     if (dir == nullptr) {
@@ -136,13 +137,13 @@ int enumerate_com_ports() {
     const bool notified = watch_changed();
     if (!g_disc.scanned || notified || clock_elapsed32(now, g_disc.last_scan_ms) >= DISCOVERY_RESCAN_MS) {
         scan_ports(g_disc.sys_root.c_str(), g_disc.dev_root.c_str(), g_disc.usb_by_name);
-        g_disc.count = portCount;
+        g_disc.count = serial_port_table_mut().portCount;
         g_disc.scanned = true;
         g_disc.last_scan_ms = now;
     } else {
-        portCount = g_disc.count;
+        serial_port_table_mut().portCount = g_disc.count;
     }
-    return portCount >= 1 ? 1 : 0;
+    return serial_port_table_mut().portCount >= 1 ? 1 : 0;
 }
 
 void discovery_set_roots(const char* sys_root, const char* dev_root, bool watch) {

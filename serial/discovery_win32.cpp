@@ -10,6 +10,7 @@
  *    registration; the 50 ms rescan finds an adapter well within the plug-in debounce anyway.
  */
 #include "serial/Serial.h"
+#include "serial/discovery.h"
 #include "serial/discovery_win32.h"
 
 #include "common/clock.h"
@@ -94,7 +95,7 @@ struct DiscoveryState {
     ComDeviceSource source = SETUP_SOURCE;
     bool scanned = false;
     uint32_t last_scan_ms = 0;
-    int count = 0; /* portCount of the kept scan; portNames still hold its names */
+    int count = 0; /* portCount of the kept scan; the table still holds its names */
 };
 DiscoveryState g_disc;
 
@@ -107,7 +108,7 @@ bool names_usb_device(const wchar_t* text) {
 }
 
 int scan_ports() {
-    portCount = 0;
+    serial_port_table_mut().portCount = 0;
     const uint32_t error = g_disc.source.open();
     if (error != 0) {
         dbg_log("[ERROR] SetupDiGetClassDevs failed, error: %u\n", error);
@@ -137,13 +138,13 @@ int enumerate_com_ports() {
     const uint32_t now = clock_ms32();
     if (!g_disc.scanned || clock_elapsed32(now, g_disc.last_scan_ms) >= DISCOVERY_RESCAN_MS) {
         scan_ports();
-        g_disc.count = portCount;
+        g_disc.count = serial_port_table_mut().portCount;
         g_disc.scanned = true;
         g_disc.last_scan_ms = now;
     } else {
-        portCount = g_disc.count;
+        serial_port_table_mut().portCount = g_disc.count;
     }
-    return portCount >= 1 ? 1 : 0;
+    return serial_port_table_mut().portCount >= 1 ? 1 : 0;
 }
 
 void discovery_invalidate() { g_disc.scanned = false; }

@@ -1,4 +1,5 @@
 #include "serial/rx_ring.h"
+#include "serial/serial_link.h"
 
 #include "common/clock.h"
 #include "common/debug_log.h"
@@ -44,18 +45,18 @@ uint16_t ring_next(uint16_t i) { return i + 1 == RX_RING_SIZE ? 0 : static_cast<
  * thread, which waited for this answer, watches the port again. */
 int finish(int result) {
     rxNotifyPending = 0;
-    port_wake_rx_wait(g_io_handle);
+    port_wake_rx_wait(serial_link().g_io_handle);
     return result;
 }
 
 } // namespace
 
 void rx_notifier_run() {
-    while (g_comm.threadRunning != 0) {
+    while (serial_link().g_comm.threadRunning != 0) {
         /* While a wake-up is unanswered the port keeps reporting the same bytes: wait for the
          * answer (or the close) instead of watching it. */
-        if (port_wait_rx(g_io_handle, rxNotifyPending == 0) != 1) continue;
-        if (rxNotifyPending != 0 || g_comm.threadRunning == 0) continue;
+        if (port_wait_rx(serial_link().g_io_handle, rxNotifyPending == 0) != 1) continue;
+        if (rxNotifyPending != 0 || serial_link().g_comm.threadRunning == 0) continue;
         rxNotifyPending = 1;
         /* A wake-up that could not be posted would leave the flag set for good and stop
          * reception: clear it and try again shortly. */
@@ -67,14 +68,14 @@ void rx_notifier_run() {
 }
 
 int SerialHandle() {
-    const port_handle_t h = g_io_handle;
+    const port_handle_t h = serial_link().g_io_handle;
     uint32_t queued = 0;
     int error = 0;
     if (port_queued(h, &queued, &error) != 0) {
         dbg_log("[Error] SerialHandle: ClearCommError失败, 错误码=%d (%s)\n", error, query_error_text(error));
         return finish(-4);
     }
-    if (g_comm.threadRunning == 0) return 1; /* the flag stays set until the ring is reset */
+    if (serial_link().g_comm.threadRunning == 0) return 1; /* the flag stays set until the ring is reset */
     if (queued == 0) return finish(0);
     if (queued > sizeof rxChunk) queued = sizeof rxChunk; /* the rest wakes us again */
 
@@ -140,4 +141,9 @@ void rx_ring_reset() {
     rxWriteIndex = 0;
     rxNotifyPending = 0;
     memset(rxRing, 0, sizeof rxRing);
+}
+
+uint32_t rx_take_received(void (*consume)(uint8_t)) {
+    if (port_handle_valid(serial_link().g_io_handle)) SerialHandle();
+    return rx_ring_drain(consume);
 }

@@ -42,5 +42,9 @@ int SerialHandle();
  * gives each to consume in arrival order; a null consume discards them. Returns the byte count. */
 uint32_t rx_ring_drain(void (*consume)(uint8_t));
 
+/* Moves what the open port holds into the ring (SerialHandle; nothing when no port is open) and
+ * drains the ring into consume, in arrival order. Returns the byte count drained. */
+uint32_t rx_take_received(void (*consume)(uint8_t));
+
 /* Empties the ring: indices 0, pending flag 0, all bytes zeroed. */
 void rx_ring_reset();

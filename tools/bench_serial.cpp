@@ -77,7 +77,7 @@ void bench_check_cost() {
         hot_plug_check();
         check.push_back(us_since(t));
     }
-    printf("full scan of /sys/class/tty (%d USB ports): median %.1f us, p90 %.1f us\n", portCount,
+    printf("full scan of /sys/class/tty (%d USB ports): median %.1f us, p90 %.1f us\n", serial_port_table().portCount,
            percentile(scan, 0.5), percentile(scan, 0.9));
     printf("periodic rescan with kept verdicts:   median %.1f us, p90 %.1f us\n", percentile(rescan, 0.5),
            percentile(rescan, 0.9));

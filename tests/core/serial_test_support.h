@@ -116,7 +116,7 @@ inline int count_threads() {
 /* Bytes the open port's driver holds. */
 inline int queued_at_port() {
     int n = -1;
-    ioctl(static_cast<int>(g_io_handle.load()), FIONREAD, &n);
+    ioctl(static_cast<int>(serial_link_state().g_io_handle.load()), FIONREAD, &n);
     return n;
 }
 

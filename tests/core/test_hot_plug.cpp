@@ -36,7 +36,7 @@ class HotPlugTest : public ::testing::Test {
         discovery_set_roots(tree.sys().c_str(), tree.dev().c_str(), true);
     }
     void TearDown() override {
-        if (port_handle_valid(g_comm.hCom)) SerialClose();
+        if (port_handle_valid(serial_link_state().g_comm.hCom)) SerialClose();
         discovery_set_roots(nullptr, nullptr, true);
         clock_set_source(nullptr);
         lang_reset();
@@ -116,7 +116,7 @@ TEST_F(HotPlugTest, pulling_the_only_adapter_closes_the_port_and_tells_the_user_
     EXPECT_GE(ticks_until([] { return serial_ports_state().isSerialOpen == 0; }, 50), 0);
     run(100);
 
-    EXPECT_FALSE(port_handle_valid(g_comm.hCom));
+    EXPECT_FALSE(port_handle_valid(serial_link_state().g_comm.hCom));
     expect_panel(false, "#000000 Open Port#");
     EXPECT_EQ(fake_port_panel().options, " ");
     EXPECT_TRUE(fake_port_panel().lang_disabled);

@@ -27,7 +27,7 @@ class InfoTransactionTest : public ProtocolFixture {
     }
     void TearDown() override {
         clock_set_source(nullptr); /* SerialClose sleeps on the real clock */
-        if (port_handle_valid(g_comm.hCom)) SerialClose();
+        if (port_handle_valid(serial_link_state().g_comm.hCom)) SerialClose();
         ProtocolFixture::TearDown();
     }
     /* Everything the tool has written so far. */

@@ -21,7 +21,7 @@ class ParamTransactionTest : public ProtocolFixture {
         ASSERT_NE(SerialOpen(pty.path().c_str()), PORT_HANDLE_NONE);
     }
     void TearDown() override {
-        if (port_handle_valid(g_comm.hCom)) SerialClose();
+        if (port_handle_valid(serial_link_state().g_comm.hCom)) SerialClose();
         ProtocolFixture::TearDown();
     }
 

@@ -26,7 +26,7 @@ class PortDiscoveryTest : public ::testing::Test {
         discovery_set_roots(nullptr, nullptr, true);
         clock_set_source(nullptr);
     }
-    std::vector<std::string> names() const { return std::vector<std::string>(portNames, portNames + portCount); }
+    std::vector<std::string> names() const { return std::vector<std::string>(serial_port_table().portNames, serial_port_table().portNames + serial_port_table().portCount); }
 
     PortTree tree;
 };
@@ -69,7 +69,7 @@ TEST_F(PortDiscoveryTest, more_ports_than_the_list_text_holds_are_cut_not_overfl
     for (int i = 0; i < 80; ++i)
         tree.add("ttyUSB" + std::to_string(i), USB);
     EXPECT_EQ(discover_ports(), 1);
-    EXPECT_EQ(portCount, 80);
+    EXPECT_EQ(serial_port_table().portCount, 80);
     updateddListWithoutOpen();
     EXPECT_LT(fake_port_panel().options.size(), static_cast<size_t>(PORT_OPTIONS_SIZE));
     EXPECT_EQ(fake_port_panel().options.back(), '\n');

@@ -52,7 +52,7 @@ class ProtocolSimTest : public ProtocolFixture {
     }
     void TearDown() override {
         clock_set_source(nullptr);
-        if (port_handle_valid(g_comm.hCom)) SerialClose();
+        if (port_handle_valid(serial_link_state().g_comm.hCom)) SerialClose();
         if (sim_ > 0) {
             kill(sim_, SIGTERM);
             waitpid(sim_, nullptr, 0);

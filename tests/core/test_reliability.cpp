@@ -35,7 +35,7 @@ class ReliabilityTest : public ProtocolFixture {
     }
     void TearDown() override {
         clock_set_source(nullptr);
-        if (port_handle_valid(g_comm.hCom)) SerialClose();
+        if (port_handle_valid(serial_link_state().g_comm.hCom)) SerialClose();
         ProtocolFixture::TearDown();
     }
     static int errors_shown() {

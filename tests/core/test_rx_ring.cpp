@@ -32,7 +32,7 @@ class RxRingTest : public ::testing::Test {
         ASSERT_NE(SerialOpen(pty.path().c_str()), PORT_HANDLE_NONE);
     }
     void TearDown() override {
-        if (port_handle_valid(g_comm.hCom)) SerialClose();
+        if (port_handle_valid(serial_link_state().g_comm.hCom)) SerialClose();
     }
     static int posts() { return fake_platform().serial_rx_posts.load(); }
 

@@ -22,10 +22,10 @@ class SerialPortTest : public ::testing::Test {
         threads_before = count_threads();
     }
     void TearDown() override {
-        if (port_handle_valid(g_comm.hCom)) SerialClose();
+        if (port_handle_valid(serial_link_state().g_comm.hCom)) SerialClose();
     }
     void open_port() { ASSERT_NE(SerialOpen(pty.path().c_str()), PORT_HANDLE_NONE); }
-    int fd() const { return static_cast<int>(g_io_handle.load()); }
+    int fd() const { return static_cast<int>(serial_link_state().g_io_handle.load()); }
     int write_request() { return SerialWrite(kRequest.data(), 4); }
 
     const std::vector<uint8_t> kRequest = {0x81, 0x00, 0x00, 0x81};

@@ -2,6 +2,7 @@
  * list's options and selection, the port button without a port, the language button's lock. */
 #include "common/lang.h"
 #include "serial/Serial.h"
+#include "serial/discovery.h"
 #include "common/screen_port.h"
 #include "tests/fakes/common/fake_platform.h"
 #include "tests/support/headless.h"
@@ -32,9 +33,8 @@ class PortPanelTest : public ::testing::Test {
         return lv_color_to_u32(lv_obj_get_style_bg_color(obj, LV_PART_MAIN)) & 0xFFFFFF;
     }
     static void show_ports(std::initializer_list<const char*> names) {
-        portCount = 0;
-        for (const char* n : names)
-            snprintf(portNames[portCount++], PORT_NAME_SIZE, "%s", n);
+        std::vector<std::string> found(names.begin(), names.end());
+        discovery_fill_port_table(found);
         updateddListWithoutOpen();
     }
 };

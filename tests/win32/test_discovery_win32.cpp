@@ -69,7 +69,7 @@ class WinDiscovery : public ::testing::Test {
         discovery_set_source(nullptr);
         clock_set_source(nullptr);
     }
-    static std::vector<std::string> names() { return std::vector<std::string>(portNames, portNames + portCount); }
+    static std::vector<std::string> names() { return std::vector<std::string>(serial_port_table().portNames, serial_port_table().portNames + serial_port_table().portCount); }
 
 };
 
@@ -100,7 +100,7 @@ TEST_F(WinDiscovery, a_refused_listing_or_only_motherboard_ports_give_no_port) {
     g_fed.devices = {usb_adapter(L"COM3")};
     g_fed.open_error = 5; /* access denied */
     EXPECT_EQ(discover_ports(), 0);
-    EXPECT_EQ(portCount, 0);
+    EXPECT_EQ(serial_port_table().portCount, 0);
     EXPECT_EQ(autoPortIndex, -1);
 
     discovery_invalidate();
@@ -129,7 +129,7 @@ TEST_F(WinDiscovery, an_adapter_plugged_in_or_pulled_is_seen_within_the_rescan_t
 TEST_F(WinDiscovery, the_system_listing_yields_only_com_port_names) {
     discovery_set_source(nullptr); /* the device-setup service itself (wine lists no USB port) */
     const int found = discover_ports();
-    EXPECT_EQ(found, portCount > 0 ? 1 : 0);
-    for (int i = 0; i < portCount; ++i)
-        EXPECT_EQ(std::string(portNames[i]).rfind("COM", 0), 0u) << portNames[i];
+    EXPECT_EQ(found, serial_port_table().portCount > 0 ? 1 : 0);
+    for (int i = 0; i < serial_port_table().portCount; ++i)
+        EXPECT_EQ(std::string(serial_port_table().portNames[i]).rfind("COM", 0), 0u) << serial_port_table().portNames[i];
 }
