@@ -34,10 +34,12 @@ echo "== end-to-end sessions on the sanitized program =="
 # it ends, as designed, so leaks are not looked for there.
 artifacts="$san/test-artifacts"
 rm -rf "$artifacts"
+python=/usr/bin/python3 # Debian's, with python3-pil; a user's own Python may lack it
+[ -x "$python" ] || python=python3
 for t in test_servo_session test_param_dialog test_usb_adapter; do
     rc=0
     ASAN_OPTIONS=halt_on_error=1:detect_leaks=0:exitcode=86 UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1 \
-        python3 "$root/tests/e2e/$t.py" --program "$san/servo_tool" --artifacts "$artifacts" || rc=$?
+        "$python" "$root/tests/e2e/$t.py" --program "$san/servo_tool" --artifacts "$artifacts" || rc=$?
     [ "$rc" -eq 0 ] || [ "$rc" -eq 77 ] || { echo "$t failed on the sanitized program" >&2; exit 1; }
 done
 if grep -rlE "ERROR: AddressSanitizer|runtime error:|Sanitizer:" "$artifacts" >&2; then
