@@ -287,10 +287,11 @@ void check_block_read() {
     FUZZ_CHECK(fuzz_prompt_shown_since(prompts, "Read  Parameter successfully!", "读取参数成功!"), "");
 }
 
-/* A register-family servo answers each register request after its echo. */
+/* A register-family servo answers each register request after its echo; a write of what was
+ * read sends back the servo's own bytes, remainders the panel cannot show included. */
 void check_register_read() {
     const uint8_t replies[8][4] = {
-        {0x01, 0x90, 0x0B, 0xB8}, /* OD 400 / 80 = 5, OT 3000 / 1000 = 3 */
+        {0x01, 0x93, 0x0B, 0xBB}, /* OD 403 / 80 = 5, OT 3003 / 1000 = 3 */
         {0x00, 0x32, 0x00, 0x14}, /* KP 50, KD 20 */
         {0x1F, 0x40, 0x00, 0x00}, /* MD 8000 / 80 = 100 */
         {0x07, 0xD0, 0x27, 0x10}, /* LP 2000 / 4 = 500, MP 10000 / 4 = 2500 */
@@ -321,6 +322,12 @@ void check_register_read() {
     FUZZ_CHECK(fake_checked(PanelCheck::Direction), "");
     FUZZ_CHECK(parameterSource == PARAM_SOURCE_REGISTER && g_protocol.mode == MODE_IDLE, "");
     FUZZ_CHECK(fuzz_prompt_shown_since(prompts, "Read  Parameter successfully!", "读取参数成功!"), "");
+
+    Bytes kp(10), od_ot(10); /* write frames 1 (code 0x01) and 3 (code 0x12) */
+    param_transaction_register_frame(0, kp.data(), kp.size());
+    param_transaction_register_frame(2, od_ot.data(), od_ot.size());
+    FUZZ_CHECK(kp[5] == 0x00 && kp[6] == 0x32, "KP sent as " + std::to_string(kp[5] << 8 | kp[6]));
+    FUZZ_CHECK(Bytes(od_ot.begin() + 5, od_ot.begin() + 9) == Bytes(replies[0], replies[0] + 4), "OD and OT not as read");
 }
 
 /* After the session the user waits for what is running to end and reads again. A reply cut off
