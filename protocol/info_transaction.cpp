@@ -41,6 +41,8 @@ int info_transaction_read() {
     s.info_rx_count = 0;
     s.self_receive = 0;
     memset(protocol_state().g_servo_info_rx_buf, 0, FRAME_INFO_LEN);
+    /* An echo left half-matched by an earlier request would take the reply's first byte. */
+    protocol_drop_echo();
 
     uint8_t request[FRAME_INFO_REQUEST_LEN];
     const int len = frames_build_info_request(request, sizeof request);
@@ -89,10 +91,12 @@ int info_transaction_write() {
     text_hex_dump(dump, sizeof dump, "\n[DEBUG] g_servo_info_tx_buf: ", frame, FRAME_INFO_LEN);
     dbg_log("%s\n", dump);
 
-    /* Register echoes of an earlier read must not eat the information write's echo. */
+    /* Echoes of earlier requests must not eat this frame's echo, nor pass its first byte as the
+     * servo's answer. */
     s.reg_echo_count = 0;
     s.reg_echo_entry = 0;
     s.reg_echo_pos = 0;
+    protocol_drop_echo();
 
     SerialWrite(frame, len); /* a failed write ends by time-out */
     s.mode = MODE_WRITE_INFO;

@@ -174,6 +174,9 @@ void read_params_byte(uint8_t byte) {
                 s.reg_frame_pos = 0;
                 s.reg_checksum = 0;
                 s.read_step = 0;
+                /* The next read starts again at step 0, so its replies are kept from entry 0 on:
+                 * a write takes a value's bytes from the entry of its step. */
+                s.read_cache_count = 0;
                 dbg_log("Invalid frame length! Reset.\n");
                 s.mode = MODE_IDLE;
                 s.param_state = 0;

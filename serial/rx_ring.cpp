@@ -105,24 +105,29 @@ int SerialHandle() {
         return finish(1);
     }
 
-    /* Free space and count in 16 bits, as the ring's indices are. */
+    if (rx_ring_append(rxChunk, g_bytes_read) == 0) return finish(-5);
+    return finish(0);
+}
+
+uint32_t rx_ring_append(const uint8_t* bytes, uint32_t count) {
+    /* Free space in 16 bits, as the ring's indices are; one slot always stays free. */
     const uint16_t free_space = static_cast<uint16_t>(rxWriteIndex < rxReadIndex
                                                           ? rxReadIndex - rxWriteIndex - 1
                                                           : rxReadIndex - rxWriteIndex + RX_RING_SIZE - 1);
-    uint16_t count = static_cast<uint16_t>(g_bytes_read);
-    if (count > free_space) {
-        dbg_log("[Warning] SerialHandle: 缓冲区空间不足, 请求:%d, 可用:%d\n", count, free_space);
-        count = free_space;
+    uint32_t n = count;
+    if (n > free_space) {
+        dbg_log("[Warning] SerialHandle: 缓冲区空间不足, 请求:%u, 可用:%d\n", count, free_space);
+        n = free_space;
     }
-    if (count == 0) {
-        dbg_log("[Warning] SerialHandle: 缓冲区已满, 丢弃%u字节\n", g_bytes_read);
-        return finish(-5);
+    if (n == 0) {
+        if (count != 0) dbg_log("[Warning] SerialHandle: 缓冲区已满, 丢弃%u字节\n", count);
+        return 0;
     }
-    for (uint16_t i = 0; i < count; ++i) {
-        rxRing[rxWriteIndex] = rxChunk[i];
+    for (uint32_t i = 0; i < n; ++i) {
+        rxRing[rxWriteIndex] = bytes[i];
         rxWriteIndex = ring_next(rxWriteIndex);
     }
-    return finish(0);
+    return n;
 }
 
 uint32_t rx_ring_drain(void (*consume)(uint8_t)) {

@@ -38,6 +38,11 @@ void rx_notifier_run();
  * -5 ring full, the bytes of this read were dropped. */
 int SerialHandle();
 
+/* Appends count bytes at rxWriteIndex, cut to the free space (the rest is dropped with a warning
+ * line). The one way bytes enter the ring: SerialHandle uses it for what it read. Returns the
+ * bytes appended, 0 when the ring was full. */
+uint32_t rx_ring_append(const uint8_t* bytes, uint32_t count);
+
 /* Takes every byte at rxReadIndex until the ring is empty, advancing and wrapping the index, and
  * gives each to consume in arrival order; a null consume discards them. Returns the byte count. */
 uint32_t rx_ring_drain(void (*consume)(uint8_t));

@@ -8,6 +8,7 @@ packages=(
     libsdl2-dev libx11-dev                         # the window
     libgtk-3-dev                                   # message boxes, About box, file dialogs
     libgtest-dev                                   # unit tests
+    clang libclang-rt-dev                          # fuzzers (libFuzzer and the sanitizers)
     fonts-noto-cjk                                 # Chinese text in those boxes (GTK finds it through fontconfig)
     xvfb xdotool x11-utils python3 python3-pil     # end-to-end tests in a private X server
 )

@@ -22,16 +22,22 @@ class ParserTest : public ProtocolFixture {
     static void deliver(const Bytes& bytes, std::initializer_list<size_t> chunks) {
         auto size = chunks.begin();
         for (size_t i = 0; i < bytes.size();) {
-            for (size_t n = 0; n < *size && i < bytes.size(); ++n, ++i) {
-                rxRing[rxWriteIndex] = bytes[i];
-                rxWriteIndex = static_cast<uint16_t>((rxWriteIndex + 1) % RX_RING_SIZE);
-            }
+            const size_t n = std::min(*size, bytes.size() - i);
+            rx_ring_append(bytes.data() + i, static_cast<uint32_t>(n));
+            i += n;
             rx_ring_drain(process_servo_info_data);
             if (++size == chunks.end()) size = chunks.begin();
         }
     }
 
     static void start_param_read() { ASSERT_EQ(param_transaction_read(), PARAM_CMD_STARTED); }
+    /* The register read timer's remaining calls, up to the one that ends the sequence. */
+    static void finish_read_timer() {
+        FakeTimer* t = fake_timers().timers.back().get();
+        for (int i = 0; i < 9 && t->alive; ++i)
+            fake_timer_fire(t);
+        ASSERT_FALSE(t->alive);
+    }
 
     /* One register read step as it reaches the tool: the request goes out (the timer fires), its
      * echo comes back, then the servo's reply. */
@@ -193,6 +199,21 @@ TEST_F(ParserTest, a_damaged_register_reply_ends_the_read_without_a_message) {
         EXPECT_EQ(fake_entry(PanelEntry::MinAngle), "");
         EXPECT_TRUE(fake_prompts().empty());
     }
+}
+
+TEST_F(ParserTest, a_read_after_a_wrong_length_reply_keeps_its_replies_from_the_first_entry) {
+    start_param_read();
+    default_steps(0, 7);
+    Bytes wrong = reg_reply(0, 0);
+    wrong[3] = 0x0A; /* ends the read at step 0 */
+    register_step(wrong);
+
+    finish_read_timer();
+    start_param_read();
+    register_step(reg_reply(0x1111, 0x2222)); /* step 0: OD and OT */
+    uint8_t frame[FRAME_REGISTER_REQUEST_LEN];
+    ASSERT_EQ(param_transaction_register_frame(2, frame, sizeof frame), 10); /* code 0x12: OD, OT unchanged */
+    EXPECT_EQ(Bytes(frame + 5, frame + 9), (Bytes{0x11, 0x11, 0x22, 0x22})) << "the servo's own bytes of this read";
 }
 
 /* ---- information write ---- */
