@@ -9,11 +9,11 @@
 
 #include <cstring>
 
-uint8_t rxRing[RX_RING_SIZE];
-uint16_t rxWriteIndex = 0;
-uint16_t rxReadIndex = 0;
-std::atomic<int32_t> rxNotifyPending{0};
-uint8_t rxChunk[RX_RING_SIZE];
+namespace {
+RxRingState g_ring;
+} // namespace
+
+const RxRingState& rx_ring_state() { return g_ring; }
 
 namespace {
 
@@ -44,7 +44,7 @@ uint16_t ring_next(uint16_t i) { return i + 1 == RX_RING_SIZE ? 0 : static_cast<
 /* Ends a SerialHandle run: the next received byte may wake the UI thread again, and the notifier
  * thread, which waited for this answer, watches the port again. */
 int finish(int result) {
-    rxNotifyPending = 0;
+    g_ring.rxNotifyPending = 0;
     port_wake_rx_wait(serial_link().g_io_handle);
     return result;
 }
@@ -55,13 +55,13 @@ void rx_notifier_run() {
     while (serial_link().g_comm.threadRunning != 0) {
         /* While a wake-up is unanswered the port keeps reporting the same bytes: wait for the
          * answer (or the close) instead of watching it. */
-        if (port_wait_rx(serial_link().g_io_handle, rxNotifyPending == 0) != 1) continue;
-        if (rxNotifyPending != 0 || serial_link().g_comm.threadRunning == 0) continue;
-        rxNotifyPending = 1;
+        if (port_wait_rx(serial_link().g_io_handle, g_ring.rxNotifyPending == 0) != 1) continue;
+        if (g_ring.rxNotifyPending != 0 || serial_link().g_comm.threadRunning == 0) continue;
+        g_ring.rxNotifyPending = 1;
         /* A wake-up that could not be posted would leave the flag set for good and stop
          * reception: clear it and try again shortly. */
         if (!platform_post_serial_rx()) {
-            rxNotifyPending = 0;
+            g_ring.rxNotifyPending = 0;
             clock_sleep_ms(RX_POST_RETRY_MS);
         }
     }
@@ -77,10 +77,10 @@ int SerialHandle() {
     }
     if (serial_link().g_comm.threadRunning == 0) return 1; /* the flag stays set until the ring is reset */
     if (queued == 0) return finish(0);
-    if (queued > sizeof rxChunk) queued = sizeof rxChunk; /* the rest wakes us again */
+    if (queued > sizeof g_ring.rxChunk) queued = sizeof g_ring.rxChunk; /* the rest wakes us again */
 
     g_bytes_read = 0;
-    const PortIoResult r = port_read(h, rxChunk, queued);
+    const PortIoResult r = port_read(h, g_ring.rxChunk, queued);
     switch (r.status) {
     case PortIoStatus::Done:
         g_bytes_read = r.count;
@@ -105,15 +105,15 @@ int SerialHandle() {
         return finish(1);
     }
 
-    if (rx_ring_append(rxChunk, g_bytes_read) == 0) return finish(-5);
+    if (rx_ring_append(g_ring.rxChunk, g_bytes_read) == 0) return finish(-5);
     return finish(0);
 }
 
 uint32_t rx_ring_append(const uint8_t* bytes, uint32_t count) {
     /* Free space in 16 bits, as the ring's indices are; one slot always stays free. */
-    const uint16_t free_space = static_cast<uint16_t>(rxWriteIndex < rxReadIndex
-                                                          ? rxReadIndex - rxWriteIndex - 1
-                                                          : rxReadIndex - rxWriteIndex + RX_RING_SIZE - 1);
+    const uint16_t free_space = static_cast<uint16_t>(g_ring.rxWriteIndex < g_ring.rxReadIndex
+                                                          ? g_ring.rxReadIndex - g_ring.rxWriteIndex - 1
+                                                          : g_ring.rxReadIndex - g_ring.rxWriteIndex + RX_RING_SIZE - 1);
     uint32_t n = count;
     if (n > free_space) {
         dbg_log("[Warning] SerialHandle: 缓冲区空间不足, 请求:%u, 可用:%d\n", count, free_space);
@@ -124,17 +124,17 @@ uint32_t rx_ring_append(const uint8_t* bytes, uint32_t count) {
         return 0;
     }
     for (uint32_t i = 0; i < n; ++i) {
-        rxRing[rxWriteIndex] = bytes[i];
-        rxWriteIndex = ring_next(rxWriteIndex);
+        g_ring.rxRing[g_ring.rxWriteIndex] = bytes[i];
+        g_ring.rxWriteIndex = ring_next(g_ring.rxWriteIndex);
     }
     return n;
 }
 
 uint32_t rx_ring_drain(void (*consume)(uint8_t)) {
     uint32_t n = 0;
-    while (rxReadIndex != rxWriteIndex) {
-        const uint8_t byte = rxRing[rxReadIndex];
-        rxReadIndex = ring_next(rxReadIndex);
+    while (g_ring.rxReadIndex != g_ring.rxWriteIndex) {
+        const uint8_t byte = g_ring.rxRing[g_ring.rxReadIndex];
+        g_ring.rxReadIndex = ring_next(g_ring.rxReadIndex);
         ++n;
         if (consume != nullptr) consume(byte);
     }
@@ -142,10 +142,10 @@ uint32_t rx_ring_drain(void (*consume)(uint8_t)) {
 }
 
 void rx_ring_reset() {
-    rxReadIndex = 0;
-    rxWriteIndex = 0;
-    rxNotifyPending = 0;
-    memset(rxRing, 0, sizeof rxRing);
+    g_ring.rxReadIndex = 0;
+    g_ring.rxWriteIndex = 0;
+    g_ring.rxNotifyPending = 0;
+    memset(g_ring.rxRing, 0, sizeof g_ring.rxRing);
 }
 
 uint32_t rx_take_received(void (*consume)(uint8_t)) {

@@ -18,15 +18,17 @@
 constexpr uint16_t RX_RING_SIZE = 20480;   /* one slot always stays free */
 constexpr uint32_t RX_POST_RETRY_MS = 2; /* pause before posting again after a refused wake-up */
 
-extern uint8_t rxRing[RX_RING_SIZE];
-extern uint16_t rxWriteIndex; /* 0..20479; equal to rxReadIndex when empty */
-extern uint16_t rxReadIndex;
+/* The receive path's state under the names the program uses; changed only by the functions below. */
+struct RxRingState {
+    uint8_t rxRing[RX_RING_SIZE] = {};
+    uint16_t rxWriteIndex = 0; /* 0..20479; equal to rxReadIndex when empty */
+    uint16_t rxReadIndex = 0;
+    std::atomic<int32_t> rxNotifyPending{0}; /* 1 from the wake-up until SerialHandle has run */
+    uint8_t rxChunk[RX_RING_SIZE] = {};      /* destination of one read from the port */
+};
 
-/* 1 from the wake-up until SerialHandle has run. */
-extern std::atomic<int32_t> rxNotifyPending;
-
-/* Destination of one read from the port. */
-extern uint8_t rxChunk[RX_RING_SIZE];
+/* The state, read-only. */
+const RxRingState& rx_ring_state();
 
 /* Body of the notifier thread; returns once threadRunning is 0. */
 void rx_notifier_run();

@@ -109,7 +109,9 @@ TEST_F(ParserTest, info_reply_with_byte_1_at_0x80_is_refused_in_chinese_whatever
 
 TEST_F(ParserTest, block_read_through_the_ring_in_odd_chunks_fills_the_panel) {
     start_param_read();
-    rxReadIndex = rxWriteIndex = RX_RING_SIZE - 5; /* the frame wraps round the ring's end */
+    const Bytes passed(RX_RING_SIZE - 5, 0); /* brings the ring 5 short of its end: the frame wraps */
+    rx_ring_append(passed.data(), static_cast<uint32_t>(passed.size()));
+    rx_ring_drain(nullptr);
     deliver(cat({PARAM_REQUEST, block_frame(DEFAULT_BLOCK)}), {1, 3, 7, 2, 11});
     EXPECT_EQ(Bytes(params_state().parmeterBuff, params_state().parmeterBuff + 35), DEFAULT_BLOCK);
     EXPECT_EQ(fake_entry(PanelEntry::MaxAngle), "3500");

@@ -84,7 +84,7 @@ class ProtocolSimTest : public ProtocolFixture {
         return serial_test::wait_until(
             [&] {
                 const auto now = std::chrono::steady_clock::now();
-                if (rxNotifyPending != 0) {
+                if (rx_ring_state().rxNotifyPending != 0) {
                     SerialHandle();
                     since_tick += rx_ring_drain(process_servo_info_data);
                     quiet_since = now;

@@ -48,7 +48,9 @@ class RxRingTest : public ::testing::Test {
 } // namespace
 
 TEST_F(RxRingTest, bytes_reach_the_consumer_in_order_across_the_wrap) {
-    rxWriteIndex = rxReadIndex = RX_RING_SIZE - 10;
+    const std::vector<uint8_t> passed(RX_RING_SIZE - 10, 0xEE); /* brings both indices 10 short of the end */
+    rx_ring_append(passed.data(), static_cast<uint32_t>(passed.size()));
+    rx_ring_drain(nullptr);
     const std::vector<uint8_t> bytes = pattern(30, 0x40);
     arrive(bytes, 30);
     EXPECT_EQ(SerialHandle(), 0);
@@ -58,8 +60,8 @@ TEST_F(RxRingTest, bytes_reach_the_consumer_in_order_across_the_wrap) {
 }
 
 TEST_F(RxRingTest, a_nearly_full_ring_keeps_what_fits_and_a_full_one_drops_the_whole_read) {
-    rxWriteIndex = 100;
-    rxReadIndex = 106; /* room for 5 */
+    const std::vector<uint8_t> held(RX_RING_SIZE - 6, 0xEE); /* room for 5 */
+    rx_ring_append(held.data(), static_cast<uint32_t>(held.size()));
     arrive(pattern(10, 0x10), 10);
     EXPECT_EQ(SerialHandle(), 0); /* 20,479 bytes held: full */
 
@@ -67,9 +69,8 @@ TEST_F(RxRingTest, a_nearly_full_ring_keeps_what_fits_and_a_full_one_drops_the_w
     arrive(pattern(10, 0x40), 10);
     EXPECT_EQ(SerialHandle(), -5);
     EXPECT_EQ(queued_at_port(), 0) << "the dropped bytes were read, not left behind";
-    rxReadIndex = 100;
-    EXPECT_EQ(rx_ring_drain(consume), 5u);
-    EXPECT_EQ(g_consumed, pattern(5, 0x10));
+    EXPECT_EQ(rx_ring_drain(consume), RX_RING_SIZE - 1u);
+    EXPECT_EQ(std::vector<uint8_t>(g_consumed.end() - 5, g_consumed.end()), pattern(5, 0x10));
 }
 
 TEST_F(RxRingTest, two_bursts_before_the_ui_thread_answers_make_one_wake_up_and_one_read) {

@@ -82,10 +82,10 @@ void receive(const Bytes& bytes, bool drain = true) {
         fprintf(stderr, "%s\n", bytes.size() > 64 ? " ..." : "");
     }
     rx_ring_append(bytes.data(), static_cast<uint32_t>(bytes.size()));
-    FUZZ_CHECK(rxReadIndex < RX_RING_SIZE && rxWriteIndex < RX_RING_SIZE, "");
+    FUZZ_CHECK(rx_ring_state().rxReadIndex < RX_RING_SIZE && rx_ring_state().rxWriteIndex < RX_RING_SIZE, "");
     if (!drain) return;
     rx_ring_drain(process_servo_info_data);
-    FUZZ_CHECK(rxReadIndex == rxWriteIndex, "the ring is emptied by each drain");
+    FUZZ_CHECK(rx_ring_state().rxReadIndex == rx_ring_state().rxWriteIndex, "the ring is emptied by each drain");
 }
 
 /* One tick of the main loop after ms: due sequencer calls (each sends its frame), then the

@@ -102,7 +102,7 @@ TEST_F(WinPort, bytes_written_to_a_loopback_line_come_back_through_the_receive_p
     static std::vector<uint8_t> echoed; /* as the parser would take them */
     echoed.clear();
     for (int waited = 0; echoed.size() < frame.size() && waited < 5000; waited += 10) {
-        if (rxNotifyPending != 0) { /* the wake-up the window would get */
+        if (rx_ring_state().rxNotifyPending != 0) { /* the wake-up the window would get */
             EXPECT_GE(SerialHandle(), 0);
             rx_ring_drain([](uint8_t b) { echoed.push_back(b); });
         }
