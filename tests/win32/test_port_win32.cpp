@@ -95,7 +95,7 @@ TEST_F(WinPort, bytes_written_to_a_loopback_line_come_back_through_the_receive_p
     if (name == nullptr || name[0] == '\0') GTEST_SKIP() << "no loopback port";
     fake_platform_reset();
     rx_ring_reset();
-    ASSERT_NE(SerialOpen(0, name), PORT_HANDLE_NONE);
+    ASSERT_NE(SerialOpen(name), PORT_HANDLE_NONE);
     const std::vector<uint8_t> frame = {0x81, 0x00, 0x00, 0x81};
     EXPECT_EQ(SerialWrite(frame.data(), static_cast<int>(frame.size())), 4);
 
