@@ -3,7 +3,6 @@
 #include "common/clock.h"
 #include "serial/Serial.h"
 #include "serial/discovery_win32.h"
-#include "tests/fakes/common/log_capture.h"
 
 #include <gtest/gtest.h>
 
@@ -72,7 +71,6 @@ class WinDiscovery : public ::testing::Test {
     }
     static std::vector<std::string> names() { return std::vector<std::string>(portNames, portNames + portCount); }
 
-    LogCapture log;
 };
 
 } // namespace
@@ -94,7 +92,7 @@ TEST_F(WinDiscovery, usb_devices_with_a_com_port_name_are_listed_in_natural_orde
     };
     EXPECT_EQ(discover_ports(), 1);
     EXPECT_EQ(names(), (std::vector<std::string>{"COM2", "COM3", "COM4", "COM10", "COM" + std::string(28, '9')}));
-    EXPECT_EQ(autoPortIndex, 0);
+    EXPECT_EQ(serial_ports_state().autoPortIndex, 0);
     EXPECT_EQ(g_fed.listings_open, 0) << "every listing is ended";
 }
 
@@ -103,13 +101,13 @@ TEST_F(WinDiscovery, a_refused_listing_or_only_motherboard_ports_give_no_port) {
     g_fed.open_error = 5; /* access denied */
     EXPECT_EQ(discover_ports(), 0);
     EXPECT_EQ(portCount, 0);
-    EXPECT_EQ(autoPortIndex, -1);
+    EXPECT_EQ(serial_ports_state().autoPortIndex, -1);
 
     discovery_invalidate();
     g_fed.open_error = 0;
     g_fed.devices = {{L"\\\\?\\acpi#pnp0501#1#{86e0d1e0-8089-11d0-9ce4-08003e301f73}", L"ACPI\\PNP0501\\1", L"COM1"}};
     EXPECT_EQ(discover_ports(), 0);
-    EXPECT_EQ(autoPortIndex, -1);
+    EXPECT_EQ(serial_ports_state().autoPortIndex, -1);
 }
 
 TEST_F(WinDiscovery, an_adapter_plugged_in_or_pulled_is_seen_within_the_rescan_time) {
@@ -125,7 +123,7 @@ TEST_F(WinDiscovery, an_adapter_plugged_in_or_pulled_is_seen_within_the_rescan_t
     for (waited = 0; discover_ports() == 1 && waited < 200; waited += 5)
         g_now += 5;
     EXPECT_LE(waited, static_cast<int>(DISCOVERY_RESCAN_MS));
-    EXPECT_EQ(autoPortIndex, -1);
+    EXPECT_EQ(serial_ports_state().autoPortIndex, -1);
 }
 
 TEST_F(WinDiscovery, the_system_listing_yields_only_com_port_names) {

@@ -5,7 +5,6 @@
 #include "serial/port.h"
 #include "serial/rx_ring.h"
 #include "tests/fakes/common/fake_platform.h"
-#include "tests/fakes/common/log_capture.h"
 #include "tests/support/files.h"
 
 #include <windows.h>
@@ -30,7 +29,6 @@ class WinPort : public ::testing::Test {
     }
 
     TempDir dir;
-    LogCapture log;
 };
 
 } // namespace
@@ -97,7 +95,7 @@ TEST_F(WinPort, bytes_written_to_a_loopback_line_come_back_through_the_receive_p
     if (name == nullptr || name[0] == '\0') GTEST_SKIP() << "no loopback port";
     fake_platform_reset();
     rx_ring_reset();
-    ASSERT_NE(SerialOpen(0, name), PORT_HANDLE_NONE);
+    ASSERT_NE(SerialOpen(name), PORT_HANDLE_NONE);
     const std::vector<uint8_t> frame = {0x81, 0x00, 0x00, 0x81};
     EXPECT_EQ(SerialWrite(frame.data(), static_cast<int>(frame.size())), 4);
 
