@@ -171,11 +171,12 @@ LRESULT CALLBACK window_proc(HWND hwnd, UINT msg, WPARAM wp, LPARAM lp) {
         app_on_activity();
         return 0;
     case WM_KEYDOWN:
-    case WM_SYSKEYDOWN:
         app_on_activity();
         if ((lp & (1L << 30)) == 0) g_win.latched[wp & 0xFF] = 1; /* a new press, not auto-repeat */
-        if (msg == WM_SYSKEYDOWN) break; /* Alt combinations: the system's own handling */
         return 0;
+    case WM_SYSKEYDOWN:
+        app_on_activity();
+        break; /* Alt combinations are no text: the system's own handling (accelerators) */
     case WM_KEYUP:
     case WM_SYSKEYUP:
         app_on_activity();

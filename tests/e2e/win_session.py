@@ -11,6 +11,7 @@ Run by tools/test_windows.sh with WINEPREFIX set and the prefix on the X11 drive
 
 import argparse
 import os
+import shutil
 import subprocess
 import sys
 import tempfile
@@ -29,7 +30,7 @@ PORTS_SETUP_CLASS = "{4d36e978-e325-11ce-bfc1-08002be10318}"
 # Client coordinates of the widgets (see ui/screen.cpp and params/panel_lvgl.cpp).
 READ_INFO = (819, 63)
 GAIN_FIELD_END = (610, 306)
-READ_PARAMS, WRITE_PARAMS = (830, 257), (830, 332)
+READ_PARAMS, WRITE_PARAMS, SAVE = (830, 257), (830, 332), (830, 481)
 PROMPT_CLOSE = (628, 278)  # close button of the prompt box, centred in the window
 ABOUT = "^关于 QRX_SERVO_TOOL_V_1_0_6$"  # the About box's caption
 
@@ -50,27 +51,26 @@ class WineSession(X11Session):
         env.setdefault("WINEDEBUG", "-all")
         return env
 
+    def quiet(self, *cmd):
+        subprocess.run(list(cmd), env=self.env(), stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, timeout=120)
+
     def start_x(self):
         """The X server, then a fresh wine server and services on it: wine's desktop takes its
         display when it starts, and the services started here keep no test's output open."""
         super().start_x()
-        subprocess.run(["wineserver", "-k"], env=self.env(), stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-        subprocess.run(["wineserver", "-w"], env=self.env(), stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-        subprocess.run(["wineboot"], env=self.env(), stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, timeout=120)
-        self.cleanups.insert(0, lambda: subprocess.run(["wineserver", "-k"], env=self.env(),
-                                                       stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL))
+        self.quiet("wineserver", "-k")
+        self.quiet("wineserver", "-w")
+        self.quiet("wineboot")
+        self.cleanups.insert(0, lambda: self.quiet("wineserver", "-k"))
         return self
 
     def start_program(self, program, cwd=None, extra_env=None, namespace=None):
         self.program_path = os.path.abspath(program)
         self.started_at = time.time()
-        self.program = subprocess.Popen(["wine", self.program_path], cwd=os.path.dirname(self.program_path),
+        self.program = subprocess.Popen(["wine", self.program_path], cwd=cwd or os.path.dirname(self.program_path),
                                         env=self.env(), stdout=subprocess.DEVNULL,
                                         stderr=open(self.stderr_path, "wb"))
         return self
-
-    def wine(self, *cmd):
-        return self.run("wine", *cmd, timeout=60)
 
 
 def registry_file(folder):
@@ -103,7 +103,8 @@ def plug_adapter(s, sim):
     os.symlink(sim.pty, link)
     s.cleanups.append(lambda: os.path.lexists(link) and os.remove(link))
     folder = tempfile.mkdtemp(prefix="servo-reg-")
-    s.wine("regedit", "/S", "Z:" + registry_file(folder).replace("/", "\\"))
+    s.cleanups.append(lambda: shutil.rmtree(folder, ignore_errors=True))
+    s.run("wine", "regedit", "/S", "Z:" + registry_file(folder).replace("/", "\\"), timeout=60)
     s.wait_log(r"Open_Device successfully", timeout=30)
     time.sleep(0.3)
 
@@ -207,7 +208,35 @@ def test_register_servo_times_out_on_information_and_trades_parameters_register_
     codes = [f[4] for f in frames]
     check(codes == ["01", "05", "12", "18", "40", "41", "42", "43", "44", "45", "48", "46"], f"write codes {codes}")
     check(frames[0][5:9] == ["00", "46", "00", "00"], f"KP frame {frames[0]}")  # 70, changed on screen
-    s.screenshot("register-parameters-written", wid)
+
+    # saved through the common file dialog under a name without extension (xdotool cannot type
+    # letters outside wine's keyboard map, so the name is plain ASCII)
+    folder = tempfile.mkdtemp(prefix="servo-save-")
+    s.cleanups.append(lambda: shutil.rmtree(folder, ignore_errors=True))
+    s.click(wid, *SAVE)
+    dialog = s.wait_visible_window("^(Save As|另存为)$")
+    time.sleep(1.0)
+    s.run("xdotool", "windowfocus", "--sync", dialog, check_rc=False)
+    s.run("xdotool", "type", "--delay", "20", "Z:" + folder.replace("/", "\\") + "\\jvn")
+    s.run("xdotool", "key", "Return")
+    path = os.path.join(folder, "jvn.txt")
+    wait_for(lambda: os.path.exists(path) and os.path.getsize(path) > 0, "the saved file")
+    time.sleep(0.3)
+    with open(path) as f:
+        check(f.read().startswith("KP:70\nKD:50\n"), "the saved file does not carry the values on screen")
+
+
+def test_missing_picture_shows_the_box_and_quits(s):
+    folder = tempfile.mkdtemp(prefix="servo-nopic-")
+    s.cleanups.append(lambda: shutil.rmtree(folder, ignore_errors=True))
+    s.start_program(ARGS.program, cwd=folder)
+    box = s.wait_visible_window("^Error$", timeout=60)
+    time.sleep(0.5)
+    s.screenshot("missing-picture-box")
+    s.run("xdotool", "windowfocus", "--sync", box, check_rc=False)
+    s.run("xdotool", "key", "Return")
+    rc = s.program.wait(30)
+    check(rc == 0, f"exit code {rc}")
 
 
 if __name__ == "__main__":
@@ -217,4 +246,5 @@ if __name__ == "__main__":
     sys.exit(x11_session.run_tests([
         test_block_servo_window_information_and_parameter_block,
         test_register_servo_times_out_on_information_and_trades_parameters_register_by_register,
+        test_missing_picture_shows_the_box_and_quits,
     ], ARGS.artifacts))
