@@ -271,8 +271,10 @@ void window_destroy() {
 
 void window_wait_events(uint64_t deadline_ms) {
     const uint64_t now = clock_ms();
-    const DWORD wait = deadline_ms > now ? static_cast<DWORD>(std::min<uint64_t>(deadline_ms - now, LONGEST_WAIT_MS)) : 0;
-    if (wait > 0) MsgWaitForMultipleObjectsEx(0, nullptr, wait, QS_ALLINPUT, MWMO_INPUTAVAILABLE);
+    if (deadline_ms > now) {
+        const DWORD wait = static_cast<DWORD>(std::min<uint64_t>(deadline_ms - now, LONGEST_WAIT_MS));
+        MsgWaitForMultipleObjectsEx(0, nullptr, wait, QS_ALLINPUT, MWMO_INPUTAVAILABLE);
+    }
     MSG msg;
     while (!main_loop_quitting() && PeekMessageW(&msg, nullptr, 0, 0, PM_REMOVE)) {
         if (msg.message == WM_QUIT) {
