@@ -35,9 +35,13 @@ run_under_wine() {
         wineboot --init >/dev/null 2>&1
         wineserver -w # the set-up's own server ends first
     fi
-    # X11 when a display is given (the end-to-end run), else the null graphics driver.
+    # X11 when a display is given (the end-to-end run), else the null graphics driver; Chinese
+    # letters in the system boxes from the system's CJK font (wine links its dialog font to SimSun).
     if ! grep -q '"Graphics"="x11,null"' "$WINEPREFIX/user.reg"; then
         wine reg add 'HKCU\Software\Wine\Drivers' /v Graphics /d x11,null /f >/dev/null 2>&1
+        if fc-list -q ':family=Noto Sans CJK SC' 2>/dev/null; then
+            wine reg add 'HKCU\Software\Wine\Fonts\Replacements' /v SimSun /d 'Noto Sans CJK SC' /f >/dev/null 2>&1
+        fi
         wineserver -w
     fi
     if [ $mode = bench ]; then

@@ -186,9 +186,10 @@ def test_register_servo_times_out_on_information_and_trades_parameters_register_
     sim, wid = start(s, "register")
     # the program goes on behind the About box: the adapter plugged in meanwhile is opened
     s.key(wid, "alt+slash")
-    about = s.wait_window(ABOUT)
+    about = s.wait_visible_window(ABOUT)
     plug_adapter(s, sim)
     check(s.windows(ABOUT), "the About box closed by itself")
+    s.screenshot("about-box")
     s.run("xdotool", "windowfocus", "--sync", about, check_rc=False)
     s.run("xdotool", "key", "Escape")
     s.wait_no_window(ABOUT)
