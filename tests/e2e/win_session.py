@@ -1,0 +1,251 @@
+"""The Windows program under wine on a private X server (wine's X11 driver), driven as a user
+would (xdotool), with the servo simulator on a pseudo-terminal that the wine prefix knows as COM5.
+
+COM5 is linked to the simulator's pseudo-terminal ($WINEPREFIX/dosdevices/com5) and described to
+the device-setup service as a USB serial adapter (the registry keys SetupAPI lists serial-port
+interfaces from), so the program finds and opens it as it would a real adapter.
+
+Run by tools/test_windows.sh with WINEPREFIX set and the prefix on the X11 driver:
+    win_session.py --program build-win/servo_tool.exe --simulator build/tools/servo_sim --artifacts DIR
+"""
+
+import argparse
+import os
+import shutil
+import subprocess
+import sys
+import tempfile
+import time
+
+sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
+import x11_session
+from x11_session import Simulator, X11Session, check, compare_with_reference, require_tools, wait_for
+
+ARGS = None
+PORT = "COM5"
+ADAPTER = r"USB\VID_0403&PID_6001\E2E0001"
+COMPORT_CLASS = "{86e0d1e0-8089-11d0-9ce4-08003e301f73}"
+PORTS_SETUP_CLASS = "{4d36e978-e325-11ce-bfc1-08002be10318}"
+
+# Client coordinates of the widgets (see ui/screen.cpp and params/panel_lvgl.cpp).
+READ_INFO = (819, 63)
+GAIN_FIELD_END = (610, 306)
+READ_PARAMS, WRITE_PARAMS, SAVE = (830, 257), (830, 332), (830, 481)
+PROMPT_CLOSE = (628, 278)  # close button of the prompt box, centred in the window
+ABOUT = "^关于 QRX_SERVO_TOOL_V_1_0_6$"  # the About box's caption
+
+
+def parse_args():
+    p = argparse.ArgumentParser()
+    p.add_argument("--program", required=True, help="path of servo_tool.exe")
+    p.add_argument("--simulator", required=True, help="path of the Linux build's servo_sim")
+    p.add_argument("--artifacts", required=True, help="folder for screenshots and logs")
+    return p.parse_args()
+
+
+class WineSession(X11Session):
+    """The program started through wine, from its own folder (where its picture is)."""
+
+    def env(self):
+        env = super().env()
+        env.setdefault("WINEDEBUG", "-all")
+        return env
+
+    def quiet(self, *cmd):
+        subprocess.run(list(cmd), env=self.env(), stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, timeout=120)
+
+    def start_x(self):
+        """The X server, then a fresh wine server and services on it: wine's desktop takes its
+        display when it starts, and the services started here keep no test's output open."""
+        super().start_x()
+        self.quiet("wineserver", "-k")
+        self.quiet("wineserver", "-w")
+        self.quiet("wineboot")
+        self.cleanups.insert(0, lambda: self.quiet("wineserver", "-k"))
+        return self
+
+    def start_program(self, program, cwd=None, extra_env=None, namespace=None):
+        self.program_path = os.path.abspath(program)
+        self.started_at = time.time()
+        self.program = subprocess.Popen(["wine", self.program_path], cwd=cwd or os.path.dirname(self.program_path),
+                                        env=self.env(), stdout=subprocess.DEVNULL,
+                                        stderr=open(self.stderr_path, "wb"))
+        return self
+
+
+def registry_file(folder):
+    """A registry script that describes COM5 as a present USB serial adapter."""
+    iface = "##?#" + ADAPTER.replace("\\", "#") + "#" + COMPORT_CLASS
+    classes = r"HKEY_LOCAL_MACHINE\System\CurrentControlSet\Control\DeviceClasses" + "\\" + COMPORT_CLASS
+    enum = r"HKEY_LOCAL_MACHINE\System\CurrentControlSet\Enum" + "\\" + ADAPTER
+
+    def q(text):  # a .reg string value
+        return '"' + text.replace("\\", "\\\\") + '"'
+
+    link = iface.replace("##?#", "\\\\?\\", 1)
+    lines = ["REGEDIT4", "",
+             f"[{enum}]", f'"ClassGUID"={q(PORTS_SETUP_CLASS)}', "",
+             f"[{enum}\\Device Parameters]", f'"PortName"={q(PORT)}', "",
+             f"[{classes}\\{iface}]", f'"DeviceInstance"={q(ADAPTER)}', "",
+             f"[{classes}\\{iface}\\#]", f'"SymbolicLink"={q(link)}', "",
+             f"[{classes}\\{iface}\\#\\Control]", '"Linked"=dword:00000001', ""]
+    path = os.path.join(folder, "com5-adapter.reg")
+    with open(path, "w", newline="\r\n") as f:
+        f.write("\n".join(lines))
+    return path
+
+
+def plug_adapter(s, sim):
+    """COM5 -> the simulator's pseudo-terminal, then listed by the device-setup service."""
+    link = os.path.join(os.environ["WINEPREFIX"], "dosdevices", PORT.lower())
+    if os.path.lexists(link):
+        os.remove(link)
+    os.symlink(sim.pty, link)
+    s.cleanups.append(lambda: os.path.lexists(link) and os.remove(link))
+    folder = tempfile.mkdtemp(prefix="servo-reg-")
+    s.cleanups.append(lambda: shutil.rmtree(folder, ignore_errors=True))
+    s.run("wine", "regedit", "/S", "Z:" + registry_file(folder).replace("/", "\\"), timeout=60)
+    s.wait_log(r"Open_Device successfully", timeout=30)
+    time.sleep(0.3)
+
+
+def unplug_adapter(s):
+    """The adapter's listing goes (if it was made), so that the next session starts without it."""
+    s.run("wine", "reg", "delete", r"HKLM\System\CurrentControlSet\Control\DeviceClasses" + "\\" + COMPORT_CLASS,
+          "/f", check_rc=False, timeout=60)
+
+
+def prompts(s):
+    return [line[len("[Prompt] "):] for line in s.stderr_text().splitlines() if line.startswith("[Prompt] ")]
+
+
+def wait_prompt(s, wid, text, timeout=15):
+    """Waits until the user was told `text`, then closes that prompt box."""
+    wait_for(lambda: "[Prompt] " + text in s.stderr_text(), f"the prompt {text!r} (prompts so far: {prompts(s)})",
+             timeout)
+    time.sleep(0.2)
+    s.click(wid, *PROMPT_CLOSE)
+
+
+def replace_end(s, wid, field_end, erase, text):
+    """Clicks at the end of a field, erases `erase` characters and types `text`."""
+    s.click(wid, *field_end)
+    s.key(wid, *(["BackSpace"] * erase))
+    s.type_text(wid, text)
+
+
+def start(s, family):
+    """Program started and showing its first frame, simulator ready; returns (simulator, window)."""
+    sim = Simulator(os.path.join(os.path.dirname(ARGS.simulator), "..", "servo_tool"), s.artifacts,
+                    "--family", family)
+    s.cleanups += [sim.stop, lambda: unplug_adapter(s)]
+    s.start_program(ARGS.program)
+    wid = s.wait_window(timeout=60)
+    s.wait_log(r"first frame shown", timeout=30)
+    return sim, wid
+
+
+def hex_bytes(line, start):
+    """The hexadecimal bytes of a simulator log line from word `start` on."""
+    return [int(b, 16) for b in line.split()[start:] if len(b) == 2]
+
+
+def test_block_servo_window_information_and_parameter_block(s):
+    sim, wid = start(s, "block")
+    x, y, w, h = s.geometry(wid)
+    check((w, h) == (970, 660), f"client size {w}x{h}")
+    time.sleep(0.5)
+    compare_with_reference(s.screenshot("main-screen", wid), "main-screen")
+
+    plug_adapter(s, sim)
+    s.click(wid, *READ_INFO)
+    wait_prompt(s, wid, "提示: 舵机信息读取成功!")
+    check(sim.lines("RX 8E 00 00 8E"), "no information request reached the servo")
+
+    s.click(wid, *READ_PARAMS)
+    wait_prompt(s, wid, "提示: 读取参数成功!")
+    check(sim.lines("RX 81 00 00 81"), "no parameter block request reached the servo")
+    read_block = hex_bytes(sim.lines("TX 26 40 ")[-1], 3)[:35]  # the frame's 35 register bytes
+
+    replace_end(s, wid, GAIN_FIELD_END, 3, "70")
+    s.click(wid, *WRITE_PARAMS)
+    wait_prompt(s, wid, "提示: 写入参数成功!")
+    stored = sim.lines("STORE block ")
+    check(len(stored) == 1, f"block writes stored: {stored}")
+    written = hex_bytes(stored[0], 2)
+    # the gain edited on screen; every other byte as read, but byte 19's high nibble (Deadband2,
+    # derived from Deadband1 when packing)
+    check(written[0] == 70, f"gain byte {written[0]}, read {read_block[0]}")
+    others = [(i, a, b) for i, (a, b) in enumerate(zip(read_block, written)) if i > 0 and a != b]
+    check(len(written) == 35 and all(i == 19 and (a & 0x0F) == (b & 0x0F) for i, a, b in others),
+          f"bytes changed besides the gain: {others}")
+    s.screenshot("block-parameters-written", wid)
+
+
+def test_register_servo_times_out_on_information_and_trades_parameters_register_by_register(s):
+    sim, wid = start(s, "register")
+    # the program goes on behind the About box: the adapter plugged in meanwhile is opened
+    s.key(wid, "alt+slash")
+    about = s.wait_visible_window(ABOUT)
+    plug_adapter(s, sim)
+    check(s.windows(ABOUT), "the About box closed by itself")
+    s.screenshot("about-box")
+    s.run("xdotool", "windowfocus", "--sync", about, check_rc=False)
+    s.run("xdotool", "key", "Escape")
+    s.wait_no_window(ABOUT)
+
+    s.click(wid, *READ_INFO)
+    wait_prompt(s, wid, "错误: 舵机信息读取超时!")
+
+    s.click(wid, *READ_PARAMS)
+    wait_prompt(s, wid, "提示: 读取参数成功!")
+    reads = [line.split()[5] for line in sim.lines("RX AF FA 00 0A")]
+    check(reads == ["38", "3D", "3F", "50", "51", "52", "53", "54"], f"read requests {reads}")
+
+    replace_end(s, wid, GAIN_FIELD_END, 3, "70")
+    s.click(wid, *WRITE_PARAMS)
+    wait_prompt(s, wid, "提示: 写入参数成功!")
+    frames = [line.split()[1:] for line in sim.lines("RX AF FA 00 0A")][8:]
+    codes = [f[4] for f in frames]
+    check(codes == ["01", "05", "12", "18", "40", "41", "42", "43", "44", "45", "48", "46"], f"write codes {codes}")
+    check(frames[0][5:9] == ["00", "46", "00", "00"], f"KP frame {frames[0]}")  # 70, changed on screen
+
+    # saved through the common file dialog under a name without extension (xdotool cannot type
+    # letters outside wine's keyboard map, so the name is plain ASCII)
+    folder = tempfile.mkdtemp(prefix="servo-save-")
+    s.cleanups.append(lambda: shutil.rmtree(folder, ignore_errors=True))
+    s.click(wid, *SAVE)
+    dialog = s.wait_visible_window("^(Save As|另存为)$")
+    time.sleep(1.0)
+    s.run("xdotool", "windowfocus", "--sync", dialog, check_rc=False)
+    s.run("xdotool", "type", "--delay", "20", "Z:" + folder.replace("/", "\\") + "\\jvn")
+    s.run("xdotool", "key", "Return")
+    path = os.path.join(folder, "jvn.txt")
+    wait_for(lambda: os.path.exists(path) and os.path.getsize(path) > 0, "the saved file")
+    time.sleep(0.3)
+    with open(path) as f:
+        check(f.read().startswith("KP:70\nKD:50\n"), "the saved file does not carry the values on screen")
+
+
+def test_missing_picture_shows_the_box_and_quits(s):
+    folder = tempfile.mkdtemp(prefix="servo-nopic-")
+    s.cleanups.append(lambda: shutil.rmtree(folder, ignore_errors=True))
+    s.start_program(ARGS.program, cwd=folder)
+    box = s.wait_visible_window("^Error$", timeout=60)
+    time.sleep(0.5)
+    s.screenshot("missing-picture-box")
+    s.run("xdotool", "windowfocus", "--sync", box, check_rc=False)
+    s.run("xdotool", "key", "Return")
+    rc = s.program.wait(30)
+    check(rc == 0, f"exit code {rc}")
+
+
+if __name__ == "__main__":
+    ARGS = parse_args()
+    require_tools()
+    x11_session.X11Session = WineSession  # the shared runner makes one session per test
+    sys.exit(x11_session.run_tests([
+        test_block_servo_window_information_and_parameter_block,
+        test_register_servo_times_out_on_information_and_trades_parameters_register_by_register,
+        test_missing_picture_shows_the_box_and_quits,
+    ], ARGS.artifacts))
