@@ -56,7 +56,6 @@ struct RxWait {
     bool pending = false;
     port_handle_t armed = PORT_HANDLE_NONE; /* the port whose waits the wake-up event ends */
     HANDLE wake = nullptr;                  /* auto-reset: set by port_wake_rx_wait */
-    bool failed = false;                    /* the comm-event wait failed: only a wake-up ends a wait */
 };
 RxWait g_rx;
 constexpr uint32_t RX_UNARMED_WAIT_MS = 50;
@@ -152,7 +151,6 @@ int port_arm_rx_wait(port_handle_t h, int* error) {
     }
     ResetEvent(g_rx.wake);
     g_rx.armed = h;
-    g_rx.failed = false;
     return 0;
 }
 
@@ -167,7 +165,7 @@ int port_wait_rx(port_handle_t ph, bool watch_port) {
         return 0;
     }
     if (g_rx.event == nullptr) g_rx.event = CreateEventW(nullptr, TRUE, FALSE, nullptr);
-    if (!watch_port || g_rx.failed || g_rx.event == nullptr) {
+    if (!watch_port || g_rx.event == nullptr) {
         WaitForSingleObject(g_rx.wake, INFINITE);
         return 0;
     }
@@ -195,9 +193,10 @@ int port_wait_rx(port_handle_t ph, bool watch_port) {
         ok = w == WAIT_OBJECT_0 + 1 && GetOverlappedResult(h, &g_rx.ov, &unused, FALSE);
     }
     if (ok && (g_rx.mask & EV_RXCHAR) != 0) return 1;
-    /* A failed wait, or one ended without an event (the port vanished or its mask was reset):
-     * later waits end only by a wake-up, never spin. */
-    if (!ok || g_rx.mask == 0) g_rx.failed = true;
+    /* A failed wait, or one ended without an event (the port vanished, or its mask was reset,
+     * which some drivers report once): try again after a pause that a wake-up cuts short, so a
+     * caller that loops never spins. */
+    if (!ok || g_rx.mask == 0) WaitForSingleObject(g_rx.wake, RX_UNARMED_WAIT_MS);
     return 0;
 }
 
