@@ -47,6 +47,7 @@ class ParamTransactionTest : public ProtocolFixture {
         std::vector<Bytes> frames;
         EXPECT_EQ(param_transaction_write(), PARAM_CMD_STARTED);
         FakeTimer* timer = fake_timers().timers.back().get();
+        EXPECT_EQ(timer->period_ms, 50u) << "a register-family servo takes a frame every 50 ms";
         for (int i = 0; i < 12; ++i) {
             fake_timer_fire(timer);
             frames.push_back(sent(10));

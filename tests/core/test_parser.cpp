@@ -43,7 +43,7 @@ class ParserTest : public ProtocolFixture {
      * echo comes back, then the servo's reply. */
     static void register_step(const Bytes& reply) {
         FakeTimer* timer = fake_timers().timers.back().get();
-        const size_t step = timer->fired_ms.size();
+        const int step = timer->fired;
         fake_timer_fire(timer);
         feed(reg_request(READ_CODES[step]));
         feed(reply);

@@ -10,7 +10,7 @@ import tempfile
 import time
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
-from x11_session import check, parse_args, require_tools, run_tests, wait_for
+from x11_session import check, main, run_tests, wait_for
 
 ARGS = None
 IMPORT_BUTTON = (830, 406)  # centre of action button 2 in the window
@@ -57,12 +57,11 @@ def test_import_then_save_through_the_dialogs_gives_back_the_same_file(s):
 
     # The window still answers after the dialogs; a cancelled dialog changes nothing.
     s.click(wid, *SAVE_BUTTON)
-    s.cancel_dialog("另存为")
+    s.choose_path("另存为")
     time.sleep(0.5)
     check(s.program.poll() is None, "the program ended after a cancelled dialog")
 
 
 if __name__ == "__main__":
-    ARGS = parse_args()
-    require_tools()
+    ARGS = main()
     sys.exit(run_tests([test_import_then_save_through_the_dialogs_gives_back_the_same_file], ARGS.artifacts))

@@ -86,7 +86,7 @@ def test_register_servo_times_out_on_information_and_trades_parameters_register_
 
 
 if __name__ == "__main__":
-    ARGS = main()
+    ARGS = main(needs_namespaces=True)
     sys.exit(run_tests([
         test_register_servo_times_out_on_information_and_trades_parameters_register_by_register,
     ], ARGS.artifacts))
