@@ -34,8 +34,7 @@ def cli_json(*args):
 
 
 def simulator(tmp, *args):
-    sim = Simulator(ARGS.cli, tmp, *args)
-    return sim
+    return Simulator(ARGS.cli, tmp, *args)
 
 
 def test_usage_ports_and_unopenable_port(tmp):
@@ -84,9 +83,6 @@ def test_block_family_information_and_parameters_round_trip(tmp):
         rc, out, err = cli("params", "write", damaged, *port)
         check(rc == 5 and "Line 37: Format error" in err, f"damaged file: {rc} {err}")
         check(len(sim.lines("STORE block ")) == stored, "a file with a bad line must not be written")
-        rc, out, err = cli("params", "read", "--out", os.path.join(tmp, "no-dir", "x.txt"), *port)
-        check(rc == 5 and "Error: Save Parameter Failed!" in err and not os.path.exists(os.path.join(tmp, "no-dir")),
-              "an unwritable --out")
 
         with open(saved, "a") as f:  # verify against a file the servo does not hold, a hidden setting too
             f.write("ConfigBuffer[8] = 200;\nConfigBuffer[19] = 100;\n")
@@ -115,8 +111,6 @@ def test_register_family_parameters_round_trip(tmp):
         check(cli("params", "write", saved, "--no-verify", *port)[1].strip() == "written: register family",
               "--no-verify reads nothing back")
         check(cli("info", "read", *port)[0] == 4, "a register-family servo has no information to read")
-        rc, _, err = cli("params", "read", "--out", os.path.join(tmp, "register.dat"), *port)
-        check(rc == 5 and "Must save as TXT file!" in err and len(os.listdir(tmp)) == 2, "a .dat name for JVN")
         with open(saved, "w") as f:  # LP unchanged (0 = the cache) sends the cached MP too: caught, not passed
             f.write(text.replace("LP:4000", "LP:0"))
         rc, out, _ = cli("params", "write", saved, *port)
@@ -275,11 +269,10 @@ def main():
     failures = 0
     os.makedirs(ARGS.artifacts, exist_ok=True)
     for test in tests:
-        t0 = time.time()
         with tempfile.TemporaryDirectory(dir=ARGS.artifacts) as tmp:
             try:
                 test(tmp)
-                print(f"[ OK ] {test.__name__} ({time.time() - t0:.1f} s)")
+                print(f"[ OK ] {test.__name__}")
             except (Failure, subprocess.TimeoutExpired, OSError, ValueError, KeyError) as e:
                 failures += 1
                 print(f"[FAIL] {test.__name__}: {e}")
