@@ -104,8 +104,12 @@ inline int count_entries(const char* path) {
     }
     return n;
 }
-inline int count_open_fds() { return count_entries("/proc/self/fd") - 1; }
-inline int count_threads() { return count_entries("/proc/self/task"); }
+inline int count_open_fds() {
+    return count_entries("/proc/self/fd") - 1;
+}
+inline int count_threads() {
+    return count_entries("/proc/self/task");
+}
 
 /* Bytes the open port's driver holds. */
 inline int queued_at_port() {

@@ -36,7 +36,7 @@ class HotPlugTest : public ::testing::Test {
         discovery_set_roots(tree.sys().c_str(), tree.dev().c_str(), true);
     }
     void TearDown() override {
-        if (port_handle_valid(serial_link_state().g_comm.hCom)) SerialClose();
+        SerialClose();
         discovery_set_roots(nullptr, nullptr, true);
         clock_set_source(nullptr);
         lang_reset();

@@ -46,7 +46,7 @@ TEST_F(PanelModelTest, refused_texts_leave_the_whole_restored_value_and_one_rang
     const Case cases[] = {
         {PanelEntry::Gain, "256", "65", "Please enter a number between 0 and 255"},
         {PanelEntry::Stall1Time, "10100", "300", "Please enter a number between 0 and 10000"}, /* default in ms */
-        {PanelEntry::SoftStart, "0200", "1", "Please enter a number between 0 and 255"},      /* in range, too long */
+        {PanelEntry::SoftStart, "0200", "1", "Please enter a number between 0 and 255"},       /* in range, too long */
         {PanelEntry::MinAngle, "01000", "700", "Please enter a number between 0 and 4096"},
     };
     for (const Case& c : cases) {

@@ -122,7 +122,9 @@ TEST_F(Import, key_file_puts_wire_values_on_the_panel) {
 }
 
 TEST_F(Import, byte_order_marks_and_utf16_text_are_read) {
-    EXPECT_EQ(import("bom8.txt", "\xEF\xBB\xBF" "ConfigBuffer[1] = 33;\n"), PARAM_FILE_OK);
+    EXPECT_EQ(import("bom8.txt", "\xEF\xBB\xBF"
+                                 "ConfigBuffer[1] = 33;\n"),
+              PARAM_FILE_OK);
     EXPECT_EQ(params_state().parmeterBuff[0], 33);
 
     std::string le = "\xFF\xFE", be = "\xFE\xFF";

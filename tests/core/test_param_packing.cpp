@@ -132,8 +132,10 @@ TEST_F(Packing, update_par_sets_levels_from_the_stall_times) {
         int zero_power; /* level whose power shows "0", 0 for none */
     };
     const Case cases[] = {
-        {0, 5, 5, {false, false, false}, 1}, {3, 5, 0, {true, true, false}, 3},
-        {3, 5, 7, {true, true, true}, 0},    {3, 0, 7, {true, false, false}, 2},
+        {0, 5, 5, {false, false, false}, 1},
+        {3, 5, 0, {true, true, false}, 3},
+        {3, 5, 7, {true, true, true}, 0},
+        {3, 0, 7, {true, false, false}, 2},
     };
     const PanelEntry powers[] = {PanelEntry::Stall1Power, PanelEntry::Stall2Power, PanelEntry::Stall3Power};
     for (const Case& c : cases) {

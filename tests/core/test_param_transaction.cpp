@@ -1,6 +1,5 @@
-/* Writing the parameters by parameter source: the refusals, the block frame after its read
- * request and its acknowledgement, the register sequence with the cache rules, with the timers
- * fired by hand. The port is a pseudo-terminal; the test reads what was sent. */
+/* Writing the parameters by parameter source: the refusals, the block frame and its
+ * acknowledgement, the register sequence with the cache rules. The port is a pseudo-terminal. */
 #include "common/clock.h"
 #include "protocol/param_actions.h"
 #include "protocol/param_transaction.h"
@@ -21,7 +20,7 @@ class ParamTransactionTest : public ProtocolFixture {
         ASSERT_NE(SerialOpen(pty.path().c_str()), PORT_HANDLE_NONE);
     }
     void TearDown() override {
-        if (port_handle_valid(serial_link_state().g_comm.hCom)) SerialClose();
+        SerialClose();
         ProtocolFixture::TearDown();
     }
 

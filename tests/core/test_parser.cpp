@@ -142,7 +142,7 @@ TEST_F(ParserTest, eight_register_replies_after_their_echoes_fill_the_panel_and_
     default_steps(8);
     EXPECT_EQ(prompt_texts(), std::vector<std::string>{"读取参数成功!"});
     const std::pair<PanelEntry, const char*> shown[] = {
-        {PanelEntry::Stall1Power, "1"}, {PanelEntry::Stall1Time, "3"}, {PanelEntry::Damping, "50"},
+        {PanelEntry::Stall1Power, "1"},   {PanelEntry::Stall1Time, "3"},  {PanelEntry::Damping, "50"},
         {PanelEntry::OutputPower, "100"}, {PanelEntry::MaxPulse, "2000"}, {PanelEntry::MidAngle, "2048"},
         {PanelEntry::SoftStart, "1"}};
     for (const auto& [entry, text] : shown)

@@ -10,7 +10,9 @@ FakeTimers& fake_timers() {
     return state;
 }
 
-void fake_timers_reset() { fake_timers() = FakeTimers{}; }
+void fake_timers_reset() {
+    fake_timers() = FakeTimers{};
+}
 
 int fake_timers_alive() {
     int n = 0;
