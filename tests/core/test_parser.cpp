@@ -1,9 +1,7 @@
-/* The receive parser fed byte by byte and through the receive ring in odd chunks: the echo of what
- * the tool sent, garbage and bad checksums ahead of a good frame, the register replies and both
- * information replies. */
+/* The receive parser fed byte by byte: the echo of what the tool sent, garbage and bad checksums
+ * ahead of a good frame, the register replies and both information replies. */
 #include "protocol/info_transaction.h"
 #include "protocol/param_transaction.h"
-#include "serial/rx_ring.h"
 #include "tests/core/protocol_test_support.h"
 
 using namespace servo_bytes;
@@ -12,24 +10,6 @@ namespace {
 
 class ParserTest : public ProtocolFixture {
   protected:
-    void SetUp() override {
-        ProtocolFixture::SetUp();
-        rx_ring_reset();
-    }
-
-    /* Puts the bytes into the receive ring in chunks of the given sizes (cycled), draining the
-     * ring into the parser after each, as the receive hand-over does. */
-    static void deliver(const Bytes& bytes, std::initializer_list<size_t> chunks) {
-        auto size = chunks.begin();
-        for (size_t i = 0; i < bytes.size();) {
-            const size_t n = std::min(*size, bytes.size() - i);
-            rx_ring_append(bytes.data() + i, static_cast<uint32_t>(n));
-            i += n;
-            rx_ring_drain(process_servo_info_data);
-            if (++size == chunks.end()) size = chunks.begin();
-        }
-    }
-
     /* A fresh parameter read. */
     static void start_param_read() {
         protocol_reset();
@@ -104,12 +84,9 @@ TEST_F(ParserTest, info_reply_with_byte_1_at_0x80_is_refused_in_chinese_whatever
     EXPECT_EQ(fake_info_fields().writes, 0);
 }
 
-TEST_F(ParserTest, block_read_through_the_ring_in_odd_chunks_fills_the_panel) {
+TEST_F(ParserTest, block_read_after_its_echo_fills_the_panel) {
     start_param_read();
-    const Bytes passed(RX_RING_SIZE - 5, 0); /* brings the ring 5 short of its end: the frame wraps */
-    rx_ring_append(passed.data(), static_cast<uint32_t>(passed.size()));
-    rx_ring_drain(nullptr);
-    deliver(cat({PARAM_REQUEST, block_frame(DEFAULT_BLOCK)}), {1, 3, 7, 2, 11});
+    feed(cat({PARAM_REQUEST, block_frame(DEFAULT_BLOCK)}));
     EXPECT_EQ(Bytes(params_state().parmeterBuff, params_state().parmeterBuff + 35), DEFAULT_BLOCK);
     EXPECT_EQ(fake_entry(PanelEntry::MaxAngle), "3500");
     EXPECT_TRUE(fake_checked(PanelCheck::Direction));
