@@ -19,6 +19,7 @@ sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 from x11_session import SKIP, Failure, Simulator, UsbNamespace, check, namespaces_available
 
 ARGS = None
+DATA = os.path.join(os.path.dirname(os.path.dirname(os.path.abspath(__file__))), "data")
 
 
 def cli(*args, timeout=30):
@@ -162,11 +163,7 @@ def test_faults_give_their_exit_code_and_message_and_never_a_verified_write(tmp)
 
 
 def test_convert_carries_the_shared_fields_and_refuses_a_bad_file(tmp):
-    block = os.path.join(tmp, "in-block.txt")
-    with open(block, "w") as f:
-        f.write("".join(f"ConfigBuffer[{k}] = {v};\n" for k, v in enumerate(
-            [64, 65, 50, 7, 208, 5, 220, 3, 232, 13, 172, 8, 0, 2, 84, 3, 29, 0, 0, 200, 99, 5, 228, 100, 10, 0,
-             80, 37, 49, 19, 12, 0, 0, 31, 72, 19])))
+    block = os.path.join(DATA, "configbuffer_defaults.txt")
     jvn = os.path.join(tmp, "out.txt")
     rc, doc = cli_json("convert", block, jvn)
     check(rc == 0 and doc["from"] == "block" and "Time2" in doc["not_carried"] and "Gain" not in doc["not_carried"],
