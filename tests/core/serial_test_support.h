@@ -7,7 +7,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cctype>
 #include <chrono>
 #include <cstring>
 #include <dirent.h>
@@ -63,15 +62,14 @@ class PtyPair {
 
     /* What the program sent, up to n bytes or until timeout_ms pass. */
     std::vector<uint8_t> receive(size_t n, int timeout_ms = 2000) {
-        std::vector<uint8_t> out;
+        std::vector<uint8_t> out(n);
+        size_t got = 0;
         const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeout_ms);
-        while (out.size() < n && std::chrono::steady_clock::now() < end) {
-            pollfd p = {master_, POLLIN, 0};
-            uint8_t buf[4096];
-            if (poll(&p, 1, 10) <= 0) continue;
-            const ssize_t got = read(master_, buf, std::min(sizeof buf, n - out.size()));
-            if (got > 0) out.insert(out.end(), buf, buf + got);
+        for (pollfd p = {master_, POLLIN, 0}; got < n && std::chrono::steady_clock::now() < end;) {
+            const ssize_t r = poll(&p, 1, 10) > 0 ? read(master_, out.data() + got, n - got) : 0;
+            got += r > 0 ? static_cast<size_t>(r) : 0;
         }
+        out.resize(got);
         return out;
     }
 
@@ -133,23 +131,13 @@ inline const std::string PLATFORM = "pnp0/00:00";
 inline const std::string VIRTUAL = "";
 
 /* A temporary tree shaped like sysfs and /dev: sys() is the tty class directory, dev() the device
- * directory. An entry's node may point at a pseudo-terminal so that the program can open it. */
+ * directory. Its own path holds digits only, so that it never looks like a USB path. */
 class PortTree {
   public:
     PortTree() {
-        for (;;) { /* the random part must not look like a USB path */
-            char tmpl[] = "/tmp/serial_tree_XXXXXX";
-            if (mkdtemp(tmpl) == nullptr) {
-                ADD_FAILURE() << "mkdtemp: " << strerror(errno);
-                return;
-            }
-            root_ = tmpl;
-            std::string upper = root_;
-            for (char& c : upper)
-                c = static_cast<char>(toupper(static_cast<unsigned char>(c)));
-            if (upper.find("USB") == std::string::npos && upper.find("VID_") == std::string::npos) break;
-            std::filesystem::remove_all(root_);
-        }
+        static int count = 0;
+        root_ = "/tmp/serial_tree_" + std::to_string(getpid()) + "_" + std::to_string(count++);
+        std::filesystem::remove_all(root_);
         std::filesystem::create_directories(sys());
         std::filesystem::create_directories(dev());
     }
@@ -169,9 +157,8 @@ class PortTree {
     void add(const std::string& name, const std::string& bus, const std::string& node_target = "",
              bool add_node = true) {
         namespace fs = std::filesystem;
-        const std::string dev_dir = root_ + "/sys/devices/" + (bus.empty() ? "virtual" : bus) + "/" + name;
-        const std::string tty_dir = dev_dir + "/tty/" + name;
-        device_dirs_[name] = dev_dir;
+        device_dirs_[name] = root_ + "/sys/devices/" + (bus.empty() ? "virtual" : bus) + "/" + name;
+        const std::string tty_dir = device_dirs_[name] + "/tty/" + name;
         fs::create_directories(tty_dir);
         if (!bus.empty()) fs::create_directory_symlink("../..", tty_dir + "/device");
         fs::create_directory_symlink(fs::relative(tty_dir, sys()), sys() + "/" + name);

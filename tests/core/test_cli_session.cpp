@@ -1,26 +1,15 @@
 /* servo_cli's loop and verify: its timers keep the window's pacing under a hand-driven clock and
  * hold a request for the last reply no longer than allowed; a comparison names each differing
- * field as the panel or the parameter table does, in the panel's units. */
+ * block field as the panel or the parameter table does, in the panel's units. */
 #include "cli/cli_servo.h"
 #include "cli/cli_session.h"
 #include "common/clock.h"
 #include "common/debug_log.h"
 #include "common/lang.h"
-#include "common/platform.h"
+#include "tests/fakes/common/fake_platform.h"
+#include "tests/fakes/core/fake_screen.h"
 
 #include <gtest/gtest.h>
-
-void fake_panel_fill_port(ScreenPort& port);
-void fake_port_panel_fill_port(ScreenPort& port);
-void fake_info_fields_fill_port(ScreenPort& port);
-void fake_prompt_fill_port(ScreenPort& port);
-void fake_protocol_timers_fill_port(ScreenPort& port);
-void fake_platform_message_box(const char* text, const char* caption, MsgBoxIcon icon);
-bool fake_platform_post_serial_rx();
-void fake_platform_post_quit(int code);
-const char* fake_platform_user_language();
-bool fake_file_dialog_open_txt(char* out, size_t cap);
-bool fake_file_dialog_save_txt(char* out, size_t cap, bool overwrite_prompt);
 
 namespace {
 
@@ -37,20 +26,6 @@ bool reply_in() {
     return g_reply_in;
 }
 
-/* Back to the recording screen and platform the other core tests run with. */
-void reinstall_fakes() {
-    ScreenPort screen = {};
-    fake_panel_fill_port(screen);
-    fake_port_panel_fill_port(screen);
-    fake_info_fields_fill_port(screen);
-    fake_prompt_fill_port(screen);
-    fake_protocol_timers_fill_port(screen);
-    screen_port_set(&screen);
-    PlatformPort platform = {fake_platform_message_box, fake_platform_post_serial_rx, fake_platform_post_quit,
-                             fake_platform_user_language, fake_file_dialog_open_txt, fake_file_dialog_save_txt};
-    platform_port_set(&platform);
-}
-
 class CliSessionTest : public ::testing::Test {
   protected:
     void SetUp() override {
@@ -65,7 +40,8 @@ class CliSessionTest : public ::testing::Test {
         session_set_timer_gate(nullptr, 0);
         clock_set_source(nullptr);
         dbg_log_set_sink(nullptr);
-        reinstall_fakes();
+        fake_screen_install();
+        fake_platform_install();
         lang_reset();
     }
     static void turn_at(uint64_t t) {
@@ -111,22 +87,6 @@ TEST(CliCompareTest, a_block_difference_is_named_by_the_panel_or_the_table_in_th
     EXPECT_EQ(names, (std::vector<std::string>{"Time1", "NULL[9]", "Deadband2", "Inversion"}));
     EXPECT_EQ(diffs[0].read, 500);
     EXPECT_EQ(diffs[2].read, 1);
-}
-
-TEST(CliCompareTest, register_values_go_by_their_file_keys_and_another_family_is_one_field) {
-    ServoImage meant, read;
-    meant.family = read.family = Family::Register;
-    meant.words[REG_OD] = 80;
-    read.words[REG_OD] = 81; /* shows as 1 either way: only the wire value tells */
-    read.words[REG_RS] = 2;
-    const std::vector<FieldDiff> diffs = servo_compare(meant, read);
-    ASSERT_EQ(diffs.size(), 2u);
-    EXPECT_EQ(diffs[0].field, "OD");
-    EXPECT_EQ(diffs[0].read, 81);
-    EXPECT_EQ(diffs[1].field, "RS");
-    read.family = Family::Block;
-    ASSERT_EQ(servo_compare(meant, read).size(), 1u);
-    EXPECT_EQ(servo_compare(meant, read)[0].field, "family");
 }
 
 } // namespace

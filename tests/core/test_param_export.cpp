@@ -29,10 +29,7 @@ class Export : public ::testing::Test {
         fake_file_dialog().move_to = dir.path; /* the dialog moves the current directory */
     }
     void TearDown() override { EXPECT_EQ(chdir(start_dir), 0); }
-    std::string cwd() const {
-        char now[4096];
-        return getcwd(now, sizeof now) != nullptr ? now : "";
-    }
+    static std::string cwd() { return std::filesystem::current_path().string(); }
     /* The panel as the servo's defaults show it, with the working values holding them. */
     static void show_defaults(int source) {
         int32_t shown[PARAM_COUNT];
@@ -50,7 +47,6 @@ class Export : public ::testing::Test {
 TEST_F(Export, save_without_a_source_refuses_before_any_dialog) {
     EXPECT_EQ(param_action_save(), PARAM_FILE_NO_SOURCE);
     EXPECT_EQ(prompt_texts(), std::vector<std::string>{"保存参数失败，请先读取或导入参数!!"});
-    EXPECT_EQ(fake_prompts()[0].kind, FakePrompt::Error);
     EXPECT_TRUE(fake_file_dialog().calls.empty());
 }
 
@@ -64,18 +60,6 @@ TEST_F(Export, block_family_save_writes_the_hand_worked_defaults_file) {
     EXPECT_EQ(cwd(), start_dir);
 }
 
-TEST_F(Export, configbuffer_file_round_trips_through_import_and_save) {
-    /* A block with every kept field set and the irregular bytes in shapes that survive repacking. */
-    uint8_t frame[CONFIGBUFFER_LINES] = {64, 100,  20,   15,   160,  5,    220, 3,   232,  12,   0,    8,
-                                         0,  1,    44,   50,   0x7D, 0x21, 0,   200, 0xA6, 0xC7, 0xE4, 150,
-                                         12, 0xB3, 0xF2, 0x34, 0xED, 0x97, 40,  20,  10,   0x2B, 100,  0x1F};
-    ASSERT_EQ(params_export_configbuffer_path((dir / "in.txt").c_str(), frame), PARAM_FILE_OK);
-    ASSERT_EQ(params_import_path((dir / "in.txt").c_str()), PARAM_FILE_OK);
-    fake_file_dialog().next_path = dir / "out.txt";
-    ASSERT_EQ(param_action_save(), PARAM_FILE_OK);
-    EXPECT_EQ(read_file(dir / "out.txt"), read_file(dir / "in.txt"));
-}
-
 TEST_F(Export, configbuffer_overwrites_and_reports_failure_with_an_error_box) {
     const uint8_t frame[CONFIGBUFFER_LINES] = {64};
     const std::string path = write_file(dir / "exists.txt", std::string(2000, 'x'));
@@ -87,7 +71,6 @@ TEST_F(Export, configbuffer_overwrites_and_reports_failure_with_an_error_box) {
 
     fake_file_dialog().next_path = dir / "no/such/dir.txt";
     EXPECT_EQ(params_export_configbuffer(frame), PARAM_FILE_OPEN_FAILED);
-    EXPECT_EQ(fake_prompts().back().kind, FakePrompt::Error);
     EXPECT_EQ(fake_prompts().back().text, "保存参数失败!");
     EXPECT_EQ(cwd(), start_dir); /* restored on this path too */
 }

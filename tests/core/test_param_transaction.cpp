@@ -1,6 +1,5 @@
-/* Writing the parameters by parameter source: the refusals, the block frame after its read
- * request and its acknowledgement, the register sequence with the cache rules, with the timers
- * fired by hand. The port is a pseudo-terminal; the test reads what was sent. */
+/* Writing the parameters by parameter source: the refusals, the block frame and its
+ * acknowledgement, the register sequence with the cache rules. The port is a pseudo-terminal. */
 #include "common/clock.h"
 #include "protocol/param_actions.h"
 #include "protocol/param_transaction.h"
@@ -21,7 +20,7 @@ class ParamTransactionTest : public ProtocolFixture {
         ASSERT_NE(SerialOpen(pty.path().c_str()), PORT_HANDLE_NONE);
     }
     void TearDown() override {
-        if (port_handle_valid(serial_link_state().g_comm.hCom)) SerialClose();
+        SerialClose();
         ProtocolFixture::TearDown();
     }
 
@@ -47,6 +46,7 @@ class ParamTransactionTest : public ProtocolFixture {
         std::vector<Bytes> frames;
         EXPECT_EQ(param_transaction_write(), PARAM_CMD_STARTED);
         FakeTimer* timer = fake_timers().timers.back().get();
+        EXPECT_EQ(timer->period_ms, 50u) << "a register-family servo takes a frame every 50 ms";
         for (int i = 0; i < 12; ++i) {
             fake_timer_fire(timer);
             frames.push_back(sent(10));

@@ -1,9 +1,7 @@
-/* The receive parser fed byte by byte and through the receive ring in odd chunks: the echo of what
- * the tool sent, garbage and bad checksums ahead of a good frame, the register replies and both
- * information replies. */
+/* The receive parser fed byte by byte: the echo of what the tool sent, garbage and bad checksums
+ * ahead of a good frame, the register replies and both information replies. */
 #include "protocol/info_transaction.h"
 #include "protocol/param_transaction.h"
-#include "serial/rx_ring.h"
 #include "tests/core/protocol_test_support.h"
 
 using namespace servo_bytes;
@@ -12,25 +10,13 @@ namespace {
 
 class ParserTest : public ProtocolFixture {
   protected:
-    void SetUp() override {
-        ProtocolFixture::SetUp();
-        rx_ring_reset();
+    /* A fresh parameter read. */
+    static void start_param_read() {
+        protocol_reset();
+        fake_panel_reset();
+        fake_prompts().clear();
+        ASSERT_EQ(param_transaction_read(), PARAM_CMD_STARTED);
     }
-
-    /* Puts the bytes into the receive ring in chunks of the given sizes (cycled), draining the
-     * ring into the parser after each, as the receive hand-over does. */
-    static void deliver(const Bytes& bytes, std::initializer_list<size_t> chunks) {
-        auto size = chunks.begin();
-        for (size_t i = 0; i < bytes.size();) {
-            const size_t n = std::min(*size, bytes.size() - i);
-            rx_ring_append(bytes.data() + i, static_cast<uint32_t>(n));
-            i += n;
-            rx_ring_drain(process_servo_info_data);
-            if (++size == chunks.end()) size = chunks.begin();
-        }
-    }
-
-    static void start_param_read() { ASSERT_EQ(param_transaction_read(), PARAM_CMD_STARTED); }
     /* The register read timer's remaining calls, up to the one that ends the sequence. */
     static void finish_read_timer() {
         FakeTimer* t = fake_timers().timers.back().get();
@@ -43,21 +29,18 @@ class ParserTest : public ProtocolFixture {
      * echo comes back, then the servo's reply. */
     static void register_step(const Bytes& reply) {
         FakeTimer* timer = fake_timers().timers.back().get();
-        const size_t step = timer->fired_ms.size();
+        const int step = timer->fired;
         fake_timer_fire(timer);
-        feed(reg_request(READ_CODES[step]));
-        feed(reply);
+        feed(cat({reg_request(READ_CODES[step]), reply}));
     }
-    /* Register steps from `from` up to (not including) `to` answered with the simulator's values. */
-    static void default_steps(int from, int to) {
-        for (int step = from; step < to; ++step)
+    /* The first n register steps answered with the simulator's values. */
+    static void default_steps(int n) {
+        for (int step = 0; step < n; ++step)
             register_step(reg_reply(DEFAULT_REGS[step][0], DEFAULT_REGS[step][1]));
     }
 };
 
 } // namespace
-
-/* ---- information read ---- */
 
 TEST_F(ParserTest, info_reply_completes_at_its_last_byte_and_fills_the_fields) {
     struct Case {
@@ -95,24 +78,15 @@ TEST_F(ParserTest, info_reply_with_byte_1_at_0x80_is_refused_in_chinese_whatever
     serial_ports_set_open(1);
     lang_set_chinese(0);
     info_transaction_read();
-    Bytes frame = info_frame("SERVO", "20260115");
-    frame[1] = 0x80;
-    frame[29] = static_cast<uint8_t>(sum8(frame, 0, 29) - 1); /* checksum right */
-    feed(cat({INFO_REQUEST, frame}));
-    ASSERT_EQ(fake_prompts().size(), 1u);
+    feed(cat({INFO_REQUEST, info_frame("\x80SERVO", "20260115")}));
+    EXPECT_EQ(prompt_texts(), std::vector<std::string>{"读取信息失败！"});
     EXPECT_EQ(fake_prompts()[0].kind, FakePrompt::Error);
-    EXPECT_EQ(fake_prompts()[0].text, "读取信息失败！");
     EXPECT_EQ(fake_info_fields().writes, 0);
 }
 
-/* ---- read parameters: block family ---- */
-
-TEST_F(ParserTest, block_read_through_the_ring_in_odd_chunks_fills_the_panel) {
+TEST_F(ParserTest, block_read_after_its_echo_fills_the_panel) {
     start_param_read();
-    const Bytes passed(RX_RING_SIZE - 5, 0); /* brings the ring 5 short of its end: the frame wraps */
-    rx_ring_append(passed.data(), static_cast<uint32_t>(passed.size()));
-    rx_ring_drain(nullptr);
-    deliver(cat({PARAM_REQUEST, block_frame(DEFAULT_BLOCK)}), {1, 3, 7, 2, 11});
+    feed(cat({PARAM_REQUEST, block_frame(DEFAULT_BLOCK)}));
     EXPECT_EQ(Bytes(params_state().parmeterBuff, params_state().parmeterBuff + 35), DEFAULT_BLOCK);
     EXPECT_EQ(fake_entry(PanelEntry::MaxAngle), "3500");
     EXPECT_TRUE(fake_checked(PanelCheck::Direction));
@@ -130,32 +104,24 @@ TEST_F(ParserTest, block_lost_to_a_bad_checksum_or_a_data_byte_taken_for_echo_is
     };
     for (const auto& [label, lost] : cases) {
         SCOPED_TRACE(label);
-        protocol_reset();
-        fake_panel_reset();
         start_param_read();
         feed(cat({PARAM_REQUEST, lost}));
-        EXPECT_TRUE(fake_prompts().empty());
         EXPECT_EQ(fake_entry(PanelEntry::Gain), "");
         feed(block_frame(DEFAULT_BLOCK));
         EXPECT_EQ(fake_entry(PanelEntry::Gain), "65");
         EXPECT_EQ(prompt_texts(), std::vector<std::string>{"读取参数成功!"});
-        fake_prompts().clear();
     }
 }
-
-/* ---- read parameters: register family ---- */
 
 TEST_F(ParserTest, eight_register_replies_after_their_echoes_fill_the_panel_and_a_ninth_is_dropped) {
     start_param_read();
     feed(PARAM_REQUEST);
-    default_steps(0, 8);
+    default_steps(8);
     EXPECT_EQ(prompt_texts(), std::vector<std::string>{"读取参数成功!"});
     const std::pair<PanelEntry, const char*> shown[] = {
-        {PanelEntry::Stall1Power, "1"}, {PanelEntry::Stall1Time, "3"},    {PanelEntry::Gain, "65"},
-        {PanelEntry::Damping, "50"},    {PanelEntry::OutputPower, "100"}, {PanelEntry::MinPulse, "1000"},
-        {PanelEntry::MaxPulse, "2000"}, {PanelEntry::MinAngle, "596"},    {PanelEntry::MaxAngle, "3500"},
-        {PanelEntry::MidAngle, "2048"}, {PanelEntry::Deadband, "3"},      {PanelEntry::SoftStart, "1"},
-    };
+        {PanelEntry::Stall1Power, "1"},   {PanelEntry::Stall1Time, "3"},  {PanelEntry::Damping, "50"},
+        {PanelEntry::OutputPower, "100"}, {PanelEntry::MaxPulse, "2000"}, {PanelEntry::MidAngle, "2048"},
+        {PanelEntry::SoftStart, "1"}};
     for (const auto& [entry, text] : shown)
         EXPECT_EQ(fake_entry(entry), text) << static_cast<int>(entry);
     EXPECT_TRUE(fake_checked(PanelCheck::Direction));
@@ -174,10 +140,9 @@ TEST_F(ParserTest, direction_byte_0_turns_the_switch_off_1_on_and_any_other_leav
     } cases[] = {{0, true, false}, {1, false, true}, {2, true, true}, {2, false, false}};
     for (const auto& c : cases) {
         SCOPED_TRACE(testing::Message() << "direction byte " << int(c.byte) << ", switch on before: " << c.before);
-        protocol_reset();
         start_param_read();
         fake_checked(PanelCheck::Direction) = c.before;
-        default_steps(0, 7);
+        default_steps(7);
         register_step(reg_reply(static_cast<uint16_t>(0x0700 | c.byte), 0)); /* LS 7, then the direction */
         EXPECT_EQ(fake_entry(PanelEntry::SoftStart), "7");
         EXPECT_EQ(fake_checked(PanelCheck::Direction), c.after);
@@ -191,10 +156,8 @@ TEST_F(ParserTest, a_damaged_register_reply_ends_the_read_without_a_message) {
     bad_length[3] = 0x0A;
     bad_length[8] = sum8(bad_length, 2, 8); /* the checksum would match */
     for (const Bytes& damaged : {bad_sum, bad_length}) {
-        protocol_reset();
-        fake_panel_reset();
         start_param_read();
-        default_steps(0, 3);
+        default_steps(3);
         register_step(damaged);
         EXPECT_EQ(fake_entry(PanelEntry::MinPulse), "") << "the damaged reply filled nothing";
         register_step(reg_reply(596, 3500)); /* the rest of this read is dropped */
@@ -205,20 +168,18 @@ TEST_F(ParserTest, a_damaged_register_reply_ends_the_read_without_a_message) {
 
 TEST_F(ParserTest, a_read_after_a_wrong_length_reply_keeps_its_replies_from_the_first_entry) {
     start_param_read();
-    default_steps(0, 7);
+    default_steps(7);
     Bytes wrong = reg_reply(0, 0);
     wrong[3] = 0x0A; /* ends the read at step 0 */
     register_step(wrong);
 
     finish_read_timer();
-    start_param_read();
+    ASSERT_EQ(param_transaction_read(), PARAM_CMD_STARTED); /* the next read keeps what the last one left */
     register_step(reg_reply(0x1111, 0x2222)); /* step 0: OD and OT */
     uint8_t frame[FRAME_REGISTER_REQUEST_LEN];
     ASSERT_EQ(param_transaction_register_frame(2, frame, sizeof frame), 10); /* code 0x12: OD, OT unchanged */
     EXPECT_EQ(Bytes(frame + 5, frame + 9), (Bytes{0x11, 0x11, 0x22, 0x22})) << "the servo's own bytes of this read";
 }
-
-/* ---- information write ---- */
 
 TEST_F(ParserTest, info_write_echo_swallows_a_31st_byte_of_0x00_and_any_other_byte_completes_it) {
     serial_ports_set_open(1);

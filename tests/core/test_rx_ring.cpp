@@ -31,9 +31,7 @@ class RxRingTest : public ::testing::Test {
         g_consumed.clear();
         ASSERT_NE(SerialOpen(pty.path().c_str()), PORT_HANDLE_NONE);
     }
-    void TearDown() override {
-        if (port_handle_valid(serial_link_state().g_comm.hCom)) SerialClose();
-    }
+    void TearDown() override { SerialClose(); }
     static int posts() { return fake_platform().serial_rx_posts.load(); }
 
     /* The servo sends bytes; returns once the port holds `total` bytes and a wake-up came. */

@@ -21,9 +21,7 @@ class SerialPortTest : public ::testing::Test {
         fds_before = count_open_fds();
         threads_before = count_threads();
     }
-    void TearDown() override {
-        if (port_handle_valid(serial_link_state().g_comm.hCom)) SerialClose();
-    }
+    void TearDown() override { SerialClose(); }
     void open_port() { ASSERT_NE(SerialOpen(pty.path().c_str()), PORT_HANDLE_NONE); }
     int fd() const { return static_cast<int>(serial_link_state().g_io_handle.load()); }
     int write_request() { return SerialWrite(kRequest.data(), 4); }

@@ -19,6 +19,7 @@ sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 from x11_session import SKIP, Failure, Simulator, UsbNamespace, check, namespaces_available
 
 ARGS = None
+DATA = os.path.join(os.path.dirname(os.path.dirname(os.path.abspath(__file__))), "data")
 
 
 def cli(*args, timeout=30):
@@ -34,8 +35,7 @@ def cli_json(*args):
 
 
 def simulator(tmp, *args):
-    sim = Simulator(ARGS.cli, tmp, *args)
-    return sim
+    return Simulator(ARGS.cli, tmp, *args)
 
 
 def test_usage_ports_and_unopenable_port(tmp):
@@ -84,9 +84,6 @@ def test_block_family_information_and_parameters_round_trip(tmp):
         rc, out, err = cli("params", "write", damaged, *port)
         check(rc == 5 and "Line 37: Format error" in err, f"damaged file: {rc} {err}")
         check(len(sim.lines("STORE block ")) == stored, "a file with a bad line must not be written")
-        rc, out, err = cli("params", "read", "--out", os.path.join(tmp, "no-dir", "x.txt"), *port)
-        check(rc == 5 and "Error: Save Parameter Failed!" in err and not os.path.exists(os.path.join(tmp, "no-dir")),
-              "an unwritable --out")
 
         with open(saved, "a") as f:  # verify against a file the servo does not hold, a hidden setting too
             f.write("ConfigBuffer[8] = 200;\nConfigBuffer[19] = 100;\n")
@@ -115,8 +112,6 @@ def test_register_family_parameters_round_trip(tmp):
         check(cli("params", "write", saved, "--no-verify", *port)[1].strip() == "written: register family",
               "--no-verify reads nothing back")
         check(cli("info", "read", *port)[0] == 4, "a register-family servo has no information to read")
-        rc, _, err = cli("params", "read", "--out", os.path.join(tmp, "register.dat"), *port)
-        check(rc == 5 and "Must save as TXT file!" in err and len(os.listdir(tmp)) == 2, "a .dat name for JVN")
         with open(saved, "w") as f:  # LP unchanged (0 = the cache) sends the cached MP too: caught, not passed
             f.write(text.replace("LP:4000", "LP:0"))
         rc, out, _ = cli("params", "write", saved, *port)
@@ -134,10 +129,8 @@ FAULTS = [
     ("block", ["--fault", "checksum"], ["params", "read"], 4, "No answer from the servo within 500 ms"),
     ("block", ["--fault", "silent"], ["info", "read"], 4, "Error: Servo information read timeout!"),
     ("block", ["--fault", "late", "--late-ms", "3000"], ["params", "read"], 4, "No answer"),
-    ("block", ["--fault", "late", "--late-ms", "100"], ["params", "read"], 0, "Read  Parameter successfully!"),
     ("block", ["--fault", "late", "--late-ms", "900"], ["params", "read", "--timeout", "2000"], 0, "Read  Param"),
     ("block", ["--fault", "garbage"], ["info", "read"], 4, "Error: 读取信息失败！"),
-    ("block", ["--fault", "garbage"], ["params", "read"], 0, "Read  Parameter successfully!"),
     ("block", ["--fault", "info-0x80"], ["info", "read"], 4, "Error: 读取信息失败！"),
     ("register", ["--fault", "checksum"], ["params", "read"], 4, "answer was refused"),
     ("register", ["--fault", "checksum:1"], ["params", "write", "REF"], 4, "answer was refused"),
@@ -170,11 +163,7 @@ def test_faults_give_their_exit_code_and_message_and_never_a_verified_write(tmp)
 
 
 def test_convert_carries_the_shared_fields_and_refuses_a_bad_file(tmp):
-    block = os.path.join(tmp, "in-block.txt")
-    with open(block, "w") as f:
-        f.write("".join(f"ConfigBuffer[{k}] = {v};\n" for k, v in enumerate(
-            [64, 65, 50, 7, 208, 5, 220, 3, 232, 13, 172, 8, 0, 2, 84, 3, 29, 0, 0, 200, 99, 5, 228, 100, 10, 0,
-             80, 37, 49, 19, 12, 0, 0, 31, 72, 19])))
+    block = os.path.join(DATA, "configbuffer_defaults.txt")
     jvn = os.path.join(tmp, "out.txt")
     rc, doc = cli_json("convert", block, jvn)
     check(rc == 0 and doc["from"] == "block" and "Time2" in doc["not_carried"] and "Gain" not in doc["not_carried"],
@@ -275,11 +264,10 @@ def main():
     failures = 0
     os.makedirs(ARGS.artifacts, exist_ok=True)
     for test in tests:
-        t0 = time.time()
         with tempfile.TemporaryDirectory(dir=ARGS.artifacts) as tmp:
             try:
                 test(tmp)
-                print(f"[ OK ] {test.__name__} ({time.time() - t0:.1f} s)")
+                print(f"[ OK ] {test.__name__}")
             except (Failure, subprocess.TimeoutExpired, OSError, ValueError, KeyError) as e:
                 failures += 1
                 print(f"[FAIL] {test.__name__}: {e}")

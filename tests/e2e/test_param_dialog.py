@@ -10,7 +10,7 @@ import tempfile
 import time
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
-from x11_session import check, parse_args, require_tools, run_tests, wait_for
+from x11_session import check, main, run_tests, wait_for
 
 ARGS = None
 IMPORT_BUTTON = (830, 406)  # centre of action button 2 in the window
@@ -38,31 +38,23 @@ def test_import_then_save_through_the_dialogs_gives_back_the_same_file(s):
     s.wait_log(r"first frame shown")
     time.sleep(0.5)
 
-    started = time.time()
     s.click(wid, *IMPORT_BUTTON)
     s.choose_path("打开", source)
     s.wait_log(r"\[Prompt\] 提示: 导入成功!")  # the prompt the user sees
-    print(f"  import through the dialog took {time.time() - started:.1f} s")
-    s.screenshot("after-import", wid)
 
     s.click(wid, *SAVE_BUTTON)
     s.choose_path("另存为", saved)
     wait_for(lambda: os.path.exists(saved) and os.path.getsize(saved) >= 36 * 20, "the saved file")
     time.sleep(0.5)
     with open(source, "rb") as a, open(saved, "rb") as b:
-        same = a.read() == b.read()
-    if not same:
-        shutil.copy(saved, os.path.join(s.artifacts, "saved.txt"))
-    check(same, "saved file differs from the imported one")
+        check(a.read() == b.read(), "saved file differs from the imported one")
 
-    # The window still answers after the dialogs; a cancelled dialog changes nothing.
-    s.click(wid, *SAVE_BUTTON)
-    s.cancel_dialog("另存为")
+    s.click(wid, *SAVE_BUTTON)  # a cancelled dialog ends nothing
+    s.choose_path("另存为")
     time.sleep(0.5)
     check(s.program.poll() is None, "the program ended after a cancelled dialog")
 
 
 if __name__ == "__main__":
-    ARGS = parse_args()
-    require_tools()
+    ARGS = main()
     sys.exit(run_tests([test_import_then_save_through_the_dialogs_gives_back_the_same_file], ARGS.artifacts))

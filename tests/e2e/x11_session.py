@@ -12,7 +12,7 @@ import subprocess
 import sys
 import time
 
-from PIL import Image, ImageChops, ImageGrab
+from PIL import Image, ImageChops, ImageGrab, ImageStat
 
 SCREEN_W, SCREEN_H = 1280, 1024
 WINDOW_TITLE = "QRX_SERVO_TOOL_V_1_0_7"
@@ -21,13 +21,20 @@ FAKE_USB = os.path.join(ROOT, "tools", "fake_usb_adapter.sh")
 SKIP = 77  # exit code ctest reports as "skipped"
 
 
-def parse_args():
+def main(needs_namespaces=False):
+    """The tests' arguments, once the tools are there; skipped (exit 77) when the tests need mount
+    namespaces and this process may not make them."""
     p = argparse.ArgumentParser()
     p.add_argument("--program", required=True, help="path of the built servo_tool")
     p.add_argument("--artifacts", required=True, help="folder for screenshots and logs")
     p.add_argument("--update-references", action="store_true",
                    help="write the screenshots compared with reference pictures as the new references")
-    return p.parse_args()
+    args = p.parse_args()
+    require_tools()
+    if needs_namespaces and not namespaces_available():
+        print("SKIP: needs root and mount namespaces (unshare, nsenter)")
+        sys.exit(SKIP)
+    return args
 
 
 class Failure(Exception):
@@ -37,6 +44,17 @@ class Failure(Exception):
 def check(cond, message):
     if not cond:
         raise Failure(message)
+
+
+def wait_for(predicate, what, timeout=20, interval=0.1):
+    """Returns the first true value of predicate(); fails after timeout seconds."""
+    deadline = time.time() + timeout
+    while time.time() < deadline:
+        value = predicate()
+        if value:
+            return value
+        time.sleep(interval)
+    raise Failure(f"timed out waiting for {what}")
 
 
 class X11Session:
@@ -58,17 +76,10 @@ class X11Session:
             ["Xvfb", "-displayfd", str(w), "-screen", "0", f"{SCREEN_W}x{SCREEN_H}x24", "-nolisten", "tcp", "-noreset"],
             pass_fds=(w,), stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
         os.close(w)
-        number = b""
-        deadline = time.time() + 20
-        while not number.endswith(b"\n") and time.time() < deadline:
-            chunk = os.read(r, 16)
-            if not chunk:
-                break
-            number += chunk
-        os.close(r)
-        check(number.strip(), "Xvfb did not report a display number")
-        self.display = ":" + number.decode().strip()
-        return self
+        with os.fdopen(r) as f:
+            number = f.readline().strip()
+        check(number, "Xvfb did not report a display number")
+        self.display = ":" + number
 
     def env(self):
         env = dict(os.environ)
@@ -85,19 +96,13 @@ class X11Session:
         return res.stdout
 
     # ---- the program ----
-    def start_program(self, program, cwd=None, extra_env=None, namespace=None):
+    def start_program(self, program, cwd=None, namespace=None):
         """Starts the program from its folder; inside `namespace` (a UsbNamespace) if given."""
-        env = self.env()
-        if extra_env:
-            env.update(extra_env)
-        self.program_path = os.path.abspath(program)
-        self.program_cwd = cwd or os.path.dirname(self.program_path)
-        self.started_at = time.time()
-        cmd = [self.program_path] if namespace is None else namespace.command(self.program_path,
-                                                                                cwd=self.program_cwd)
-        self.program = subprocess.Popen(cmd, cwd=self.program_cwd, env=env,
-                                        stdout=subprocess.DEVNULL, stderr=open(self.stderr_path, "wb"))
-        return self
+        program = os.path.abspath(program)
+        cwd = cwd or os.path.dirname(program)
+        cmd = [program] if namespace is None else namespace.command(program, cwd=cwd)
+        self.program = subprocess.Popen(cmd, cwd=cwd, env=self.env(), stdout=subprocess.DEVNULL,
+                                        stderr=open(self.stderr_path, "wb"))
 
     def stderr_text(self):
         with open(self.stderr_path, "rb") as f:
@@ -114,78 +119,49 @@ class X11Session:
         return found
 
     def wait_window(self, name=WINDOW_TITLE, timeout=20):
-        deadline = time.time() + timeout
-        while time.time() < deadline:
-            out = self.windows(name)
-            if out:
-                return out[0]
-            if self.program is not None and self.program.poll() is not None:
-                raise Failure(f"program exited with {self.program.returncode}:\n{self.stderr_text()}")
-            time.sleep(0.05)
-        raise Failure(f"no window named {name} within {timeout} s")
+        def found():
+            check(self.program is None or self.program.poll() is None,
+                  f"program exited with {self.program.returncode}:\n{self.stderr_text()}")
+            return self.windows(name)
+        return wait_for(found, f"a window named {name}", timeout, 0.05)[0]
+
+    def visible_windows(self, name="."):
+        """Ids of the mapped windows whose name matches (GTK dialogs keep unmapped twins)."""
+        return self.run("xdotool", "search", "--onlyvisible", "--name", name, check_rc=False).split()
 
     def wait_visible_window(self, name, timeout=30):
-        """Id of the first mapped window whose name matches (GTK dialogs keep unmapped twins)."""
-        deadline = time.time() + timeout
-        while time.time() < deadline:
-            out = self.run("xdotool", "search", "--onlyvisible", "--name", name, check_rc=False).split()
-            if out:
-                return out[0]
-            time.sleep(0.1)
-        raise Failure(f"no visible window named {name} within {timeout} s")
+        return wait_for(lambda: self.visible_windows(name), f"a visible window named {name}", timeout)[0]
 
-    def wait_dialog_closed(self, wid, timeout=15):
-        deadline = time.time() + timeout
-        while time.time() < deadline:
-            if wid not in self.run("xdotool", "search", "--onlyvisible", "--name", ".", check_rc=False).split():
-                return True
-            time.sleep(0.1)
-        return False
+    def dialog_closes(self, wid, timeout):
+        try:
+            return wait_for(lambda: wid not in self.visible_windows(), "the dialog to close", timeout)
+        except Failure:
+            return False
 
-    def choose_path(self, title, path, attempts=3):
-        """Types a full path into the file chooser titled `title` ("打开" or "另存为") and accepts.
-        A chooser still loading its folder can drop keys on a busy machine: while it stays open,
-        the path is typed again."""
+    def choose_path(self, title, path=None):
+        """Types a full path into the file chooser titled `title` ("打开" or "另存为") and accepts,
+        or cancels the chooser when path is None. A chooser still loading its folder can drop keys
+        on a busy machine: while it stays open, the keys go again."""
         dialog = self.wait_visible_window(f"^{title}$")
-        for _ in range(attempts):
-            time.sleep(1.0)  # the chooser maps first and loads its folder after
+        for _ in range(3):
+            time.sleep(1.0 if path else 0.3)  # the chooser maps first and loads its folder after
             self.run("xdotool", "windowfocus", "--sync", dialog, check_rc=False)
-            # open: the location entry; save: the name entry already has the focus
-            self.run("xdotool", "key", "ctrl+l" if title == "打开" else "ctrl+a")
-            time.sleep(0.3)
-            self.run("xdotool", "type", "--delay", "20", path)
-            time.sleep(0.3)
-            self.run("xdotool", "key", "Return")
-            if self.wait_dialog_closed(dialog, timeout=10):
+            if path:  # open: the location entry; save: the name entry already has the focus
+                self.run("xdotool", "key", "ctrl+l" if title == "打开" else "ctrl+a")
+                time.sleep(0.3)
+                self.run("xdotool", "type", "--delay", "20", path)
+                time.sleep(0.3)
+            self.run("xdotool", "key", "Return" if path else "Escape")
+            if self.dialog_closes(dialog, 10):
                 return
-        raise Failure(f"dialog {dialog} stayed open")
-
-    def cancel_dialog(self, title):
-        dialog = self.wait_visible_window(f"^{title}$")
-        self.run("xdotool", "windowfocus", "--sync", dialog, check_rc=False)
-        for _ in range(3):  # a key sent while the chooser still loads can be dropped
-            self.run("xdotool", "key", "Escape")
-            if self.wait_dialog_closed(dialog, timeout=5):
-                return
-            self.run("xdotool", "windowfocus", "--sync", dialog, check_rc=False)
         raise Failure(f"dialog {dialog} stayed open")
 
     def wait_no_window(self, name, timeout=10):
-        deadline = time.time() + timeout
-        while time.time() < deadline:
-            if not self.windows(name):
-                return
-            time.sleep(0.05)
-        raise Failure(f"window {name} still open after {timeout} s")
+        wait_for(lambda: not self.windows(name), f"the window {name} to close", timeout, 0.05)
 
     def wait_log(self, pattern, timeout=10):
-        deadline = time.time() + timeout
-        while time.time() < deadline:
-            m = re.search(pattern, self.stderr_text())
-            if m:
-                return m
-            time.sleep(0.05)
-        raise Failure(f"log line /{pattern}/ not seen within {timeout} s")
+        """Waits for the program to reach a point it reports on standard error."""
+        return wait_for(lambda: re.search(pattern, self.stderr_text()), f"/{pattern}/ on stderr", timeout, 0.05)
 
     def geometry(self, wid):
         out = self.run("xdotool", "getwindowgeometry", "--shell", wid)
@@ -223,34 +199,33 @@ class X11Session:
         return img
 
     def stop(self):
-        if self.program is not None and self.program.poll() is None:
-            self.program.terminate()
-            try:
-                self.program.wait(5)
-            except subprocess.TimeoutExpired:
-                self.program.kill()
-                self.program.wait()
+        end_process(self.program)
         for cleanup in reversed(self.cleanups):
             try:
                 cleanup()
             except Exception as e:  # keep tearing down
                 print(f"  cleanup failed: {e}")
-        if self.xvfb is not None:
-            self.xvfb.terminate()
-            try:
-                self.xvfb.wait(5)
-            except subprocess.TimeoutExpired:
-                self.xvfb.kill()
+        end_process(self.xvfb)
+
+
+def end_process(proc):
+    if proc is not None and proc.poll() is None:
+        proc.terminate()
+        try:
+            proc.wait(5)
+        except subprocess.TimeoutExpired:
+            proc.kill()
+            proc.wait()
 
 
 class Simulator:
     """The servo simulator on a pseudo-terminal, with its log of every frame it received."""
 
     def __init__(self, program, artifacts, *args):
-        self.path = os.path.join(os.path.dirname(os.path.abspath(program)), "tools", "servo_sim")
+        path = os.path.join(os.path.dirname(os.path.abspath(program)), "tools", "servo_sim")
         self.log = os.path.join(artifacts, "servo_sim.log")
         open(self.log, "w").close()
-        self.proc = subprocess.Popen([self.path, "--log", self.log, *args], stdout=subprocess.PIPE,
+        self.proc = subprocess.Popen([path, "--log", self.log, *args], stdout=subprocess.PIPE,
                                      stderr=subprocess.DEVNULL, text=True)
         self.pty = self.proc.stdout.readline().strip()
         check(self.pty.startswith("/dev/"), f"simulator printed no pty path: {self.pty!r}")
@@ -260,9 +235,7 @@ class Simulator:
             return [line.rstrip("\n") for line in f if line.startswith(prefix)]
 
     def stop(self):
-        if self.proc.poll() is None:
-            self.proc.terminate()
-            self.proc.wait(5)
+        end_process(self.proc)
 
 
 class UsbNamespace:
@@ -278,17 +251,14 @@ class UsbNamespace:
         wd = [f"--wd={cwd}"] if cwd else []  # entering the namespace resets the folder to /
         return ["nsenter", "-t", str(self.holder.pid), "-m", *wd, "--", *cmd]
 
-    def run(self, *cmd):
+    def plug(self, pty=None):
+        """Plugs the pseudo-terminal in as the adapter; without one, pulls the adapter out."""
+        cmd = [FAKE_USB, "plug", pty] if pty else [FAKE_USB, "unplug"]
         res = subprocess.run(self.command(*cmd), capture_output=True, text=True, timeout=30)
-        if res.returncode != 0:
-            raise Failure(f"{' '.join(cmd)} failed in the namespace: {res.stderr.strip()}")
-        return res.stdout
-
-    def plug(self, pty):
-        self.run(FAKE_USB, "plug", pty)
+        check(res.returncode == 0, f"{' '.join(cmd)} failed in the namespace: {res.stderr.strip()}")
 
     def unplug(self):
-        self.run(FAKE_USB, "unplug")
+        self.plug(None)
 
     def stop(self):
         self.holder.kill()
@@ -311,16 +281,6 @@ def start_with_simulator(s, program, family="block", plug=True):
     return ns, sim, wid
 
 
-def main():
-    """Entry of the tests that need the namespace: skipped (exit 77) without root."""
-    args = parse_args()
-    require_tools()
-    if not namespaces_available():
-        print("SKIP: needs root and mount namespaces (unshare, nsenter)")
-        sys.exit(SKIP)
-    return args
-
-
 def namespaces_available():
     """True when this process may make mount namespaces (root, unshare and nsenter present)."""
     if os.geteuid() != 0 or shutil.which("unshare") is None or shutil.which("nsenter") is None:
@@ -334,15 +294,6 @@ def pixel(img, x, y):
 
 def color_near(rgb, expected, tolerance=24):
     return all(abs(a - b) <= tolerance for a, b in zip(rgb, expected))
-
-
-def wait_for(predicate, what, timeout=20):
-    deadline = time.time() + timeout
-    while time.time() < deadline:
-        if predicate():
-            return
-        time.sleep(0.1)
-    raise Failure(f"timed out waiting for {what}")
 
 
 def region_differs(a, b, box, threshold=8):
@@ -366,20 +317,11 @@ def compare_with_reference(img, name, update=False, max_mean=1.0, max_changed=0.
     check(os.path.exists(path), f"no reference picture {path} (run with --update-references)")
     ref = Image.open(path).convert("RGB")
     check(ref.size == img.size, f"size {img.size} differs from the reference {ref.size}")
-    mean = mean_abs_diff(img, ref)
-    diff = ImageChops.difference(img.convert("RGB"), ref).convert("L").point(lambda v: 255 if v > 40 else 0)
-    changed = diff.histogram()[255] / (img.size[0] * img.size[1])
+    diff = ImageChops.difference(img.convert("RGB"), ref)
+    mean = sum(ImageStat.Stat(diff).mean) / 3
+    changed = diff.convert("L").point(lambda v: 255 if v > 40 else 0).histogram()[255] / (img.size[0] * img.size[1])
     check(mean <= max_mean and changed <= max_changed,
           f"{name} differs from its reference: mean {mean:.2f}, {changed * 100:.2f} % of pixels changed")
-
-
-def mean_abs_diff(a, b):
-    """Mean absolute difference per channel value between two pictures of the same size."""
-    diff = ImageChops.difference(a.convert("RGB"), b.convert("RGB"))
-    hist = diff.histogram()
-    total = sum(i * n for i, n in enumerate(hist[:256])) + sum(i * n for i, n in enumerate(hist[256:512])) + \
-        sum(i * n for i, n in enumerate(hist[512:]))
-    return total / (a.size[0] * a.size[1] * 3)
 
 
 def run_tests(tests, artifacts):

@@ -87,12 +87,8 @@ TEST_F(ParamPanel, out_of_range_entries_are_restored_with_an_error_box) {
     const Case cases[] = {
         {PanelEntry::MaxAngle, "5000", "3000", 1, "请输入 0-4096 之间的数字"},         /* the working value */
         {PanelEntry::Gain, "300", "65", 0, "Please enter a number between 0 and 255"}, /* the default */
-        {PanelEntry::Stall1Time, "20000", "300", 1, "请输入 0-10000 之间的数字"},      /* default 3 in hundredths */
-        {PanelEntry::Deadband, "14", "3", 1, "请输入 0-13 之间的数字"},
-        {PanelEntry::OutputPower, "151", "100", 1, "请输入 0-150 之间的数字"},
         {PanelEntry::MinAngle, "-1", "-1", 1, ""}, /* the angle check looks at 4-character texts only */
         {PanelEntry::MinPulse, "", "", 1, ""},
-        {PanelEntry::Stall1Power, "15", "15", 1, ""},
     };
     int boxes = 0;
     for (const Case& c : cases) {

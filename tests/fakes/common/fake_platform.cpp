@@ -27,16 +27,12 @@ void fake_platform_post_quit(int code) { fake_platform().quit_codes.push_back(co
 
 const char* fake_platform_user_language() { return "en_US"; }
 
-namespace {
-const bool g_installed = [] {
-    PlatformPort port = {};
-    port.message_box = fake_platform_message_box;
-    port.post_serial_rx = fake_platform_post_serial_rx;
-    port.post_quit = fake_platform_post_quit;
-    port.user_language = fake_platform_user_language;
-    port.file_dialog_open_txt = fake_file_dialog_open_txt;
-    port.file_dialog_save_txt = fake_file_dialog_save_txt;
+void fake_platform_install() {
+    const PlatformPort port = {fake_platform_message_box,   fake_platform_post_serial_rx, fake_platform_post_quit,
+                               fake_platform_user_language, fake_file_dialog_open_txt,    fake_file_dialog_save_txt};
     platform_port_set(&port);
-    return true;
-}();
+}
+
+namespace {
+const bool g_installed = (fake_platform_install(), true);
 } // namespace

@@ -30,3 +30,5 @@ struct FakePlatform {
 
 FakePlatform& fake_platform();
 void fake_platform_reset();
+/* Puts the recording platform back (it is installed before main runs). */
+void fake_platform_install();

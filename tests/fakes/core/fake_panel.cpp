@@ -2,7 +2,7 @@
 #include "common/screen_port.h"
 #include "tests/fakes/core/fake_panel.h"
 
-#include <algorithm>
+#include <cstdio>
 #include <cstring>
 
 FakePanel& fake_panel() {
@@ -13,41 +13,27 @@ FakePanel& fake_panel() {
 void fake_panel_reset() { fake_panel() = FakePanel{}; }
 
 void fake_panel_set_text(PanelEntry entry, const char* text) {
-    const int i = static_cast<int>(entry);
-    if (i < 0 || i >= PANEL_ENTRY_COUNT || text == nullptr) return;
-    fake_panel().text[i] = text;
+    fake_entry(entry) = text != nullptr ? text : "";
     ++fake_panel().writes;
 }
 
 int fake_panel_get_text(PanelEntry entry, char* out, size_t cap) {
-    if (out == nullptr || cap == 0) return -1;
-    const int i = static_cast<int>(entry);
-    const std::string t = i >= 0 && i < PANEL_ENTRY_COUNT ? fake_panel().text[i] : std::string();
-    const size_t n = std::min(t.size(), cap - 1);
-    memcpy(out, t.data(), n);
-    out[n] = '\0';
-    return static_cast<int>(n);
+    snprintf(out, cap, "%s", fake_entry(entry).c_str());
+    return static_cast<int>(strlen(out));
 }
 
 void fake_panel_set_checked(PanelCheck check, bool checked) {
-    const int i = static_cast<int>(check);
-    if (i < 0 || i >= PANEL_CHECK_COUNT) return;
-    fake_panel().checked[i] = checked;
+    fake_checked(check) = checked;
     ++fake_panel().writes;
 }
 
-bool fake_panel_get_checked(PanelCheck check) {
-    const int i = static_cast<int>(check);
-    return i >= 0 && i < PANEL_CHECK_COUNT && fake_panel().checked[i];
-}
+bool fake_panel_get_checked(PanelCheck check) { return fake_checked(check); }
 
 void fake_panel_set_check_enabled(PanelCheck check, bool enabled) {
-    const int i = static_cast<int>(check);
-    if (i >= 0 && i < PANEL_CHECK_COUNT) fake_panel().enabled[i] = enabled;
+    fake_panel().enabled[static_cast<int>(check)] = enabled;
 }
 
 void fake_panel_show_level(int level, bool shown) {
-    if (level < 1 || level > 3) return;
     fake_panel().level_shown[level - 1] = shown;
     ++fake_panel().writes;
 }

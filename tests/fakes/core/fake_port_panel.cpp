@@ -52,7 +52,6 @@ void fake_port_button_set_caption(const char* text) { fake_port_panel().caption 
 
 void fake_relabel_port_panel() {
     const bool zh = lang_is_chinese();
-    fake_port_panel().port_label = zh ? "  串  口   " : "Serial Port";
     if (serial_ports_state().isSerialOpen == 1) fake_port_panel().caption = zh ? "#000000 关闭端口#" : "#000000 Close Port#";
     else fake_port_panel().caption = zh ? "#000000 打开端口#" : "#000000 Open Port#";
 }

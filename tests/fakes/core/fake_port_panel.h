@@ -8,7 +8,6 @@ struct FakePortPanel {
     int selected = 0;
     enum Look { Unset, Opened, Closed } look = Unset;
     std::string caption = "#000000 打开端口#";
-    std::string port_label = "串  口";
     bool lang_disabled = false;
 };
 

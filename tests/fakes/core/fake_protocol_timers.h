@@ -10,9 +10,9 @@
 struct FakeTimer {
     uint32_t period_ms = 0;
     protocol_timer_cb cb = nullptr;
-    uint64_t last_run_ms = 0;
+    uint64_t last_run_ms = 0; /* clock_ms() at the last call; a new timer is due at once */
     bool alive = true;
-    std::vector<uint64_t> fired_ms; /* clock_ms() of each call */
+    int fired = 0;
 };
 
 struct FakeTimers {
@@ -26,9 +26,5 @@ void fake_timers_reset();
 /* Number of timers not deleted yet. */
 int fake_timers_alive();
 
-/* Calls a timer's callback once, as LVGL does when it is due. */
+/* Calls a live timer's callback once, as LVGL does when it is due. */
 void fake_timer_fire(protocol_timer_t timer);
-
-/* Runs every live timer that is due at clock_ms() (period passed since its last run), as the
- * tick's timer handler does. Returns the number of calls made. */
-int fake_timers_run_due();
