@@ -44,7 +44,7 @@ void check_import(const std::string& path, bool must_succeed) {
     FUZZ_CHECK(fuzz_prompt_count() - prompts <= static_cast<size_t>(IMPORT_MAX_ERROR_PROMPTS) + 1,
                std::to_string(fuzz_prompt_count() - prompts));
     if (r == PARAM_FILE_OK) {
-        FUZZ_CHECK(parameterSource == PARAM_SOURCE_BLOCK || parameterSource == PARAM_SOURCE_REGISTER, "");
+        FUZZ_CHECK(params_state().parameterSource == PARAM_SOURCE_BLOCK || params_state().parameterSource == PARAM_SOURCE_REGISTER, "");
         FUZZ_CHECK(fuzz_prompt_shown_since(prompts, "Successfully imported!", "导入成功!"), "");
     }
 }
@@ -76,15 +76,15 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     /* The first byte picks the language and how often the file is imported (the counters carry
      * over from one import to the next). */
     const uint8_t options = size > 0 ? data[0] : 0;
-    ui_language_chinese = options & 1;
+    lang_set_chinese(options & 1);
     const std::string path = write_file("input.txt", size > 0 ? data + 1 : data, size > 0 ? size - 1 : 0);
     for (int i = 0; i <= (options >> 1 & 1); ++i)
         check_import(path, false);
 
     check_import(g_clean_configbuffer, true);
     for (int k = 1; k < CONFIGBUFFER_LINES; ++k)
-        FUZZ_CHECK(parmeterBuff[k - 1] == clean_byte(k), "byte " + std::to_string(k - 1));
-    FUZZ_CHECK(parameterSource == PARAM_SOURCE_BLOCK, "");
+        FUZZ_CHECK(params_state().parmeterBuff[k - 1] == clean_byte(k), "byte " + std::to_string(k - 1));
+    FUZZ_CHECK(params_state().parameterSource == PARAM_SOURCE_BLOCK, "");
 
     check_import(g_clean_jvn, true);
     const std::pair<PanelEntry, const char*> expected[] = {
@@ -96,6 +96,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     for (const auto& e : expected)
         FUZZ_CHECK(fuzz_entry(e.first) == e.second, "entry " + std::to_string(static_cast<int>(e.first)) + " shows " +
                                                         fuzz_entry(e.first) + ", not " + e.second);
-    FUZZ_CHECK(fake_checked(PanelCheck::Direction) && parameterSource == PARAM_SOURCE_REGISTER, "");
+    FUZZ_CHECK(fake_checked(PanelCheck::Direction) && params_state().parameterSource == PARAM_SOURCE_REGISTER, "");
     return 0;
 }

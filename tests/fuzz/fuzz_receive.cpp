@@ -9,7 +9,7 @@
 #include "params/param_values.h"
 #include "protocol/info_transaction.h"
 #include "protocol/param_transaction.h"
-#include "protocol/parser.h"
+#include "protocol/protocol_state.h"
 #include "serial/Serial.h"
 #include "serial/comHandle.h"
 #include "serial/rx_ring.h"
@@ -92,7 +92,7 @@ void receive(const Bytes& bytes, bool drain = true) {
  * information time-out. */
 void tick(uint32_t ms) {
     fuzz_advance_ms(ms);
-    const ProtocolState& s = g_protocol;
+    const ProtocolState& s = protocol_state();
     const size_t n = fake_timers().timers.size(); /* timers started by a call wait for the next tick */
     for (size_t i = 0; i < n; ++i) {
         FakeTimer* t = fake_timers().timers[i].get();
@@ -119,7 +119,7 @@ void wait_until_quiet() {
 /* ---- guarantees after every step ---- */
 
 void check_state() {
-    const ProtocolState& s = g_protocol;
+    const ProtocolState& s = protocol_state();
     const std::string at = "mode " + std::to_string(s.mode);
     FUZZ_CHECK(s.mode == MODE_IDLE || s.mode == MODE_READ_PARAMS || s.mode == MODE_WRITE_PARAMS ||
                    s.mode == MODE_VERSION_QUERY || s.mode == MODE_READ_INFO || s.mode == MODE_WRITE_INFO,
@@ -136,7 +136,7 @@ void check_state() {
     FUZZ_CHECK(s.reg_read_counter >= 0 && s.reg_read_counter <= FRAME_REGISTER_READ_STEPS, at);
     FUZZ_CHECK(s.reg_write_counter <= FRAME_REGISTER_WRITE_FRAMES, at);
     FUZZ_CHECK(s.block_write_pending >= WRITE_PENDING_NONE && s.block_write_pending <= WRITE_PENDING_REGISTER, at);
-    FUZZ_CHECK(parameterSource >= PARAM_SOURCE_NONE && parameterSource <= PARAM_SOURCE_REGISTER, at);
+    FUZZ_CHECK(params_state().parameterSource >= PARAM_SOURCE_NONE && params_state().parameterSource <= PARAM_SOURCE_REGISTER, at);
     FUZZ_CHECK(s.mode != MODE_WRITE_PARAMS || s.block_write_pending != WRITE_PENDING_BLOCK ||
                    (s.block_count >= 0 && s.block_count < FRAME_ACK_COUNT),
                at);
@@ -146,7 +146,7 @@ void check_state() {
 
 void step(FuzzedDataProvider& in) {
     const int op = in.ConsumeIntegralInRange<int>(0, 22);
-    if (g_trace) fprintf(stderr, "step %d (mode %d, state %d)\n", op, g_protocol.mode, g_protocol.param_state);
+    if (g_trace) fprintf(stderr, "step %d (mode %d, state %d)\n", op, protocol_state().mode, protocol_state().param_state);
     switch (op) {
     case 0:
     case 1:
@@ -198,17 +198,17 @@ void step(FuzzedDataProvider& in) {
         if (info_transaction_read() == INFO_SENT) g_last_sent = INFO_REQUEST;
         break;
     case 11:
-        if (info_transaction_write() == INFO_SENT) g_last_sent.assign(g_servo_info_tx_buf, g_servo_info_tx_buf + 30);
+        if (info_transaction_write() == INFO_SENT) g_last_sent.assign(protocol_state().g_servo_info_tx_buf, protocol_state().g_servo_info_tx_buf + 30);
         break;
     case 12:
         param_transaction_read();
         g_last_sent = PARAM_READ_REQUEST;
         break;
     case 13: {
-        const int32_t source = parameterSource;
+        const int32_t source = params_state().parameterSource;
         if (param_transaction_write() == PARAM_CMD_STARTED && source == PARAM_SOURCE_BLOCK) {
             g_last_sent = PARAM_READ_REQUEST;
-            g_last_sent.insert(g_last_sent.end(), g_protocol.block_frame, g_protocol.block_frame + 38);
+            g_last_sent.insert(g_last_sent.end(), protocol_state().block_frame, protocol_state().block_frame + 38);
         }
         break;
     }
@@ -230,12 +230,12 @@ void step(FuzzedDataProvider& in) {
         break;
     }
     case 18:
-        ui_language_chinese = ui_language_chinese == 1 ? 0 : 1;
+        lang_state().ui_language_chinese = lang_is_chinese() ? 0 : 1;
         break;
     case 19: /* the port closed (or the adapter pulled) and opened again */
         rx_ring_drain(nullptr);
         ResetComState();
-        isSerialOpen = in.ConsumeBool() ? 1 : 0;
+        serial_ports_set_open(in.ConsumeBool() ? 1 : 0);
         break;
     case 20:
         fake_timers().fail_next_start = true;
@@ -247,7 +247,7 @@ void step(FuzzedDataProvider& in) {
         break;
     }
     default: /* a servo that reports its version: the one way into that mode */
-        g_protocol.mode = MODE_VERSION_QUERY;
+        protocol_state().mode = MODE_VERSION_QUERY;
         break;
     }
     check_state();
@@ -268,7 +268,7 @@ void check_info_read() {
     FUZZ_CHECK(f.text[0] == "FZ-SERVO-7" && f.text[1] == "2026" && f.text[2] == "03" && f.text[3] == "14",
                "after the input: " + f.text[0] + " " + f.text[1] + "-" + f.text[2] + "-" + f.text[3]);
     FUZZ_CHECK(fuzz_prompt_shown_since(prompts, "Servo information read successfully!", "舵机信息读取成功!"), "");
-    FUZZ_CHECK(g_protocol.mode == MODE_IDLE, "");
+    FUZZ_CHECK(protocol_state().mode == MODE_IDLE, "");
 }
 
 /* A block-family servo answers the read request; the register requests that follow only echo. */
@@ -282,8 +282,8 @@ void check_block_read() {
     const Bytes frame = block_frame(0x40, data);
     wire.insert(wire.end(), frame.begin(), frame.end());
     receive(wire);
-    FUZZ_CHECK(memcmp(parmeterBuff, data.data(), data.size()) == 0, "block not taken");
-    FUZZ_CHECK(parameterSource == PARAM_SOURCE_BLOCK && g_protocol.mode == MODE_IDLE, "");
+    FUZZ_CHECK(memcmp(params_state().parmeterBuff, data.data(), data.size()) == 0, "block not taken");
+    FUZZ_CHECK(params_state().parameterSource == PARAM_SOURCE_BLOCK && protocol_state().mode == MODE_IDLE, "");
     FUZZ_CHECK(fuzz_prompt_shown_since(prompts, "Read  Parameter successfully!", "读取参数成功!"), "");
 }
 
@@ -320,7 +320,7 @@ void check_register_read() {
         FUZZ_CHECK(fuzz_entry(e.first) == e.second, "entry " + std::to_string(static_cast<int>(e.first)) + " shows " +
                                                         fuzz_entry(e.first) + ", not " + e.second);
     FUZZ_CHECK(fake_checked(PanelCheck::Direction), "");
-    FUZZ_CHECK(parameterSource == PARAM_SOURCE_REGISTER && g_protocol.mode == MODE_IDLE, "");
+    FUZZ_CHECK(params_state().parameterSource == PARAM_SOURCE_REGISTER && protocol_state().mode == MODE_IDLE, "");
     FUZZ_CHECK(fuzz_prompt_shown_since(prompts, "Read  Parameter successfully!", "读取参数成功!"), "");
 
     Bytes kp(10), od_ot(10); /* write frames 1 (code 0x01) and 3 (code 0x12) */
@@ -339,10 +339,10 @@ unsigned g_reads_checked[2], g_reads_left_out[2];
 void check_liveness(bool register_family) {
     fake_timers().fail_next_start = false;
     wait_until_quiet();
-    isSerialOpen = 1;
+    serial_ports_set_open(1);
     check_info_read();
-    const bool cut_off_reply = g_protocol.param_state != 0;
-    const bool stale_step = g_protocol.read_step != 0;
+    const bool cut_off_reply = protocol_state().param_state != 0;
+    const bool stale_step = protocol_state().read_step != 0;
     const bool kept_by_design = cut_off_reply || (register_family && stale_step);
     ++(kept_by_design ? g_reads_left_out : g_reads_checked)[register_family];
     if (!kept_by_design) register_family ? check_register_read() : check_block_read();

@@ -147,10 +147,10 @@ void fuzz_new_run() {
     fake_prompts().clear();
     fake_timers_reset();
     fake_platform_reset();
-    isSerialOpen = 1;
+    serial_ports_set_open(1);
     params_load_defaults();
     int32_t shown[PARAM_COUNT];
-    memcpy(shown, defaultValues, sizeof shown);
+    memcpy(shown, params_state().defaultValues, sizeof shown);
     update_par(shown, PARAM_COUNT); /* the screen is built with the defaults in its fields */
 }
 
