@@ -36,6 +36,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <dirent.h>
 #include <fcntl.h>
 #include <poll.h>
@@ -140,14 +141,22 @@ struct FrameCost {
     float refresh; /* REFR_START .. REFR_READY: layout, render, present */
     float render;  /* RENDER_START .. FLUSH_START */
     float present; /* FLUSH_START .. FLUSH_FINISH: the flush callback */
+    float cpu;     /* CPU time of the UI thread over render and present (wall time less waits and preemption) */
     uint8_t phase;
 };
 
 enum Phase : uint8_t { PHASE_START, PHASE_CLICKS, PHASE_CURSOR, PHASE_COUNT };
 const char* const PHASE_NAMES[PHASE_COUNT] = {"start-up (first 1 s)", "10 clicks on 中/EN", "text cursor blinking 2 s"};
 
+double thread_cpu_ms() {
+    timespec ts;
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &ts);
+    return static_cast<double>(ts.tv_sec) * 1e3 + static_cast<double>(ts.tv_nsec) / 1e6;
+}
+
 struct FrameProbe {
     Clock::time_point refr_start, render_start, flush_start;
+    double cpu_start = 0;
     bool rendering = false;
     FrameCost current = {};
     uint8_t phase = PHASE_START;
@@ -163,6 +172,7 @@ void on_display_event(lv_event_t* e) {
         g_probe.render_start = now;
         g_probe.rendering = true;
         g_probe.current = FrameCost{};
+        g_probe.cpu_start = thread_cpu_ms();
         break;
     case LV_EVENT_FLUSH_START:
         g_probe.flush_start = now;
@@ -170,6 +180,7 @@ void on_display_event(lv_event_t* e) {
         break;
     case LV_EVENT_FLUSH_FINISH:
         g_probe.current.present += static_cast<float>(ms_between(g_probe.flush_start, now));
+        g_probe.current.cpu = static_cast<float>(thread_cpu_ms() - g_probe.cpu_start);
         g_probe.render_start = now; /* a partial mode would render the next part from here */
         break;
     case LV_EVENT_REFR_READY:
@@ -260,7 +271,7 @@ void frames_bench(int runs) {
     printf("\n1. Frames in the program's own configuration (window, display bridge and tick of the program;\n"
            "   min / median / max over %d runs of the per-run figure)\n",
            runs);
-    std::vector<double> med_sum, p90_sum, max_sum, med_render, med_present, med_refresh, count[PHASE_COUNT],
+    std::vector<double> med_sum, p90_sum, max_sum, med_render, med_present, med_refresh, med_cpu, count[PHASE_COUNT],
         phase_med[PHASE_COUNT], per_click, cpu_per_click;
     for (int r = 0; r < runs; ++r) {
         std::vector<FrameCost> frames;
@@ -268,13 +279,14 @@ void frames_bench(int runs) {
             printf("  run %d: the program's window could not be started; skipped\n", r + 1);
             continue;
         }
-        std::vector<double> sum, render, present, refresh, by_phase[PHASE_COUNT];
+        std::vector<double> sum, render, present, refresh, cpu, by_phase[PHASE_COUNT];
         double click_ms = 0;
         for (const FrameCost& f : frames) {
             sum.push_back(f.render + f.present);
             render.push_back(f.render);
             present.push_back(f.present);
             refresh.push_back(f.refresh);
+            cpu.push_back(f.cpu);
             by_phase[f.phase].push_back(f.render + f.present);
             if (f.phase == PHASE_CLICKS) click_ms += f.refresh;
         }
@@ -284,6 +296,7 @@ void frames_bench(int runs) {
         med_render.push_back(median_of(render));
         med_present.push_back(median_of(present));
         med_refresh.push_back(median_of(refresh));
+        med_cpu.push_back(median_of(cpu));
         for (int ph = 0; ph < PHASE_COUNT; ++ph) {
             count[ph].push_back(static_cast<double>(by_phase[ph].size()));
             phase_med[ph].push_back(median_of(by_phase[ph]));
@@ -297,6 +310,7 @@ void frames_bench(int runs) {
     print_figure("render per frame, median", med_render, "ms", "");
     print_figure("present per frame, median", med_present, "ms", "");
     print_figure("whole refresh (layout too) per frame, median", med_refresh, "ms", "");
+    print_figure("UI thread CPU in render + present, median", med_cpu, "ms", "(less preemption)");
     for (int ph = 0; ph < PHASE_COUNT; ++ph) {
         char name[96];
         snprintf(name, sizeof name, "frames in %s", PHASE_NAMES[ph]);
