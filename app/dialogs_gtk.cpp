@@ -193,7 +193,8 @@ void show_box(const char* caption, const char* icon, const char* line1, const ch
 
     GtkWidget* row = g_fn.gtk_box_new(GTK_ORIENTATION_HORIZONTAL, 14);
     g_fn.gtk_container_set_border_width(GTK_CONTAINER(row), 14);
-    g_fn.gtk_box_pack_start(GTK_BOX(row), g_fn.gtk_image_new_from_icon_name(icon, GTK_ICON_SIZE_DIALOG), FALSE, FALSE, 0);
+    GtkWidget* image = g_fn.gtk_image_new_from_icon_name(icon, GTK_ICON_SIZE_DIALOG);
+    g_fn.gtk_box_pack_start(GTK_BOX(row), image, FALSE, FALSE, 0);
     GtkWidget* column = g_fn.gtk_box_new(GTK_ORIENTATION_VERTICAL, 6);
     add_label(column, line1);
     if (line2 != nullptr) add_label(column, line2);
