@@ -599,6 +599,7 @@ void print_machine() {
 } // namespace
 
 int main(int argc, char** argv) {
+    setvbuf(stdout, nullptr, _IOLBF, 0); /* each figure as soon as it is known */
     int runs = 5, launches = 10;
     std::string program = dir_of(dir_of(argv[0])) + "/servo_tool";
     for (int i = 1; i < argc; ++i) {

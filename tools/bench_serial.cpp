@@ -324,6 +324,7 @@ int main(int argc, char** argv) {
         else if (strcmp(argv[i], "--seconds") == 0) g_opt.seconds = std::max(1, atoi(argv[i + 1]));
         else if (strcmp(argv[i], "--pace") == 0) g_opt.pace_ms = std::max(1, atoi(argv[i + 1]));
     }
+    setvbuf(stdout, nullptr, _IOLBF, 0); /* each figure as soon as it is known */
     dbg_log_set_sink(quiet_log);
     bench_check_cost();
     bench_detection();
