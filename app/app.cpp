@@ -133,6 +133,10 @@ void app_on_serial_rx() {
     run_once(g_app.serial_rx);
 }
 
-void app_on_expose() { window_present(0, 0, WINDOW_CLIENT_WIDTH - 1, WINDOW_CLIENT_HEIGHT - 1); }
+void app_on_expose() {
+    /* Before LVGL's first frame the back buffer holds nothing to show; that frame follows within
+     * a tick and is presented whole. */
+    if (display_input_drawn()) window_present(0, 0, WINDOW_CLIENT_WIDTH - 1, WINDOW_CLIENT_HEIGHT - 1);
+}
 
 void app_pointer(int32_t* x, int32_t* y, bool* pressed) { pointer_input_poll(g_app.pointer, x, y, pressed); }

@@ -55,7 +55,7 @@ void app_on_about();                      /* opens the About box (modal) */
 /* Moves received bytes into the receive ring and drains it into the parser. */
 void app_on_serial_rx();
 
-/* Repaints the whole window from the back buffer. */
+/* Repaints the whole window from the back buffer (once LVGL has drawn into it). */
 void app_on_expose();
 
 /* The pointer for the pointer device: the last move position and the next pressed state

@@ -21,6 +21,7 @@ struct DisplayInput {
     lv_indev_t* keypad;
     lv_indev_t* pointer;
     uint8_t* frameBits;
+    bool drawn; /* LVGL has drawn a frame into frameBits */
 };
 
 DisplayInput g_di;
@@ -41,6 +42,7 @@ void display_flush_cb(lv_display_t* disp, const lv_area_t* area, uint8_t* px_map
             src += row_bytes;
         }
         window_present(area->x1, area->y1, area->x2, area->y2);
+        g_di.drawn = true;
     }
     lv_display_flush_ready(disp);
 }
@@ -62,6 +64,8 @@ void mouse_read_cb(lv_indev_t*, lv_indev_data_t* data) {
 }
 
 } // namespace
+
+bool display_input_drawn() { return g_di.drawn; }
 
 int display_input_create() {
     BackBufferResult res = BackBufferResult::Ok;

@@ -8,3 +8,6 @@
 /* Creates the back buffer, the display and both input devices. Returns 0, or -1 after telling
  * the user (message box) or the log what failed. */
 int display_input_create();
+
+/* True once LVGL has drawn its first frame into the back buffer. */
+bool display_input_drawn();

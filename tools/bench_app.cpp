@@ -1,17 +1,35 @@
 /**
- * Figures of the application shell:
- *  - launch to first frame of the real program (needs an X display: DISPLAY, or Xvfb is started);
- *  - full-screen render time of the main screen (in process, window-less display);
- *  - CPU of the real program left alone (the first 10 s, and the steady idle after them), and
- *    its resident memory.
+ * Figures of the application shell, each as min / median / max over several runs, with its goal:
  *
- * Usage: bench_app [path/to/servo_tool]   (default: ../servo_tool beside this bench's folder)
- * The program is started from its own folder, where its picture is.
+ *  1. Frames in the program's own configuration: in a child process, the program's own window
+ *     (app/window_sdl.cpp on the X display), display bridge (app/display_input.cpp), start-up
+ *     (app_create) and tick (app_tick) run a scripted session: start, ten clicks on "中/EN",
+ *     a click into the type field and its blinking cursor. Every frame LVGL refreshes is timed
+ *     from the display's own events: render (RENDER_START .. FLUSH_START), present (the flush
+ *     callback: copy and window update) and the whole refresh (layout included).
+ *  2. Launch of the real program (exec .. the first frame read back from the X server): the
+ *     window's pixels are fetched (MIT-SHM) at every damage the server reports, for the first
+ *     3 s. The settled screen is the window's content at 3 s; the figures are when the window
+ *     first showed anything, when it first showed the settled screen, and how the first frame
+ *     differs from the settled one. Then the program's CPU from 11 s to 16 s (steady idle: the
+ *     cursor rests after 10 s without input) and its memory.
+ *
+ * Usage: bench_app [--runs N] [--launches N] [path/to/servo_tool]
+ *   (default program: ../servo_tool beside this bench's folder; it is started from its own folder,
+ *   where its picture is). Needs an X display: DISPLAY, or Xvfb is started.
  */
-#include "common/platform.h"
+#include "app/app.h"
+#include "app/window.h"
+#include "common/clock.h"
+#include "common/debug_log.h"
 #include "ui/screen.h"
 
 #include "lvgl.h"
+
+#include <X11/Xlib.h>
+#include <X11/Xutil.h>
+#include <X11/extensions/XShm.h>
+#include <X11/extensions/Xdamage.h>
 
 #include <algorithm>
 #include <chrono>
@@ -19,64 +37,57 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <dirent.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <string>
+#include <sys/ipc.h>
+#include <sys/shm.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <vector>
 
-
 namespace {
 
 using Clock = std::chrono::steady_clock;
 
-double ms_since(Clock::time_point t0) { return std::chrono::duration<double, std::milli>(Clock::now() - t0).count(); }
+double ms_between(Clock::time_point a, Clock::time_point b) {
+    return std::chrono::duration<double, std::milli>(b - a).count();
+}
+double ms_since(Clock::time_point t0) { return ms_between(t0, Clock::now()); }
 
 std::string dir_of(const std::string& path) {
     const size_t slash = path.find_last_of('/');
     return slash == std::string::npos ? "." : path.substr(0, slash);
 }
 
-/* ---------- in-process render ---------- */
-
-std::vector<uint8_t> g_frame;
-uint32_t g_now = 0;
-
-void render_bench() {
-    lv_init();
-    lv_tick_set_cb([] { return g_now; });
-    lv_display_t* disp = lv_display_create(UI_SCREEN_WIDTH, UI_SCREEN_HEIGHT);
-    lv_display_set_color_format(disp, LV_COLOR_FORMAT_XRGB8888);
-    g_frame.assign(static_cast<size_t>(UI_SCREEN_WIDTH) * UI_SCREEN_HEIGHT * 4, 0);
-    lv_display_set_flush_cb(disp, [](lv_display_t* d, const lv_area_t*, uint8_t*) { lv_display_flush_ready(d); });
-    lv_display_set_buffers(disp, g_frame.data(), nullptr, static_cast<uint32_t>(g_frame.size()),
-                           LV_DISPLAY_RENDER_MODE_FULL);
-
-    const auto t_build = Clock::now();
-    if (!main_ui_build()) {
-        printf("render: the picture file is missing in the working directory; skipped\n");
-        return;
-    }
-    const double build_ms = ms_since(t_build);
-
-    std::vector<double> samples;
-    for (int i = 0; i < 30; ++i) {
-        lv_obj_invalidate(lv_screen_active());
-        const auto t0 = Clock::now();
-        lv_refr_now(disp);
-        samples.push_back(ms_since(t0));
-    }
-    std::sort(samples.begin(), samples.end());
-    printf("screen build (main_ui_build):      %8.2f ms\n", build_ms);
-    printf("full-screen render, median of 30:  %8.2f ms (min %.2f, max %.2f)\n", samples[samples.size() / 2],
-           samples.front(), samples.back());
+double median_of(std::vector<double> v) {
+    if (v.empty()) return -1;
+    std::sort(v.begin(), v.end());
+    const size_t n = v.size();
+    return n % 2 == 1 ? v[n / 2] : (v[n / 2 - 1] + v[n / 2]) / 2;
 }
 
-/* ---------- the real program ---------- */
+double percentile_of(std::vector<double> v, double p) {
+    if (v.empty()) return -1;
+    std::sort(v.begin(), v.end());
+    return v[std::min(v.size() - 1, static_cast<size_t>(p * static_cast<double>(v.size())))];
+}
+
+/* One figure over the runs: min / median / max, its unit and its goal. */
+void print_figure(const char* name, const std::vector<double>& per_run, const char* unit, const char* goal) {
+    if (per_run.empty()) {
+        printf("  %-46s no data\n", name);
+        return;
+    }
+    const auto [lo, hi] = std::minmax_element(per_run.begin(), per_run.end());
+    printf("  %-46s %9.3f / %9.3f / %9.3f %-4s %s\n", name, *lo, median_of(per_run), *hi, unit, goal);
+}
+
+/* ---------- an X display ---------- */
 
 pid_t g_xvfb = -1;
 
@@ -84,6 +95,7 @@ bool ensure_display() {
     if (getenv("DISPLAY") != nullptr) return true;
     int fds[2];
     if (pipe(fds) != 0) return false;
+    fflush(stdout);
     g_xvfb = fork();
     if (g_xvfb == 0) {
         close(fds[0]);
@@ -123,6 +135,196 @@ bool ensure_display() {
     return true;
 }
 
+/* ---------- 1. frames in the program's own configuration ---------- */
+
+/* What one frame cost, in milliseconds. */
+struct FrameCost {
+    float refresh; /* REFR_START .. REFR_READY: layout, render, present */
+    float render;  /* RENDER_START .. FLUSH_START */
+    float present; /* FLUSH_START .. FLUSH_FINISH: the flush callback */
+    float cpu;     /* CPU time of the UI thread over render and present (wall time less waits and preemption) */
+    uint8_t phase;
+};
+
+enum Phase : uint8_t { PHASE_START, PHASE_CLICKS, PHASE_CURSOR, PHASE_COUNT };
+const char* const PHASE_NAMES[PHASE_COUNT] = {"start-up (first 1 s)", "10 clicks on 中/EN", "text cursor blinking 2 s"};
+
+double thread_cpu_ms() {
+    timespec ts;
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &ts);
+    return static_cast<double>(ts.tv_sec) * 1e3 + static_cast<double>(ts.tv_nsec) / 1e6;
+}
+
+struct FrameProbe {
+    Clock::time_point refr_start, render_start, flush_start;
+    double cpu_start = 0;
+    bool rendering = false;
+    FrameCost current = {};
+    uint8_t phase = PHASE_START;
+    std::vector<FrameCost> frames;
+};
+FrameProbe g_probe;
+
+void on_display_event(lv_event_t* e) {
+    const auto now = Clock::now();
+    switch (lv_event_get_code(e)) {
+    case LV_EVENT_REFR_START: g_probe.refr_start = now; g_probe.rendering = false; break;
+    case LV_EVENT_RENDER_START:
+        g_probe.render_start = now;
+        g_probe.rendering = true;
+        g_probe.current = FrameCost{};
+        g_probe.cpu_start = thread_cpu_ms();
+        break;
+    case LV_EVENT_FLUSH_START:
+        g_probe.flush_start = now;
+        g_probe.current.render += static_cast<float>(ms_between(g_probe.render_start, now));
+        break;
+    case LV_EVENT_FLUSH_FINISH:
+        g_probe.current.present += static_cast<float>(ms_between(g_probe.flush_start, now));
+        g_probe.current.cpu = static_cast<float>(thread_cpu_ms() - g_probe.cpu_start);
+        g_probe.render_start = now; /* a partial mode would render the next part from here */
+        break;
+    case LV_EVENT_REFR_READY:
+        if (g_probe.rendering) { /* a refresh with nothing invalid renders nothing: not a frame */
+            g_probe.current.refresh = static_cast<float>(ms_between(g_probe.refr_start, now));
+            g_probe.current.phase = g_probe.phase;
+            g_probe.frames.push_back(g_probe.current);
+        }
+        break;
+    default: break;
+    }
+}
+
+/* The program's loop round (app/main_loop.cpp): wait for events until the tick is due, tick. */
+void run_program_for(uint32_t ms) {
+    const uint64_t end = clock_ms() + ms; /* the program's clock */
+    static uint64_t next_tick = 0;
+    while (true) {
+        const uint64_t now = clock_ms();
+        if (now >= end) break;
+        if (next_tick == 0 || next_tick > now + APP_IDLE_TICK_PERIOD_MS) next_tick = now;
+        window_wait_events(std::min(next_tick, end));
+        if (clock_ms() >= next_tick) {
+            app_tick();
+            next_tick = clock_ms() + app_tick_period_ms();
+        }
+    }
+}
+
+void click_on(lv_obj_t* obj) {
+    lv_area_t a;
+    lv_obj_get_coords(obj, &a);
+    app_on_pointer_move((a.x1 + a.x2) / 2, (a.y1 + a.y2) / 2);
+    run_program_for(40);
+    app_on_pointer_button(true);
+    run_program_for(100);
+    app_on_pointer_button(false);
+}
+
+void quiet_log(const char*) {}
+
+/* The child: the program's own start-up and loop under the script. Writes its frames to fd. */
+[[noreturn]] void frames_child(int fd) {
+    dbg_log_set_sink(quiet_log);
+    if (window_create() != 0 || app_create() != 0) _exit(2);
+    lv_display_add_event_cb(lv_display_get_default(), on_display_event, LV_EVENT_ALL, nullptr);
+    window_show();
+    g_probe.phase = PHASE_START;
+    run_program_for(1000);
+    g_probe.phase = PHASE_CLICKS;
+    for (int i = 0; i < 10; ++i) {
+        click_on(ui_lang_button);
+        run_program_for(400);
+    }
+    g_probe.phase = PHASE_CURSOR;
+    click_on(ui_type_input);
+    run_program_for(2000);
+    const size_t bytes = g_probe.frames.size() * sizeof(FrameCost);
+    const bool ok = write(fd, g_probe.frames.data(), bytes) == static_cast<ssize_t>(bytes);
+    _exit(ok ? 0 : 3);
+}
+
+bool run_frames_child(std::vector<FrameCost>* frames) {
+    int p[2];
+    if (pipe(p) != 0) return false;
+    fflush(stdout);
+    const pid_t pid = fork();
+    if (pid == 0) {
+        close(p[0]);
+        frames_child(p[1]);
+    }
+    close(p[1]);
+    std::vector<char> data;
+    char buf[65536];
+    ssize_t n;
+    while ((n = read(p[0], buf, sizeof buf)) > 0)
+        data.insert(data.end(), buf, buf + n);
+    close(p[0]);
+    int status = 0;
+    waitpid(pid, &status, 0);
+    if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) return false;
+    frames->resize(data.size() / sizeof(FrameCost));
+    memcpy(frames->data(), data.data(), frames->size() * sizeof(FrameCost));
+    return true;
+}
+
+void frames_bench(int runs) {
+    printf("\n1. Frames in the program's own configuration (window, display bridge and tick of the program;\n"
+           "   min / median / max over %d runs of the per-run figure)\n",
+           runs);
+    std::vector<double> med_sum, p90_sum, max_sum, med_render, med_present, med_refresh, med_cpu, count[PHASE_COUNT],
+        phase_med[PHASE_COUNT], per_click, cpu_per_click;
+    for (int r = 0; r < runs; ++r) {
+        std::vector<FrameCost> frames;
+        if (!run_frames_child(&frames)) {
+            printf("  run %d: the program's window could not be started; skipped\n", r + 1);
+            continue;
+        }
+        std::vector<double> sum, render, present, refresh, cpu, by_phase[PHASE_COUNT];
+        double click_ms = 0;
+        for (const FrameCost& f : frames) {
+            sum.push_back(f.render + f.present);
+            render.push_back(f.render);
+            present.push_back(f.present);
+            refresh.push_back(f.refresh);
+            cpu.push_back(f.cpu);
+            by_phase[f.phase].push_back(f.render + f.present);
+            if (f.phase == PHASE_CLICKS) click_ms += f.refresh;
+        }
+        med_sum.push_back(median_of(sum));
+        p90_sum.push_back(percentile_of(sum, 0.9));
+        max_sum.push_back(*std::max_element(sum.begin(), sum.end()));
+        med_render.push_back(median_of(render));
+        med_present.push_back(median_of(present));
+        med_refresh.push_back(median_of(refresh));
+        med_cpu.push_back(median_of(cpu));
+        for (int ph = 0; ph < PHASE_COUNT; ++ph) {
+            count[ph].push_back(static_cast<double>(by_phase[ph].size()));
+            phase_med[ph].push_back(median_of(by_phase[ph]));
+        }
+        per_click.push_back(static_cast<double>(by_phase[PHASE_CLICKS].size()) / 10.0);
+        cpu_per_click.push_back(click_ms / 10.0);
+    }
+    print_figure("render + present per frame, median", med_sum, "ms", "(goal: < 1.0 ms)");
+    print_figure("render + present per frame, p90", p90_sum, "ms", "");
+    print_figure("render + present per frame, max", max_sum, "ms", "");
+    print_figure("render per frame, median", med_render, "ms", "");
+    print_figure("present per frame, median", med_present, "ms", "");
+    print_figure("whole refresh (layout too) per frame, median", med_refresh, "ms", "");
+    print_figure("UI thread CPU in render + present, median", med_cpu, "ms", "(less preemption)");
+    for (int ph = 0; ph < PHASE_COUNT; ++ph) {
+        char name[96];
+        snprintf(name, sizeof name, "frames in %s", PHASE_NAMES[ph]);
+        print_figure(name, count[ph], "", "");
+        snprintf(name, sizeof name, "  their render + present, median");
+        print_figure(name, phase_med[ph], "ms", "");
+    }
+    print_figure("frames per language switch (click)", per_click, "", "");
+    print_figure("refresh CPU per language switch", cpu_per_click, "ms", "");
+}
+
+/* ---------- 2. launch of the real program ---------- */
+
 /* CPU time of every thread of pid in nanoseconds (the scheduler's own count: the tick-based
  * figures of /proc/<pid>/stat are too coarse for a program that idles at under 1 %). */
 bool read_cpu_ns(pid_t pid, unsigned long long* ns) {
@@ -159,35 +361,93 @@ long status_kb(pid_t pid, const char* key) {
     return value;
 }
 
-/* CPU share of pid over `seconds`, while draining its log so that it never blocks on it. */
-double cpu_percent_over(pid_t pid, int log_fd, int seconds) {
-    unsigned long long t0 = 0, t1 = 0;
-    read_cpu_ns(pid, &t0);
-    const auto w0 = Clock::now();
-    for (int i = 0; i < seconds * 10; ++i) {
-        usleep(100 * 1000);
-        char sink[4096];
-        while (read(log_fd, sink, sizeof sink) > 0) {
-        }
+void drain(int fd) {
+    char sink[4096];
+    while (read(fd, sink, sizeof sink) > 0) {
     }
-    read_cpu_ns(pid, &t1);
-    const double wall_s = ms_since(w0) / 1000.0;
-    const double cpu_s = static_cast<double>(t1 - t0) / 1e9;
-    return 100.0 * cpu_s / wall_s;
 }
 
-void program_bench(const std::string& program) {
-    if (access(program.c_str(), X_OK) != 0) {
-        printf("program %s not found; launch, idle CPU and memory skipped\n", program.c_str());
-        return;
+bool g_x_error = false;
+int ignore_x_error(Display*, XErrorEvent*) {
+    g_x_error = true;
+    return 0;
+}
+
+/* The window's pixels, fetched through a shared-memory image. */
+struct Capture {
+    Display* dpy = nullptr;
+    XShmSegmentInfo shm = {};
+    XImage* image = nullptr;
+    int damage_event = 0;
+
+    bool open() {
+        dpy = XOpenDisplay(nullptr);
+        int damage_error = 0;
+        if (dpy == nullptr || !XShmQueryExtension(dpy) || !XDamageQueryExtension(dpy, &damage_event, &damage_error))
+            return false;
+        Visual* visual = DefaultVisual(dpy, DefaultScreen(dpy));
+        image = XShmCreateImage(dpy, visual, 24, ZPixmap, nullptr, &shm, WINDOW_CLIENT_WIDTH, WINDOW_CLIENT_HEIGHT);
+        if (image == nullptr) return false;
+        shm.shmid = shmget(IPC_PRIVATE, static_cast<size_t>(image->bytes_per_line) * image->height, IPC_CREAT | 0600);
+        shm.shmaddr = image->data = static_cast<char*>(shmat(shm.shmid, nullptr, 0));
+        shm.readOnly = False;
+        XShmAttach(dpy, &shm);
+        XSync(dpy, False);
+        shmctl(shm.shmid, IPC_RMID, nullptr);
+        XSetErrorHandler(ignore_x_error);
+        XSelectInput(dpy, DefaultRootWindow(dpy), SubstructureNotifyMask);
+        return true;
     }
-    if (!ensure_display()) {
-        printf("no X display and Xvfb could not be started; skipped\n");
-        return;
+
+    /* The window's pixels as 0x00RRGGBB, or an empty vector while it cannot be read. */
+    std::vector<uint32_t> grab(Window w) {
+        g_x_error = false;
+        const bool ok = XShmGetImage(dpy, w, image, 0, 0, AllPlanes) != 0;
+        XSync(dpy, False);
+        if (!ok || g_x_error) return {};
+        std::vector<uint32_t> px(static_cast<size_t>(WINDOW_CLIENT_WIDTH) * WINDOW_CLIENT_HEIGHT);
+        for (int y = 0; y < WINDOW_CLIENT_HEIGHT; ++y) {
+            const char* line = image->data + static_cast<size_t>(y) * image->bytes_per_line;
+            const uint32_t* row = reinterpret_cast<const uint32_t*>(line);
+            for (int x = 0; x < WINDOW_CLIENT_WIDTH; ++x)
+                px[static_cast<size_t>(y) * WINDOW_CLIENT_WIDTH + x] = row[x] & 0xFFFFFFu;
+        }
+        return px;
     }
+};
+
+long pixels_differing(const std::vector<uint32_t>& a, const std::vector<uint32_t>& b) {
+    if (a.size() != b.size()) return -1;
+    long n = 0;
+    for (size_t i = 0; i < a.size(); ++i)
+        n += a[i] != b[i];
+    return n;
+}
+
+bool uniform(const std::vector<uint32_t>& px) {
+    return std::all_of(px.begin(), px.end(), [&](uint32_t p) { return p == px.front(); });
+}
+
+struct LaunchRun {
+    double first_shown_ms = -1;   /* the window first showed something drawn (not one plain colour) */
+    double first_settled_ms = -1; /* the window first showed the settled screen */
+    long first_vs_settled = -1;   /* pixels in which the first drawn frame differs from the settled one */
+    double contents = 0;          /* window contents seen in the first 3 s (each differs from the one before) */
+    double contents_before_settled = 0; /* drawn contents shown before the settled screen */
+    double cpu_percent = -1;      /* 11 s .. 16 s after exec */
+    double rss_kb = -1, hwm_kb = -1;
+};
+
+constexpr int SETTLE_MS = 3000;
+constexpr int IDLE_FROM_MS = 11000; /* the focused field's cursor rests 10 s after start without input */
+constexpr int CPU_WINDOW_MS = 5000;
+
+bool launch_once(Capture& cap, const std::string& program, LaunchRun* out) {
     int err[2];
-    if (pipe(err) != 0) return;
-    const auto t_launch = Clock::now();
+    if (pipe(err) != 0) return false;
+    XSync(cap.dpy, True); /* forget what earlier runs left */
+    fflush(stdout);
+    const auto t_exec = Clock::now();
     const pid_t pid = fork();
     if (pid == 0) {
         dup2(err[1], 2);
@@ -197,54 +457,168 @@ void program_bench(const std::string& program) {
         _exit(127);
     }
     close(err[1]);
+    fcntl(err[0], F_SETFL, fcntl(err[0], F_GETFL) | O_NONBLOCK);
 
-    /* Read the program's log until its first frame is shown. */
-    std::string log;
-    double first_frame_ms = -1;
-    while (first_frame_ms < 0 && ms_since(t_launch) < 10000) {
-        pollfd pfd = {err[0], POLLIN, 0};
-        if (poll(&pfd, 1, 100) > 0) {
-            char buf[4096];
-            const ssize_t n = read(err[0], buf, sizeof buf);
-            if (n <= 0) break;
-            log.append(buf, static_cast<size_t>(n));
-            if (log.find("first frame shown") != std::string::npos) first_frame_ms = ms_since(t_launch);
+    Window win = 0;
+    Damage damage = 0;
+    std::vector<std::pair<double, std::vector<uint32_t>>> seen; /* (ms after exec, pixels) when they changed */
+    const int xfd = ConnectionNumber(cap.dpy);
+    while (ms_since(t_exec) < SETTLE_MS) {
+        drain(err[0]);
+        pollfd pfd = {xfd, POLLIN, 0};
+        if (XPending(cap.dpy) == 0) poll(&pfd, 1, 5);
+        bool damaged = false;
+        while (XPending(cap.dpy) > 0) {
+            XEvent ev;
+            XNextEvent(cap.dpy, &ev);
+            if (ev.type == CreateNotify && win == 0 && ev.xcreatewindow.width == WINDOW_CLIENT_WIDTH &&
+                ev.xcreatewindow.height == WINDOW_CLIENT_HEIGHT) {
+                win = ev.xcreatewindow.window;
+                damage = XDamageCreate(cap.dpy, win, XDamageReportNonEmpty);
+            } else if (ev.type == cap.damage_event + XDamageNotify) {
+                damaged = true;
+            }
         }
+        if (!damaged) continue;
+        XDamageSubtract(cap.dpy, damage, None, None);
+        std::vector<uint32_t> px = cap.grab(win);
+        const double at = ms_since(t_exec);
+        if (!px.empty() && (seen.empty() || px != seen.back().second)) seen.emplace_back(at, std::move(px));
     }
-    const int flags = fcntl(err[0], F_GETFL);
-    fcntl(err[0], F_SETFL, flags | O_NONBLOCK);
-    if (first_frame_ms < 0) {
-        printf("the program showed no frame within 10 s; its log:\n%s\n", log.c_str());
-    } else {
-        const size_t drv = log.find("video driver: ");
-        if (drv != std::string::npos) printf("program's video driver:            %s\n", log.substr(drv + 14, log.find('\n', drv) - drv - 14).c_str());
-        const size_t at = log.find("first frame shown");
-        printf("launch to first frame:             %8.1f ms (program's own count: %s)\n", first_frame_ms,
-               log.substr(at + 18, log.find('\n', at) - at - 18).c_str());
-
-        /* Two windows: the first seconds after start (the cursor blinks, the tick runs at full
-         * rate), and the steady idle once the user has been away for a while. */
-        usleep(1000 * 1000);
-        const double first = cpu_percent_over(pid, err[0], 10);
-        const double steady = cpu_percent_over(pid, err[0], 10);
-        printf("CPU, 1 s to 11 s after start:      %8.2f %% of one core\n", first);
-        printf("CPU, steady idle (11 s to 21 s):   %8.2f %% of one core\n", steady);
-        printf("resident memory (VmRSS / VmHWM):   %8ld / %ld kB\n", status_kb(pid, "VmRSS:"),
-               status_kb(pid, "VmHWM:"));
+    bool ok = false;
+    if (win != 0) {
+        /* The settled screen: what the window shows in the last second, when only the focused
+         * field's cursor blinks (two contents). */
+        std::vector<std::vector<uint32_t>> settled;
+        for (const auto& [at, px] : seen)
+            if (at >= SETTLE_MS - 1000 && std::find(settled.begin(), settled.end(), px) == settled.end())
+                settled.push_back(px);
+        std::vector<uint32_t> last = cap.grab(win);
+        if (!last.empty() && std::find(settled.begin(), settled.end(), last) == settled.end())
+            settled.push_back(std::move(last));
+        if (!settled.empty() && !uniform(settled.front())) {
+            ok = true;
+            out->contents = static_cast<double>(seen.size());
+            for (const auto& [at, px] : seen) {
+                if (out->first_shown_ms < 0 && !uniform(px)) {
+                    out->first_shown_ms = at;
+                    out->first_vs_settled = -1;
+                    for (const auto& s : settled) {
+                        const long d = pixels_differing(px, s);
+                        if (out->first_vs_settled < 0 || d < out->first_vs_settled) out->first_vs_settled = d;
+                    }
+                }
+                if (std::find(settled.begin(), settled.end(), px) != settled.end()) {
+                    out->first_settled_ms = at;
+                    break;
+                }
+            }
+            out->contents_before_settled = 0;
+            for (const auto& [at, px] : seen)
+                if (at < out->first_settled_ms && !uniform(px)) ++out->contents_before_settled;
+        }
+        XDamageDestroy(cap.dpy, damage);
+    }
+    if (ok) {
+        while (ms_since(t_exec) < IDLE_FROM_MS) {
+            usleep(100 * 1000);
+            drain(err[0]);
+        }
+        unsigned long long c0 = 0, c1 = 0;
+        read_cpu_ns(pid, &c0);
+        const auto w0 = Clock::now();
+        while (ms_since(w0) < CPU_WINDOW_MS) {
+            usleep(100 * 1000);
+            drain(err[0]);
+        }
+        read_cpu_ns(pid, &c1);
+        out->cpu_percent = 100.0 * static_cast<double>(c1 - c0) / 1e6 / ms_since(w0);
+        out->rss_kb = static_cast<double>(status_kb(pid, "VmRSS:"));
+        out->hwm_kb = static_cast<double>(status_kb(pid, "VmHWM:"));
     }
     kill(pid, SIGTERM);
     waitpid(pid, nullptr, 0);
     close(err[0]);
+    return ok;
+}
+
+void launch_bench(const std::string& program, int runs) {
+    printf("\n2. Launch of the real program (%s), min / median / max over %d launches\n", program.c_str(), runs);
+    Capture cap;
+    if (!cap.open()) {
+        printf("  the X server offers no MIT-SHM or DAMAGE extension; skipped\n");
+        return;
+    }
+    std::vector<double> shown, settled, differing, contents, before, cpu, rss, hwm;
+    int unsettled = 0;
+    for (int r = 0; r < runs; ++r) {
+        LaunchRun run;
+        if (!launch_once(cap, program, &run)) {
+            printf("  launch %d: no window content read back within %d ms; skipped\n", r + 1, SETTLE_MS);
+            continue;
+        }
+        shown.push_back(run.first_shown_ms);
+        if (run.first_settled_ms >= 0) settled.push_back(run.first_settled_ms);
+        else ++unsettled;
+        differing.push_back(static_cast<double>(run.first_vs_settled));
+        contents.push_back(run.contents);
+        before.push_back(run.contents_before_settled);
+        cpu.push_back(run.cpu_percent);
+        rss.push_back(run.rss_kb / 1024.0);
+        hwm.push_back(run.hwm_kb / 1024.0);
+    }
+    print_figure("exec -> first drawn frame on the X server", shown, "ms", "");
+    print_figure("exec -> first frame that is the settled screen", settled, "ms", "(goal: < 150 ms, median of 10)");
+    print_figure("first drawn frame vs settled screen", differing, "px", "(goal: 0 pixels differ)");
+    print_figure("drawn frames shown before the settled screen", before, "", "(goal: 0)");
+    print_figure("window contents in the first 3 s", contents, "", "(the settled screen, then the cursor blinks)");
+    if (unsettled > 0) printf("  (%d launches never showed the settled screen before 3 s)\n", unsettled);
+    print_figure("CPU 11 s .. 16 s after exec (steady idle)", cpu, "%", "(of one core)");
+    print_figure("resident memory at 16 s (VmRSS)", rss, "MB", "");
+    print_figure("peak resident memory (VmHWM)", hwm, "MB", "");
+    XCloseDisplay(cap.dpy);
+}
+
+void print_machine() {
+    char model[512] = "?";
+    if (FILE* f = fopen("/proc/cpuinfo", "r")) {
+        char line[512];
+        while (fgets(line, sizeof line, f) != nullptr)
+            if (strncmp(line, "model name", 10) == 0) {
+                const char* colon = strchr(line, ':');
+                snprintf(model, sizeof model, "%s", colon != nullptr ? colon + 2 : line);
+                model[strcspn(model, "\n")] = '\0';
+                break;
+            }
+        fclose(f);
+    }
+    printf("machine: %ld cores, %s, %ld MB memory\n", sysconf(_SC_NPROCESSORS_ONLN), model,
+           sysconf(_SC_PHYS_PAGES) / 1024 * sysconf(_SC_PAGE_SIZE) / 1024);
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
-    std::string self = argv[0];
-    const std::string program = argc > 1 ? argv[1] : dir_of(dir_of(self)) + "/servo_tool";
+    setvbuf(stdout, nullptr, _IOLBF, 0); /* each figure as soon as it is known */
+    int runs = 5, launches = 10;
+    std::string program = dir_of(dir_of(argv[0])) + "/servo_tool";
+    for (int i = 1; i < argc; ++i) {
+        if (strcmp(argv[i], "--runs") == 0 && i + 1 < argc) runs = std::max(1, atoi(argv[++i]));
+        else if (strcmp(argv[i], "--launches") == 0 && i + 1 < argc) launches = std::max(0, atoi(argv[++i]));
+        else program = argv[i];
+    }
+    if (access(program.c_str(), X_OK) != 0) {
+        fprintf(stderr, "program %s not found\n", program.c_str());
+        return 1;
+    }
     if (chdir(dir_of(program).c_str()) != 0) perror("chdir");
-    render_bench();
-    program_bench(program);
+    print_machine();
+    if (!ensure_display()) {
+        printf("no X display and Xvfb could not be started\n");
+        return 1;
+    }
+    frames_bench(runs);
+    if (launches > 0) launch_bench(program, launches);
     if (g_xvfb > 0) {
         kill(g_xvfb, SIGTERM);
         waitpid(g_xvfb, nullptr, 0);

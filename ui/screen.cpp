@@ -165,6 +165,42 @@ lv_obj_t* make_checkbox(lv_obj_t* parent, const char* text) {
     return cb;
 }
 
+/* The build starts animations of LVGL's own: a text area scrolls its cursor into view, always
+ * animated, whenever its text, size or paddings change and once the layout gives it its size;
+ * the focus scrolls the first field into view; and the theme fades each scrollbar in and out as
+ * such a scroll begins and ends. The build therefore runs on LVGL's clock set back by
+ * SETTLE_STEPS x SETTLE_STEP_MS, and the clock then catches up in steps, each running the
+ * animations, so that every animation begun by a step has ended by the next. The first frame is
+ * then the settled screen instead of 400 ms of scrolling and fading. */
+constexpr uint32_t SETTLE_STEP_MS = 500; /* longer than any scroll (400 ms) or transition (150 ms) */
+constexpr uint32_t SETTLE_STEPS = 4;
+
+struct BuildClock {
+    lv_tick_get_cb_t real = nullptr;
+    uint32_t behind_ms = 0;
+};
+BuildClock g_build_clock;
+
+uint32_t build_tick() { return g_build_clock.real() - g_build_clock.behind_ms; }
+
+void build_clock_start() {
+    g_build_clock.real = lv_tick_get_cb();
+    if (g_build_clock.real == nullptr || g_build_clock.real == build_tick) return; /* LVGL counts its own ticks */
+    g_build_clock.behind_ms = SETTLE_STEPS * SETTLE_STEP_MS;
+    lv_tick_set_cb(build_tick);
+}
+
+void build_clock_catch_up() {
+    if (lv_tick_get_cb() != build_tick) return;
+    lv_obj_update_layout(lv_screen_active()); /* the final sizes start the last scrolls */
+    while (g_build_clock.behind_ms > 0) {
+        g_build_clock.behind_ms -= SETTLE_STEP_MS;
+        lv_anim_refr_now();
+        lv_obj_update_layout(lv_screen_active());
+    }
+    lv_tick_set_cb(g_build_clock.real);
+}
+
 /* The picture must be readable before the screen is built around it. */
 bool config_picture_present() {
     lv_fs_file_t f;
@@ -294,6 +330,10 @@ void build_parameter_containers() {
 
 } // namespace
 
+namespace {
+bool build_screen();
+} // namespace
+
 void ui_styles_init() {
     if (g_styles_ready) return;
     g_styles_ready = true;
@@ -353,6 +393,15 @@ lv_obj_t* ui_make_button(lv_obj_t* parent, const char* text, int32_t x, int32_t 
 }
 
 bool main_ui_build() {
+    build_clock_start();
+    const bool built = build_screen();
+    build_clock_catch_up();
+    return built;
+}
+
+namespace {
+
+bool build_screen() {
     ui_screen_port_install();
     /* The platform's interface language is asked for and not used: the tool always starts in
      * Chinese. */
@@ -388,3 +437,5 @@ bool main_ui_build() {
     params_startup_registers();
     return true;
 }
+
+} // namespace

@@ -42,6 +42,17 @@
 #define LV_CACHE_DEF_SIZE (512 * 1024)
 #define LV_IMAGE_HEADER_CACHE_DEF_CNT 8
 
+/* Every frame is drawn whole (full-screen render mode), so what the software renderer computes
+ * for each frame is worth keeping: the blurred corner of the buttons' shadow (all buttons share
+ * one size of corner) and the anti-aliased circle masks of the rounded fields, buttons and boxes
+ * (more radii than LVGL's default of 4 entries). Both caches give the same pixels. */
+#define LV_DRAW_SW_SHADOW_CACHE_SIZE 32
+#define LV_DRAW_SW_CIRCLE_CACHE_SIZE 16
+
+/* Each frame reads hundreds of style properties per widget; most are set by no style at all. The
+ * cache (a bit per property and widget) answers those at once. */
+#define LV_OBJ_STYLE_CACHE 1
+
 #define LV_USE_DEMO_WIDGETS 0
 #define LV_BUILD_EXAMPLES 0
 #define LV_BUILD_DEMOS 0

@@ -6,8 +6,11 @@
 #include "tests/support/files.h"
 #include "tests/support/headless.h"
 #include "ui/screen.h"
+#include "ui/text_cursor.h"
 
 #include <gtest/gtest.h>
+
+#include <vector>
 
 #include <unistd.h>
 
@@ -22,6 +25,16 @@ class ScreenTest : public ::testing::Test {
     }
     void TearDown() override { lang_reset(); }
 };
+
+/* The pixels of a whole frame drawn now. */
+std::vector<uint32_t> draw_frame() {
+    lv_display_t* disp = lv_display_get_default();
+    lv_obj_invalidate(lv_screen_active());
+    lv_refr_now(disp);
+    const lv_draw_buf_t* buf = lv_display_get_buf_active(disp);
+    const uint32_t* px = reinterpret_cast<const uint32_t*>(buf->data);
+    return std::vector<uint32_t>(px, px + UI_SCREEN_WIDTH * UI_SCREEN_HEIGHT);
+}
 
 } // namespace
 
@@ -57,7 +70,22 @@ TEST_F(ScreenTest, type_field_takes_letters_digits_and_listed_punctuation_up_to_
     EXPECT_STREQ(lv_textarea_get_text(ui_type_input), "ABCDEFGHIJKLMNOPQRST");
 }
 
+TEST_F(ScreenTest, the_first_frame_after_the_build_is_the_settled_screen) {
+    const lv_tick_get_cb_t clock = lv_tick_get_cb();
+    ASSERT_TRUE(main_ui_build());
+    EXPECT_EQ(lv_tick_get_cb(), clock) << "LVGL runs on the program's clock again";
+    text_cursor_set_blinking(false); /* the focused field's cursor shows steadily in both frames */
+    const std::vector<uint32_t> first = draw_frame();
+    headless_run(3000);
+    const std::vector<uint32_t> settled = draw_frame();
+    size_t differing = 0;
+    for (size_t i = 0; i < first.size(); ++i)
+        differing += first[i] != settled[i];
+    EXPECT_EQ(differing, 0u) << "fields scrolling or scrollbars fading after the first frame";
+}
+
 TEST_F(ScreenTest, missing_picture_tells_the_user_posts_quit_and_stops_the_build) {
+    const lv_tick_get_cb_t clock = lv_tick_get_cb();
     char cwd[4096];
     ASSERT_NE(getcwd(cwd, sizeof cwd), nullptr);
     bool built = true;
@@ -68,6 +96,7 @@ TEST_F(ScreenTest, missing_picture_tells_the_user_posts_quit_and_stops_the_build
         ASSERT_EQ(chdir(cwd), 0);
     }
     EXPECT_FALSE(built);
+    EXPECT_EQ(lv_tick_get_cb(), clock);
     ASSERT_EQ(fake_platform().message_boxes.size(), 1u);
     EXPECT_EQ(fake_platform().message_boxes[0].text, "检查是否存在\"QRX_V107_config.bin\"文件");
     EXPECT_EQ(fake_platform().message_boxes[0].caption, "Error");
