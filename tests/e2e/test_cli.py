@@ -21,22 +21,18 @@ from x11_session import SKIP, Failure, Simulator, UsbNamespace, check, namespace
 ARGS = None
 DATA = os.path.join(os.path.dirname(os.path.dirname(os.path.abspath(__file__))), "data")
 
-
 def cli(*args, timeout=30):
     """Runs servo_cli; returns (exit code, standard output, standard error)."""
     res = subprocess.run([ARGS.cli, *args], capture_output=True, text=True, timeout=timeout)
     return res.returncode, res.stdout, res.stderr
-
 
 def cli_json(*args):
     rc, out, err = cli(*args, "--json")
     check(len(out.splitlines()) == 1, f"one JSON object expected, got {out!r} ({err})")
     return rc, json.loads(out)
 
-
 def simulator(tmp, *args):
     return Simulator(ARGS.cli, tmp, *args)
-
 
 def test_usage_ports_and_unopenable_port(tmp):
     rc, out, _ = cli("--help")
@@ -48,7 +44,6 @@ def test_usage_ports_and_unopenable_port(tmp):
     check(rc == 0 and isinstance(doc["ports"], list), "ports")
     rc, doc = cli_json("info", "read", "--port", os.path.join(tmp, "no-such-tty"))
     check(rc == 3 and "Seiral Open Error: Can't Open This Comport" in doc["messages"], f"open failure: {doc}")
-
 
 def test_block_family_information_and_parameters_round_trip(tmp):
     sim = simulator(tmp, "--family", "block")
@@ -94,7 +89,6 @@ def test_block_family_information_and_parameters_round_trip(tmp):
     finally:
         sim.stop()
 
-
 def test_register_family_parameters_round_trip(tmp):
     sim = simulator(tmp, "--family", "register")
     try:
@@ -123,7 +117,6 @@ def test_register_family_parameters_round_trip(tmp):
     finally:
         sim.stop()
 
-
 # family, simulator options, command, exit code, a text on standard error
 FAULTS = [
     ("block", ["--fault", "checksum"], ["params", "read"], 4, "No answer from the servo within 500 ms"),
@@ -140,7 +133,6 @@ FAULTS = [
     ("block", ["--fault", "value:2"], ["params", "write", "REF"], 1, "mismatch Gain: expected 65, read 66"),
     ("register", ["--fault", "value:1"], ["params", "write", "REF"], 1, "mismatch OD: expected 80, read 81"),
 ]
-
 
 def test_faults_give_their_exit_code_and_message_and_never_a_verified_write(tmp):
     refs = {}
@@ -160,7 +152,6 @@ def test_faults_give_their_exit_code_and_message_and_never_a_verified_write(tmp)
         if rc != code or text not in said or (code != 0 and "verified: every" in said):
             failures.append(f"{family} {options} {command}: exit {rc}, said {said.strip()!r}")
     check(not failures, "\n".join(failures))
-
 
 def test_convert_carries_the_shared_fields_and_refuses_a_bad_file(tmp):
     block = os.path.join(DATA, "configbuffer_defaults.txt")
@@ -183,13 +174,11 @@ def test_convert_carries_the_shared_fields_and_refuses_a_bad_file(tmp):
     check(rc == 5 and "Unknown keyword" in err and not os.path.exists(target), f"bad file: {rc} {err}")
     check(not [n for n in os.listdir(tmp) if ".part" in n], "a temporary file was left behind")
 
-
 def line_queue(stream):
     """Lines of a pipe as they come, read by a thread so that a wait can end."""
     q = queue.Queue()
     threading.Thread(target=lambda: [q.put(line.rstrip("\n")) for line in stream], daemon=True).start()
     return q
-
 
 def next_line(q, what, timeout=20, starts=""):
     deadline = time.time() + timeout
@@ -201,7 +190,6 @@ def next_line(q, what, timeout=20, starts=""):
         if line.startswith(starts):
             return line
     raise Failure(f"servo_cli never printed {what}")
-
 
 def test_production_run_with_adapters_plugged_and_pulled(tmp):
     ns = UsbNamespace()
@@ -243,7 +231,6 @@ def test_production_run_with_adapters_plugged_and_pulled(tmp):
     check(summary.startswith("servos: 21, passed: 20, failed: 1, mean time per servo: ") and prod.returncode == 1,
           f"summary: {summary!r} exit {prod.returncode}")
 
-
 def main():
     global ARGS
     p = argparse.ArgumentParser()
@@ -272,7 +259,6 @@ def main():
                 failures += 1
                 print(f"[FAIL] {test.__name__}: {e}")
     return 1 if failures else 0
-
 
 if __name__ == "__main__":
     sys.exit(main())

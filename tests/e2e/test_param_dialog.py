@@ -20,10 +20,8 @@ SAVE_BUTTON = (830, 481)    # centre of action button 3
 BLOCK = [100, 20, 15, 160, 5, 220, 3, 232, 12, 0, 8, 0, 1, 44, 4, 0x21, 0x00, 0, 200, 0x73, 0x05, 0xE4,
          120, 10, 0x00, 0x50, 0x25, 0x31, 0x13, 12, 0, 0, 0x1F, 72, 0x13]
 
-
 def configbuffer_text(block):
     return "".join("ConfigBuffer[%d] = %d;\n" % (k, v) for k, v in enumerate([64] + block))
-
 
 def test_import_then_save_through_the_dialogs_gives_back_the_same_file(s):
     work = tempfile.mkdtemp(prefix="servo e2e 参数 ")
@@ -53,7 +51,6 @@ def test_import_then_save_through_the_dialogs_gives_back_the_same_file(s):
     s.choose_path("另存为")
     time.sleep(0.5)
     check(s.program.poll() is None, "the program ended after a cancelled dialog")
-
 
 if __name__ == "__main__":
     ARGS = main()

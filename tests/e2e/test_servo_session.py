@@ -20,14 +20,12 @@ GAIN_FIELD_END = (610, 306)
 READ_PARAMS, WRITE_PARAMS, SAVE = (830, 257), (830, 332), (830, 481)
 PROMPT_CLOSE = (628, 278)  # close button of the prompt box, centred in the window
 
-
 def wait_prompt(s, wid, text):
     """Waits until the user was told `text`, then closes that prompt box again."""
     prompts = lambda: [line[9:] for line in s.stderr_text().splitlines() if line.startswith("[Prompt] ")]
     wait_for(lambda: text in prompts(), f"the prompt {text!r} (prompts so far: {prompts()})", 10)
     time.sleep(0.2)
     s.click(wid, *PROMPT_CLOSE)
-
 
 def test_register_servo_times_out_on_information_and_trades_parameters_register_by_register(s):
     _, sim, wid = start_with_simulator(s, ARGS.program, "register")
@@ -63,7 +61,6 @@ def test_register_servo_times_out_on_information_and_trades_parameters_register_
     text = open(path).read()
     want = "KP:70\nKD:50\nLP:4000\nMP:8000\nOD:80\nOT:3000\nMD:8000\nDZ:3\nLA:596\nMA:3500\nCA:2048\nLD:0\nRS:1\nLS:1\n"
     check(text == want, f"JVN file differs:\n{text}")
-
 
 if __name__ == "__main__":
     ARGS = main(needs_namespaces=True)

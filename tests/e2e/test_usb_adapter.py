@@ -18,7 +18,6 @@ PROMPT_AREA = (485 - 175, 330 - 75, 485 + 175, 330 + 75)
 PORT_OPEN_COLOR = (0xE7, 0xC1, 0x29)
 WHITE = (0xFF, 0xFF, 0xFF)
 
-
 def test_the_adapter_opens_when_plugged_closes_when_pulled_and_the_button_closes_it_for_good(s):
     ns, sim, wid = start_with_simulator(s, ARGS.program, plug=False)
 
@@ -54,7 +53,6 @@ def test_the_adapter_opens_when_plugged_closes_when_pulled_and_the_button_closes
     shot("6-opened-by-hand", PORT_OPEN_COLOR, "the button should be yellow after opening")
     s.program.terminate()  # a window close with the port still open
     check(s.program.wait(10) == 0, "the program did not end cleanly with its port open")
-
 
 if __name__ == "__main__":
     ARGS = main(needs_namespaces=True)

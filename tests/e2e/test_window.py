@@ -19,7 +19,6 @@ PORT_BUTTON_SAMPLE = (420, 236)  # left of the caption, above where the About bo
 PORT_OPEN_COLOR = (0xE7, 0xC1, 0x29)
 ABOUT = "^关于 QRX_SERVO_TOOL_V_1_0_6$"  # the About box's caption
 
-
 def test_window_is_fixed_970_by_660_titled_and_centred(s):
     s.start_program(ARGS.program)
     wid = s.wait_window()
@@ -35,7 +34,6 @@ def test_window_is_fixed_970_by_660_titled_and_centred(s):
     time.sleep(0.5)
     compare_with_reference(s.screenshot("main-screen", wid), "main-screen", ARGS.update_references)
 
-
 def test_alt_slash_opens_the_about_box_and_escape_closes_it(s):
     s.start_program(ARGS.program)
     wid = s.wait_window()
@@ -47,7 +45,6 @@ def test_alt_slash_opens_the_about_box_and_escape_closes_it(s):
     s.run("xdotool", "key", "Escape")  # to the focus: the box is gone before a sent key's release
     s.wait_no_window(ABOUT)
     check(s.program.poll() is None, "the program ended with the About box")
-
 
 def test_the_program_keeps_running_behind_the_about_box(s):
     """An adapter plugged in while the About box is open is opened, and the screen shows it."""
@@ -65,7 +62,6 @@ def test_the_program_keeps_running_behind_the_about_box(s):
     s.run("xdotool", "key", "Escape")
     s.wait_no_window(ABOUT)
 
-
 def test_missing_picture_shows_the_box_and_quits(s):
     folder = tempfile.mkdtemp(prefix="servo-nopic-")
     s.cleanups.append(lambda: shutil.rmtree(folder, ignore_errors=True))
@@ -77,7 +73,6 @@ def test_missing_picture_shows_the_box_and_quits(s):
     rc = s.program.wait(10)
     check(rc == 0, f"exit code {rc}")
 
-
 def test_closing_the_window_while_a_file_dialog_is_open_ends_the_program(s):
     s.start_program(ARGS.program)
     wid = s.wait_window()
@@ -87,7 +82,6 @@ def test_closing_the_window_while_a_file_dialog_is_open_ends_the_program(s):
     s.program.terminate()  # the program takes the termination request as a window close
     rc = s.program.wait(10)
     check(rc == 0, f"exit code {rc}")
-
 
 if __name__ == "__main__":
     ARGS = main()

@@ -34,14 +34,12 @@ READ_PARAMS, WRITE_PARAMS, SAVE = (830, 257), (830, 332), (830, 481)
 PROMPT_CLOSE = (628, 278)  # close button of the prompt box, centred in the window
 ABOUT = "^关于 QRX_SERVO_TOOL_V_1_0_6$"  # the About box's caption
 
-
 def parse_args():
     p = argparse.ArgumentParser()
     p.add_argument("--program", required=True, help="path of servo_tool.exe")
     p.add_argument("--simulator", required=True, help="path of the Linux build's servo_sim")
     p.add_argument("--artifacts", required=True, help="folder for screenshots and logs")
     return p.parse_args()
-
 
 class WineSession(X11Session):
     """The program started through wine, from its own folder (where its picture is)."""
@@ -72,7 +70,6 @@ class WineSession(X11Session):
                                         stderr=open(self.stderr_path, "wb"))
         return self
 
-
 def registry_file(folder):
     """A registry script that describes COM5 as a present USB serial adapter."""
     iface = "##?#" + ADAPTER.replace("\\", "#") + "#" + COMPORT_CLASS
@@ -94,7 +91,6 @@ def registry_file(folder):
         f.write("\n".join(lines))
     return path
 
-
 def plug_adapter(s, sim):
     """COM5 -> the simulator's pseudo-terminal, then listed by the device-setup service."""
     link = os.path.join(os.environ["WINEPREFIX"], "dosdevices", PORT.lower())
@@ -108,16 +104,13 @@ def plug_adapter(s, sim):
     s.wait_log(r"Open_Device successfully", timeout=30)
     time.sleep(0.3)
 
-
 def unplug_adapter(s):
     """The adapter's listing goes (if it was made), so that the next session starts without it."""
     s.run("wine", "reg", "delete", r"HKLM\System\CurrentControlSet\Control\DeviceClasses" + "\\" + COMPORT_CLASS,
           "/f", check_rc=False, timeout=60)
 
-
 def prompts(s):
     return [line[len("[Prompt] "):] for line in s.stderr_text().splitlines() if line.startswith("[Prompt] ")]
-
 
 def wait_prompt(s, wid, text, timeout=15):
     """Waits until the user was told `text`, then closes that prompt box."""
@@ -126,13 +119,11 @@ def wait_prompt(s, wid, text, timeout=15):
     time.sleep(0.2)
     s.click(wid, *PROMPT_CLOSE)
 
-
 def replace_end(s, wid, field_end, erase, text):
     """Clicks at the end of a field, erases `erase` characters and types `text`."""
     s.click(wid, *field_end)
     s.key(wid, *(["BackSpace"] * erase))
     s.type_text(wid, text)
-
 
 def start(s, family):
     """Program started and showing its first frame, simulator ready; returns (simulator, window)."""
@@ -144,11 +135,9 @@ def start(s, family):
     s.wait_log(r"first frame shown", timeout=30)
     return sim, wid
 
-
 def hex_bytes(line, start):
     """The hexadecimal bytes of a simulator log line from word `start` on."""
     return [int(b, 16) for b in line.split()[start:] if len(b) == 2]
-
 
 def test_block_servo_window_information_and_parameter_block(s):
     sim, wid = start(s, "block")
@@ -180,7 +169,6 @@ def test_block_servo_window_information_and_parameter_block(s):
     check(len(written) == 35 and all(i == 19 and (a & 0x0F) == (b & 0x0F) for i, a, b in others),
           f"bytes changed besides the gain: {others}")
     s.screenshot("block-parameters-written", wid)
-
 
 def test_register_servo_times_out_on_information_and_trades_parameters_register_by_register(s):
     sim, wid = start(s, "register")
@@ -226,7 +214,6 @@ def test_register_servo_times_out_on_information_and_trades_parameters_register_
     with open(path) as f:
         check(f.read().startswith("KP:70\nKD:50\n"), "the saved file does not carry the values on screen")
 
-
 def test_missing_picture_shows_the_box_and_quits(s):
     folder = tempfile.mkdtemp(prefix="servo-nopic-")
     s.cleanups.append(lambda: shutil.rmtree(folder, ignore_errors=True))
@@ -238,7 +225,6 @@ def test_missing_picture_shows_the_box_and_quits(s):
     s.run("xdotool", "key", "Return")
     rc = s.program.wait(30)
     check(rc == 0, f"exit code {rc}")
-
 
 if __name__ == "__main__":
     ARGS = parse_args()

@@ -20,7 +20,6 @@ ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__)
 FAKE_USB = os.path.join(ROOT, "tools", "fake_usb_adapter.sh")
 SKIP = 77  # exit code ctest reports as "skipped"
 
-
 def main(needs_namespaces=False):
     """The tests' arguments, once the tools are there; skipped (exit 77) when the tests need mount
     namespaces and this process may not make them."""
@@ -36,15 +35,12 @@ def main(needs_namespaces=False):
         sys.exit(SKIP)
     return args
 
-
 class Failure(Exception):
     pass
-
 
 def check(cond, message):
     if not cond:
         raise Failure(message)
-
 
 def wait_for(predicate, what, timeout=20, interval=0.1):
     """Returns the first true value of predicate(); fails after timeout seconds."""
@@ -55,7 +51,6 @@ def wait_for(predicate, what, timeout=20, interval=0.1):
             return value
         time.sleep(interval)
     raise Failure(f"timed out waiting for {what}")
-
 
 class X11Session:
     """Xvfb on a free display; the program started from its own folder (where its picture is)."""
@@ -207,7 +202,6 @@ class X11Session:
                 print(f"  cleanup failed: {e}")
         end_process(self.xvfb)
 
-
 def end_process(proc):
     if proc is not None and proc.poll() is None:
         proc.terminate()
@@ -216,7 +210,6 @@ def end_process(proc):
         except subprocess.TimeoutExpired:
             proc.kill()
             proc.wait()
-
 
 class Simulator:
     """The servo simulator on a pseudo-terminal, with its log of every frame it received."""
@@ -236,7 +229,6 @@ class Simulator:
 
     def stop(self):
         end_process(self.proc)
-
 
 class UsbNamespace:
     """A private mount namespace (root only) in which a pseudo-terminal can be plugged in and
@@ -264,7 +256,6 @@ class UsbNamespace:
         self.holder.kill()
         self.holder.wait()
 
-
 def start_with_simulator(s, program, family="block", plug=True):
     """The program in a private mount namespace with the simulator ready as a USB adapter
     (plugged in, and its port opened, when `plug`); returns (namespace, simulator, window)."""
@@ -280,30 +271,24 @@ def start_with_simulator(s, program, family="block", plug=True):
         time.sleep(0.3)
     return ns, sim, wid
 
-
 def namespaces_available():
     """True when this process may make mount namespaces (root, unshare and nsenter present)."""
     if os.geteuid() != 0 or shutil.which("unshare") is None or shutil.which("nsenter") is None:
         return False
     return subprocess.run(["unshare", "-m", "true"], capture_output=True).returncode == 0
 
-
 def pixel(img, x, y):
     return img.getpixel((x, y))[:3]
 
-
 def color_near(rgb, expected, tolerance=24):
     return all(abs(a - b) <= tolerance for a, b in zip(rgb, expected))
-
 
 def region_differs(a, b, box, threshold=8):
     """True when some pixel of box differs by more than threshold in a channel."""
     diff = ImageChops.difference(a.crop(box), b.crop(box))
     return max(hi for lo, hi in diff.getextrema()) > threshold
 
-
 REFERENCES = os.path.join(os.path.dirname(os.path.abspath(__file__)), "reference")
-
 
 def compare_with_reference(img, name, update=False, max_mean=1.0, max_changed=0.01):
     """Compares a screenshot with tests/e2e/reference/<name>.png: the mean difference per
@@ -322,7 +307,6 @@ def compare_with_reference(img, name, update=False, max_mean=1.0, max_changed=0.
     changed = diff.convert("L").point(lambda v: 255 if v > 40 else 0).histogram()[255] / (img.size[0] * img.size[1])
     check(mean <= max_mean and changed <= max_changed,
           f"{name} differs from its reference: mean {mean:.2f}, {changed * 100:.2f} % of pixels changed")
-
 
 def run_tests(tests, artifacts):
     """Runs each test function with a fresh session; prints a summary; returns the exit code."""
@@ -346,7 +330,6 @@ def run_tests(tests, artifacts):
             session.stop()
     print(f"{len(tests) - failures}/{len(tests)} passed; artefacts in {artifacts}")
     return 1 if failures else 0
-
 
 def require_tools():
     missing = [t for t in ("Xvfb", "xdotool", "xprop", "xwininfo") if shutil.which(t) is None]
