@@ -7,15 +7,11 @@ import sys
 import time
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
-from x11_session import check, color_near, main, pixel, region_differs, run_tests, start_with_simulator
+from x11_session import (PORT_BUTTON_SAMPLE, PORT_OPEN_COLOR, check, color_near, main, pixel, region_differs,
+                         run_tests, start_with_simulator)
 
 ARGS = None
-
-# Client coordinates (see ui/screen.cpp): the port button's left part, clear of its caption, and
-# the area where prompt boxes appear (centred, 350 x 150).
-PORT_BUTTON_SAMPLE = (420, 236)
-PROMPT_AREA = (485 - 175, 330 - 75, 485 + 175, 330 + 75)
-PORT_OPEN_COLOR = (0xE7, 0xC1, 0x29)
+PROMPT_AREA = (485 - 175, 330 - 75, 485 + 175, 330 + 75)  # where prompt boxes appear (centred, 350 x 150)
 WHITE = (0xFF, 0xFF, 0xFF)
 
 def test_the_adapter_opens_when_plugged_closes_when_pulled_and_the_button_closes_it_for_good(s):

@@ -10,6 +10,7 @@ import re
 import shutil
 import subprocess
 import sys
+import tempfile
 import time
 
 from PIL import Image, ImageChops, ImageGrab, ImageStat
@@ -19,6 +20,14 @@ WINDOW_TITLE = "QRX_SERVO_TOOL_V_1_0_7"
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 FAKE_USB = os.path.join(ROOT, "tools", "fake_usb_adapter.sh")
 SKIP = 77  # exit code ctest reports as "skipped"
+
+# Client coordinates of the widgets (see ui/screen.cpp and params/panel_lvgl.cpp).
+READ_INFO, GAIN_FIELD_END = (819, 63), (610, 306)
+READ_PARAMS, WRITE_PARAMS, IMPORT, SAVE = (830, 257), (830, 332), (830, 406), (830, 481)
+PROMPT_CLOSE = (628, 278)  # close button of the prompt box, centred in the window
+PORT_BUTTON_SAMPLE = (420, 236)  # the port button's left part, clear of its caption and of the About box
+PORT_OPEN_COLOR = (0xE7, 0xC1, 0x29)
+ABOUT = "^关于 QRX_SERVO_TOOL_V_1_0_6$"  # the About box's caption
 
 def main(needs_namespaces=False):
     """The tests' arguments, once the tools are there; skipped (exit 77) when the tests need mount
@@ -99,6 +108,18 @@ class X11Session:
         self.program = subprocess.Popen(cmd, cwd=cwd, env=self.env(), stdout=subprocess.DEVNULL,
                                         stderr=open(self.stderr_path, "wb"))
 
+    def start_and_wait(self, program, timeout=20):
+        """Starts the program; returns its window once it shows its first frame."""
+        self.start_program(program)
+        wid = self.wait_window(timeout=timeout)
+        self.wait_log(r"first frame shown", timeout=timeout)
+        return wid
+
+    def temp_folder(self, prefix):
+        folder = tempfile.mkdtemp(prefix=prefix)
+        self.cleanups.append(lambda: shutil.rmtree(folder, ignore_errors=True))
+        return folder
+
     def stderr_text(self):
         with open(self.stderr_path, "rb") as f:
             return f.read().decode("utf-8", "replace")
@@ -158,6 +179,13 @@ class X11Session:
         """Waits for the program to reach a point it reports on standard error."""
         return wait_for(lambda: re.search(pattern, self.stderr_text()), f"/{pattern}/ on stderr", timeout, 0.05)
 
+    def wait_prompt(self, wid, text, timeout=15):
+        """Waits until the user was told `text` (the program logs each prompt), then closes that box."""
+        prompts = lambda: [line[9:] for line in self.stderr_text().splitlines() if line.startswith("[Prompt] ")]
+        wait_for(lambda: text in prompts(), f"the prompt {text!r} (prompts so far: {prompts()})", timeout)
+        time.sleep(0.2)
+        self.click(wid, *PROMPT_CLOSE)
+
     def geometry(self, wid):
         out = self.run("xdotool", "getwindowgeometry", "--shell", wid)
         vals = dict(line.split("=", 1) for line in out.split() if "=" in line)
@@ -181,6 +209,12 @@ class X11Session:
         self.run("xdotool", "windowfocus", "--sync", wid, check_rc=False)
         self.run("xdotool", "type", "--delay", "80", text)
         time.sleep(0.2)
+
+    def replace_end(self, wid, field_end, erase, text):
+        """Clicks at the end of a field, erases `erase` characters and types `text`."""
+        self.click(wid, *field_end)
+        self.key(wid, *(["BackSpace"] * erase))
+        self.type_text(wid, text)
 
     # ---- pictures ----
     def screenshot(self, name, wid=None):
@@ -270,6 +304,37 @@ def start_with_simulator(s, program, family="block", plug=True):
         s.wait_log(r"Open_Device successfully")
         time.sleep(0.3)
     return ns, sim, wid
+
+def register_trade(s, sim, wid):
+    """A register-family servo: the information read times out, the parameters are read and, with
+    the gain edited on screen, written register by register. Returns the seconds the time-out took."""
+    t0 = time.time()
+    s.click(wid, *READ_INFO)
+    s.wait_prompt(wid, "错误: 舵机信息读取超时!")
+    timed_out = time.time() - t0
+    s.click(wid, *READ_PARAMS)
+    s.wait_prompt(wid, "提示: 读取参数成功!")
+    reads = [line.split()[5] for line in sim.lines("RX AF FA 00 0A")]
+    check(reads == ["38", "3D", "3F", "50", "51", "52", "53", "54"], f"read requests {reads}")
+    s.replace_end(wid, GAIN_FIELD_END, 3, "70")
+    s.click(wid, *WRITE_PARAMS)
+    s.wait_prompt(wid, "提示: 写入参数成功!")
+    frames = [line.split()[1:] for line in sim.lines("RX AF FA 00 0A")][8:]
+    codes = [f[4] for f in frames]
+    check(codes == ["01", "05", "12", "18", "40", "41", "42", "43", "44", "45", "48", "46"], f"write codes {codes}")
+    check(frames[0][5:9] == ["00", "46", "00", "00"], f"KP frame {frames[0]}")  # 70, changed on screen
+    check(frames[2][5:9] == ["00", "50", "0B", "B8"], f"OD/OT frame {frames[2]}")  # unchanged: from the cache
+    return timed_out
+
+def missing_picture_quits(s, program, timeout=20, visible=False):
+    """Started from a folder without its picture, the program shows a box and quits when it is closed."""
+    s.start_program(program, cwd=s.temp_folder("servo-nopic-"))
+    box = (s.wait_visible_window if visible else s.wait_window)("^Error$", timeout=timeout)
+    time.sleep(0.5)
+    s.screenshot("missing-picture-box")
+    s.key(box, "Return")
+    rc = s.program.wait(timeout)
+    check(rc == 0, f"exit code {rc}")
 
 def namespaces_available():
     """True when this process may make mount namespaces (root, unshare and nsenter present)."""
