@@ -58,7 +58,6 @@ def test_block_family_information_and_parameters_round_trip(tmp):
         check(cli("info", "write", "--type", odd_type, "--date", "2027-02-28", *port)[0] == 0, "info write")
         doc = cli_json("info", "read", *port)[1]
         check(doc["date"] == "2027-02-28" and doc["type"] == odd_type, f"information read back: {doc}")
-
         saved = os.path.join(tmp, "block.txt")
         rc, doc = cli_json("params", "read", "--out", saved, *port)
         check(rc == 0 and doc["family"] == "block" and doc["values"]["Gain"] == 65 and len(doc["values"]) == 17,
@@ -71,7 +70,6 @@ def test_block_family_information_and_parameters_round_trip(tmp):
         rc, out, _ = cli("params", "write", saved, *port)
         check(rc == 0 and "verified: every field matches" in out, f"write: {out}")
         check(int(sim.lines("STORE block ")[-1].split()[2], 16) == 66, "the servo did not store the gain")
-
         damaged = os.path.join(tmp, "damaged.txt")
         with open(damaged, "w") as f:
             f.write(open(saved).read().replace("ConfigBuffer[1] = 66;", "ConfigBuffer[1] = 67;") + "Gain 70\n")
@@ -79,7 +77,6 @@ def test_block_family_information_and_parameters_round_trip(tmp):
         rc, out, err = cli("params", "write", damaged, *port)
         check(rc == 5 and "Line 37: Format error" in err, f"damaged file: {rc} {err}")
         check(len(sim.lines("STORE block ")) == stored, "a file with a bad line must not be written")
-
         with open(saved, "a") as f:  # verify against a file the servo does not hold, a hidden setting too
             f.write("ConfigBuffer[8] = 200;\nConfigBuffer[19] = 100;\n")
         rc, doc = cli_json("params", "verify", saved, *port)
@@ -165,7 +162,6 @@ def test_convert_carries_the_shared_fields_and_refuses_a_bad_file(tmp):
     rc, doc = cli_json("convert", jvn, back)
     check(rc == 0 and doc["not_carried"] == ["LD"], f"convert back: {doc}")
     check(open(back).read().splitlines()[1:3] == ["ConfigBuffer[1] = 65;", "ConfigBuffer[2] = 50;"], "block back")
-
     bad = os.path.join(tmp, "bad.txt")
     with open(bad, "w") as f:
         f.write("KP:65\nGain 70\n")

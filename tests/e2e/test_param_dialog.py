@@ -25,21 +25,17 @@ def test_import_then_save_through_the_dialogs_gives_back_the_same_file(s):
     saved = os.path.join(work, "saved copy.txt")
     with open(source, "w", newline="\n") as f:
         f.write(configbuffer_text(BLOCK))
-
     wid = s.start_and_wait(ARGS.program)
     time.sleep(0.5)
-
     s.click(wid, *IMPORT)
     s.choose_path("打开", source)
     s.wait_log(r"\[Prompt\] 提示: 导入成功!")  # the prompt the user sees
-
     s.click(wid, *SAVE)
     s.choose_path("另存为", saved)
     wait_for(lambda: os.path.exists(saved) and os.path.getsize(saved) >= 36 * 20, "the saved file")
     time.sleep(0.5)
     with open(source, "rb") as a, open(saved, "rb") as b:
         check(a.read() == b.read(), "saved file differs from the imported one")
-
     s.click(wid, *SAVE)  # a cancelled dialog ends nothing
     s.choose_path("另存为")
     time.sleep(0.5)

@@ -70,7 +70,6 @@ def registry_file(folder):
 
     def q(text):  # a .reg string value
         return '"' + text.replace("\\", "\\\\") + '"'
-
     link = iface.replace("##?#", "\\\\?\\", 1)
     lines = ["REGEDIT4", "",
              f"[{enum}]", f'"ClassGUID"={q(PORTS_SETUP_CLASS)}', "",
@@ -116,17 +115,14 @@ def test_block_servo_window_information_and_parameter_block(s):
     check((w, h) == (970, 660), f"client size {w}x{h}")
     time.sleep(0.5)
     compare_with_reference(s.screenshot("main-screen", wid), "main-screen")
-
     plug_adapter(s, sim)
     s.click(wid, *READ_INFO)
     s.wait_prompt(wid, "提示: 舵机信息读取成功!")
     check(sim.lines("RX 8E 00 00 8E"), "no information request reached the servo")
-
     s.click(wid, *READ_PARAMS)
     s.wait_prompt(wid, "提示: 读取参数成功!")
     check(sim.lines("RX 81 00 00 81"), "no parameter block request reached the servo")
     read_block = hex_bytes(sim.lines("TX 26 40 ")[-1], 3)[:35]  # the frame's 35 register bytes
-
     s.replace_end(wid, GAIN_FIELD_END, 3, "70")
     s.click(wid, *WRITE_PARAMS)
     s.wait_prompt(wid, "提示: 写入参数成功!")
@@ -152,7 +148,6 @@ def test_register_servo_times_out_on_information_and_trades_parameters_register_
     s.key(about, "Escape")
     s.wait_no_window(ABOUT)
     register_trade(s, sim, wid)
-
     # saved through the common file dialog under a name without extension (xdotool cannot type
     # letters outside wine's keyboard map, so the name is plain ASCII)
     folder = s.temp_folder("servo-save-")

@@ -84,12 +84,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const std::string path = write_file("input.txt", size > 0 ? data + 1 : data, size > 0 ? size - 1 : 0);
     for (int i = 0; i <= (options >> 1 & 1); ++i)
         check_import(path, false);
-
     check_import(g_clean_configbuffer, true);
     for (int k = 1; k < CONFIGBUFFER_LINES; ++k)
         FUZZ_CHECK(params_state().parmeterBuff[k - 1] == clean_byte(k), "byte " + std::to_string(k - 1));
     FUZZ_CHECK(params_state().parameterSource == PARAM_SOURCE_BLOCK, "");
-
     check_import(g_clean_jvn, true);
     const EntryTexts expected = {
         {PanelEntry::Gain, "65"},         {PanelEntry::Damping, "30"},    {PanelEntry::MinPulse, "500"},

@@ -289,7 +289,6 @@ void check_register_read() {
     FUZZ_CHECK(fake_checked(PanelCheck::Direction), "");
     FUZZ_CHECK(params_state().parameterSource == PARAM_SOURCE_REGISTER && protocol_state().mode == MODE_IDLE, "");
     FUZZ_CHECK(fuzz_prompt_shown_since(prompts, "Read  Parameter successfully!", "读取参数成功!"), "");
-
     Bytes kp(10), od_ot(10); /* write frames 1 (code 0x01) and 3 (code 0x12) */
     param_transaction_register_frame(0, kp.data(), kp.size());
     param_transaction_register_frame(2, od_ot.data(), od_ot.size());
