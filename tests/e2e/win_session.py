@@ -17,8 +17,8 @@ import time
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 import x11_session
-from x11_session import (ABOUT, GAIN_FIELD_END, READ_INFO, READ_PARAMS, SAVE, WRITE_PARAMS, Simulator, X11Session, check,
-                         compare_with_reference, missing_picture_quits, register_trade, require_tools, wait_for)
+from x11_session import (ABOUT, GAIN_FIELD_END, READ_INFO, READ_PARAMS, SAVE, WRITE_PARAMS, Simulator, X11Session,
+                         check, compare_with_reference, missing_picture_quits, register_trade, require_tools, wait_for)
 
 ARGS = None
 PORT = "COM5"
@@ -100,8 +100,7 @@ def unplug_adapter(s):
 
 def start(s, family):
     """Program started and showing its first frame, simulator ready; returns (simulator, window)."""
-    sim = Simulator(os.path.join(os.path.dirname(ARGS.simulator), "..", "servo_tool"), s.artifacts,
-                    "--family", family)
+    sim = Simulator(os.path.join(os.path.dirname(ARGS.simulator), "..", "servo_tool"), s.artifacts, "--family", family)
     s.cleanups += [sim.stop, lambda: unplug_adapter(s)]
     return sim, s.start_and_wait(ARGS.program, timeout=60)
 

@@ -264,6 +264,12 @@ class Simulator:
     def stop(self):
         end_process(self.proc)
 
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.stop()
+
 class UsbNamespace:
     """A private mount namespace (root only) in which a pseudo-terminal can be plugged in and
     pulled out as the USB adapter /dev/ttyUSB0 (tools/fake_usb_adapter.sh)."""
