@@ -210,7 +210,7 @@ void step(FuzzedDataProvider& in) {
         break;
     }
     case 18:
-        lang_state().ui_language_chinese = lang_is_chinese() ? 0 : 1;
+        lang_set_chinese(lang_is_chinese() ? 0 : 1);
         break;
     case 19: /* the port closed (or the adapter pulled) and opened again */
         rx_ring_drain(nullptr);
