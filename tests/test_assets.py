@@ -28,20 +28,16 @@ PROGRAM_TEXTS = [
     "必须保存为TXT文件!", "月份和日期必须是两位数格式!",
 ]
 
-
 def font_path(name):
     return os.path.join(FONTS, fontset.font_file(name))
-
 
 def read(path, mode="r"):
     with open(path, mode, **({} if "b" in mode else {"encoding": "utf-8"})) as f:
         return f.read()
 
-
 def run_check(*paths):
     return subprocess.run([sys.executable, os.path.join(FONTS, "fontset.py"), "check",
                            CHARSET, *paths], capture_output=True, text=True)
-
 
 class FontTests(unittest.TestCase):
     def test_committed_fonts_pass_the_layout_check(self):
@@ -70,7 +66,6 @@ class PictureTests(unittest.TestCase):
         self.assertEqual(set(data[3::4]), {0xFF})
         lit = sum(1 for p in pixels if max(p) > 128)
         self.assertGreater(lit, 1000)  # something is drawn, not a blank frame
-
 
 if __name__ == "__main__":
     unittest.main()

@@ -102,7 +102,6 @@ class ProtocolFixture : public ::testing::Test {
         clock_set_source(nullptr);
         serial_ports_set_open(0);
     }
-
     static void feed(const servo_bytes::Bytes& bytes) {
         for (uint8_t b : bytes)
             process_servo_info_data(b);

@@ -46,9 +46,7 @@ class PtyPair {
     ~PtyPair() { hang_up(); }
     PtyPair(const PtyPair&) = delete;
     PtyPair& operator=(const PtyPair&) = delete;
-
     const std::string& path() const { return path_; }
-
     /* The servo sends bytes. */
     void send(const std::vector<uint8_t>& bytes) {
         for (size_t done = 0; done < bytes.size();) {
@@ -59,7 +57,6 @@ class PtyPair {
                 break;
         }
     }
-
     /* What the program sent, up to n bytes or until timeout_ms pass. */
     std::vector<uint8_t> receive(size_t n, int timeout_ms = 2000) {
         std::vector<uint8_t> out(n);
@@ -72,7 +69,6 @@ class PtyPair {
         out.resize(got);
         return out;
     }
-
     /* The adapter goes away: the program's end of the line is hung up. */
     void hang_up() {
         if (master_ >= 0) close(master_);
@@ -147,11 +143,9 @@ class PortTree {
     }
     PortTree(const PortTree&) = delete;
     PortTree& operator=(const PortTree&) = delete;
-
     std::string sys() const { return root_ + "/sys/class/tty"; }
     std::string dev() const { return root_ + "/dev"; }
     std::string node(const std::string& name) const { return dev() + "/" + name; }
-
     /* Adds the class entry and its device (complete before it shows), then the node: a link to
      * node_target, a plain file when that is empty, none when add_node is false. */
     void add(const std::string& name, const std::string& bus, const std::string& node_target = "",
@@ -165,7 +159,6 @@ class PortTree {
         if (add_node && node_target.empty()) close(open(node(name).c_str(), O_CREAT | O_WRONLY, 0644));
         if (add_node && !node_target.empty()) fs::create_symlink(node_target, node(name));
     }
-
     /* The adapter is pulled: its node goes first, then its class entry and its device. */
     void remove(const std::string& name) {
         std::error_code ec;

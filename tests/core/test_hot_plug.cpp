@@ -41,7 +41,6 @@ class HotPlugTest : public ::testing::Test {
         clock_set_source(nullptr);
         lang_reset();
     }
-
     static void tick() {
         g_now += 5;
         hot_plug_check();
@@ -72,7 +71,6 @@ class HotPlugTest : public ::testing::Test {
         EXPECT_EQ(fake_port_panel().look, open ? FakePortPanel::Opened : FakePortPanel::Closed);
         EXPECT_EQ(fake_port_panel().caption, caption);
     }
-
     PortTree tree;
 };
 
@@ -86,7 +84,6 @@ TEST_F(HotPlugTest, plugged_adapter_opens_100ms_after_it_is_first_seen_even_afte
     run(20);
     plug("ttyUSB0", a);
     EXPECT_EQ(ticks_until(is_open), 105); /* first seen at the next tick */
-
     expect_panel(true, "#000000 关闭端口#");
     EXPECT_EQ(fake_port_panel().options, tree.node("ttyUSB0") + "\n");
     EXPECT_TRUE(port_leads_to(a));
@@ -102,12 +99,10 @@ TEST_F(HotPlugTest, pulling_the_only_adapter_closes_the_port_and_tells_the_user_
     pull("ttyUSB0", a);
     EXPECT_GE(ticks_until([] { return !is_open(); }, 50), 0);
     run(100);
-
     EXPECT_FALSE(port_handle_valid(serial_link_state().g_comm.hCom));
     expect_panel(false, "#000000 Open Port#");
     EXPECT_TRUE(fake_port_panel().lang_disabled);
     EXPECT_EQ(prompt_texts(), std::vector<std::string>{"Device removed!"});
-
     plug("ttyUSB0", b);
     EXPECT_GE(ticks_until(is_open), 100);
     EXPECT_TRUE(fake_prompts()[0].closed) << "the removal notice goes once an adapter is back";
@@ -148,7 +143,6 @@ TEST_F(HotPlugTest, a_failed_automatic_open_shows_the_box_again_at_the_next_plug
     run(150);
     EXPECT_FALSE(is_open());
     EXPECT_EQ(fake_platform().message_boxes.size(), 1u);
-
     tree.remove("ttyUSB0");
     run(20);
     plug("ttyUSB0", a);

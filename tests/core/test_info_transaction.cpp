@@ -31,7 +31,6 @@ class InfoTransactionTest : public ProtocolFixture {
         ProtocolFixture::TearDown();
     }
     Bytes sent(size_t expect, int timeout_ms = 200) { return pty.receive(expect, timeout_ms); }
-
     serial_test::PtyPair pty;
 };
 

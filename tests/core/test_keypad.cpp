@@ -77,7 +77,6 @@ TEST_F(KeypadTest, keys_come_one_per_poll_in_scan_order_each_followed_by_a_relea
     EXPECT_FALSE(poll().pressed) << "a held letter does not repeat";
     kb.down.clear();
     poll();
-
     /* Taps (press and release between two polls): typed quickly or two in one interval. */
     std::string typed;
     for (int vk : {0x34, 0x32, 0x38, 0x31}) {

@@ -86,7 +86,6 @@ TEST_F(MainLoopTest, ticks_keep_their_pace_slow_down_when_idle_catch_up_without_
     });
     at(1200, [] { main_loop_quit(3); });
     EXPECT_EQ(main_loop_run(), 3);
-
     const std::vector<uint64_t> expected = {1005, 1010, 1015, 1020, 1025, 1041, 1057, 1113, 1129, 1145,
                                             1151, 1156, 1161, 1166, 1171, 1176, 1181, 1186, 1191, 1196};
     EXPECT_EQ(g.ticks, expected);
@@ -98,7 +97,6 @@ TEST_F(MainLoopTest, a_box_opened_by_a_tick_keeps_ticks_and_wakeups_going_and_cl
     at(1030, [] { g.rx.push_back(g.now); });
     at(1100, [] { main_loop_quit(0); });
     EXPECT_EQ(main_loop_run(), 0);
-
     EXPECT_EQ(g.rx, std::vector<uint64_t>{1030});
     ASSERT_GE(g.ticks.size(), 15u) << "the tick stopped while the box was open";
     for (size_t i = 1; i < g.ticks.size(); ++i)

@@ -68,7 +68,6 @@ TEST_F(Export, configbuffer_overwrites_and_reports_failure_with_an_error_box) {
     EXPECT_EQ(written.substr(0, 22), "ConfigBuffer[0] = 64;\n");
     EXPECT_EQ(written.substr(written.size() - 22), "ConfigBuffer[35] = 0;\n");
     EXPECT_EQ(written.find_first_of("x\r"), std::string::npos);
-
     fake_file_dialog().next_path = dir / "no/such/dir.txt";
     EXPECT_EQ(params_export_configbuffer(frame), PARAM_FILE_OPEN_FAILED);
     EXPECT_EQ(fake_prompts().back().text, "保存参数失败!");
@@ -120,11 +119,9 @@ TEST_F(Export, paths_with_spaces_cjk_and_percent_signs_are_shown_as_they_are) {
     EXPECT_TRUE(std::filesystem::exists(std::filesystem::u8path(path))) << "saved under its own name";
     EXPECT_EQ(fake_prompts().back().text, "Save Parameter successfully!\nFile Path: " + path);
     EXPECT_EQ(params_import_path(path.c_str()), PARAM_FILE_OK);
-
     const int32_t record[REG_FILE_LINES] = {}; /* a name that is not UTF-8 is shown with a replacement */
     EXPECT_EQ(params_export_jvn_path((dir / "bad\xFF name.txt").c_str(), record), PARAM_FILE_OK);
     EXPECT_EQ(fake_prompts().back().text, "JVN parameters saved!\nPath: " + dir / "bad\xEF\xBF\xBD name.txt");
-
     const std::string longer = dir / (std::string(500, 'a') + ".txt"); /* a name too long for the system */
     EXPECT_EQ(params_export_configbuffer_path(longer.c_str(), frame), PARAM_FILE_OPEN_FAILED);
 }

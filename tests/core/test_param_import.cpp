@@ -29,7 +29,6 @@ class Import : public ::testing::Test {
     int import(const std::string& name, const std::string& content) {
         return params_import_path(file(name, content).c_str());
     }
-
     TempDir dir;
 };
 
@@ -113,7 +112,6 @@ TEST_F(Import, key_file_puts_wire_values_on_the_panel) {
     EXPECT_TRUE(fake_checked(PanelCheck::Direction));
     EXPECT_EQ(fake_panel().redraws, 1);
     EXPECT_EQ(params_state().parameterSource, PARAM_SOURCE_REGISTER);
-
     EXPECT_EQ(import("i.txt", "KP:abc\nOT:999\nRS:2\nKD:99999999999\n"), PARAM_FILE_OK);
     EXPECT_EQ(fake_entry(PanelEntry::Stall1Time), "0");
     EXPECT_FALSE(fake_checked(PanelCheck::Direction));
@@ -126,7 +124,6 @@ TEST_F(Import, byte_order_marks_and_utf16_text_are_read) {
                                  "ConfigBuffer[1] = 33;\n"),
               PARAM_FILE_OK);
     EXPECT_EQ(params_state().parmeterBuff[0], 33);
-
     std::string le = "\xFF\xFE", be = "\xFE\xFF";
     for (char16_t u : std::u16string(u"ConfigBuffer[2] = 44;\r\n# 注释\r\nConfigBuffer[3] = 55;\r\n")) {
         le += {static_cast<char>(u & 0xFF), static_cast<char>(u >> 8)};
@@ -147,7 +144,6 @@ TEST_F(Import, damaged_files_end_without_harm_and_with_few_boxes) {
         many += "ConfigBuffer[1] = 999;\n";
     EXPECT_EQ(import("many.txt", many), PARAM_FILE_OK);
     EXPECT_EQ(fake_prompts().size(), static_cast<size_t>(IMPORT_MAX_ERROR_PROMPTS + 1));
-
     std::string binary(10 * 1024 * 1024, '\0');
     uint32_t seed = 12345;
     for (char& c : binary)
@@ -156,7 +152,6 @@ TEST_F(Import, damaged_files_end_without_harm_and_with_few_boxes) {
     fake_prompts().clear();
     EXPECT_EQ(import("bin.txt", binary), PARAM_FILE_UNKNOWN_FORMAT);
     EXPECT_EQ(fake_prompts().size(), 1u);
-
     std::string endless; /* no line end at all */
     while (endless.size() < 2 * 1024 * 1024)
         endless += "ConfigBuffer[1] = 1;";
@@ -170,12 +165,10 @@ TEST_F(Import, dialog_action_restores_the_directory_only_on_success) {
     fake_file_dialog().next_path = file("ok.txt", "KP:1\n");
     EXPECT_EQ(params_import_run(), PARAM_FILE_OK);
     EXPECT_STREQ(getcwd(now, sizeof now), start);
-
     fake_file_dialog().next_path = file("bad.dat", "KP:1\n");
     EXPECT_EQ(params_import_run(), PARAM_FILE_BAD_EXTENSION);
     EXPECT_STREQ(getcwd(now, sizeof now), dir.path.c_str());
     ASSERT_EQ(chdir(start), 0);
-
     fake_prompts().clear();
     fake_file_dialog().next_path.clear(); /* cancelled: nothing is shown */
     EXPECT_EQ(params_import_run(), PARAM_FILE_CANCELLED);

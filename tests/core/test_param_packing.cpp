@@ -39,7 +39,6 @@ TEST_F(Packing, defaults_pack_into_the_hand_worked_block_and_not_all_of_them_unp
     pack(params_state().defaultValues);
     EXPECT_EQ(std::vector<uint8_t>(params_state().parmeterBuff, params_state().parmeterBuff + 35),
               std::vector<uint8_t>(DEFAULT_BLOCK, DEFAULT_BLOCK + 35));
-
     params_unpack(DEFAULT_BLOCK, PARAM_COUNT);
     for (int i = 0; i < PARAM_COUNT; ++i)
         if (i != 9 && i != 15) {
@@ -176,7 +175,6 @@ TEST_F(Packing, panel_is_read_back_and_a_level_that_is_off_takes_the_later_level
     EXPECT_EQ(getParametersFromUI(), 46);
     for (const auto& [row, value] : {std::pair<int, int32_t>{0, 0}, {31, 0}, {43, 99}, {2, 2000}})
         EXPECT_EQ(params_state().paramArray[row], value) << "row " << row;
-
     struct Case {
         const char* label;
         const char* time2;

@@ -23,9 +23,7 @@ class ParamTransactionTest : public ProtocolFixture {
         SerialClose();
         ProtocolFixture::TearDown();
     }
-
     Bytes sent(size_t expect, int timeout_ms = 300) { return pty.receive(expect, timeout_ms); }
-
     /* A register-family read answered with these DATA0/DATA1 words, echo included. */
     void register_read(const uint16_t regs[8][2]) {
         ASSERT_EQ(param_transaction_read(), PARAM_CMD_STARTED);
@@ -40,7 +38,6 @@ class ParamTransactionTest : public ProtocolFixture {
         sent(4 + 8 * 10); /* the read's requests are not what these tests look at */
         fake_prompts().clear();
     }
-
     /* Runs the write timer to its end; returns the frames it sent, one per call. */
     std::vector<Bytes> register_write() {
         std::vector<Bytes> frames;
@@ -56,7 +53,6 @@ class ParamTransactionTest : public ProtocolFixture {
         EXPECT_FALSE(timer->alive);
         return frames;
     }
-
     serial_test::PtyPair pty;
 };
 
@@ -118,7 +114,6 @@ TEST_F(ParamTransactionTest, register_write_sends_cached_bytes_for_unchanged_val
     register_read(ODD_REGS);
     EXPECT_EQ(fake_entry(PanelEntry::Stall1Power), "1");
     fake_entry(PanelEntry::MaxPulse) = "1900"; /* changed, but LP is not: MP goes from the cache */
-
     const std::vector<Bytes> frames = register_write();
     const Bytes expected[12] = {
         reg_request(0x01, 65, 0),     /* KP unchanged: the servo's own bytes */
@@ -150,7 +145,6 @@ TEST_F(ParamTransactionTest, register_write_encodes_changed_values_and_a_shown_m
     fake_entry(PanelEntry::Stall1Time) = "70"; /* 70000 on the wire, cut to 16 bits: 0x1170 */
     fake_entry(PanelEntry::SoftStart) = "300";
     fake_checked(PanelCheck::Direction) = true;
-
     const std::vector<Bytes> frames = register_write();
     EXPECT_EQ(frames[2], reg_request(0x12, 160, 0x1170));
     EXPECT_EQ(frames[3], reg_request(0x18, 50, 0));
@@ -167,7 +161,6 @@ TEST_F(ParamTransactionTest, block_write_is_acknowledged_by_four_0x80_in_a_row_a
     ASSERT_EQ(params_state().parameterSource, PARAM_SOURCE_BLOCK);
     sent(4); /* the read request */
     fake_prompts().clear();
-
     ASSERT_EQ(param_transaction_write(), PARAM_CMD_STARTED);
     Bytes written = data;
     written[19] = 0x73; /* the deadband byte: (3 + 2) << 4 | 3, with row 15's 6 << 4 ORed on */

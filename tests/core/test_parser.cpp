@@ -24,7 +24,6 @@ class ParserTest : public ProtocolFixture {
             fake_timer_fire(t);
         ASSERT_FALSE(t->alive);
     }
-
     /* One register read step as it reaches the tool: the request goes out (the timer fires), its
      * echo comes back, then the servo's reply. */
     static void register_step(const Bytes& reply) {
@@ -125,7 +124,6 @@ TEST_F(ParserTest, eight_register_replies_after_their_echoes_fill_the_panel_and_
     for (const auto& [entry, text] : shown)
         EXPECT_EQ(fake_entry(entry), text) << static_cast<int>(entry);
     EXPECT_TRUE(fake_checked(PanelCheck::Direction));
-
     fake_timer_fire(fake_timers().timers.back().get()); /* the ninth call ends the timer */
     const int writes = fake_panel().writes;
     feed(reg_reply(1, 2)); /* a ninth reply without a new read */
@@ -172,7 +170,6 @@ TEST_F(ParserTest, a_read_after_a_wrong_length_reply_keeps_its_replies_from_the_
     Bytes wrong = reg_reply(0, 0);
     wrong[3] = 0x0A; /* ends the read at step 0 */
     register_step(wrong);
-
     finish_read_timer();
     ASSERT_EQ(param_transaction_read(), PARAM_CMD_STARTED); /* the next read keeps what the last one left */
     register_step(reg_reply(0x1111, 0x2222)); /* step 0: OD and OT */

@@ -27,7 +27,6 @@ class PortDiscoveryTest : public ::testing::Test {
         clock_set_source(nullptr);
     }
     std::vector<std::string> names() const { return std::vector<std::string>(serial_port_table().portNames, serial_port_table().portNames + serial_port_table().portCount); }
-
     PortTree tree;
 };
 
@@ -40,7 +39,6 @@ TEST_F(PortDiscoveryTest, lists_only_usb_ports_with_a_node_in_natural_order) {
     tree.add("tty0", VIRTUAL);
     tree.add("ttyUSB5", USB, "", false);          /* gone from the device directory */
     tree.add("ttyXR0", "platform/exar_vid_04e2"); /* vendor id in the path */
-
     EXPECT_EQ(enumerate_com_ports_in(tree.sys().c_str(), tree.dev().c_str()), 1);
     EXPECT_EQ(names(), (std::vector<std::string>{tree.node("ttyACM0"), tree.node("ttyUSB0"), tree.node("ttyUSB1"),
                                                  tree.node("ttyUSB10"), tree.node("ttyXR0")}));

@@ -52,7 +52,6 @@ class ReliabilityTest : public ProtocolFixture {
         ASSERT_TRUE(serial_test::wait_until(
             [&] { return serial_test::queued_at_port() >= before + static_cast<int>(sent.size() + reply.size()); }));
     }
-
     serial_test::PtyPair pty;
 };
 
@@ -73,7 +72,6 @@ TEST_F(ReliabilityTest, an_information_read_after_a_timed_out_write_fills_the_fi
     g_now += INFO_TIMEOUT_MS + 1;
     ASSERT_EQ(info_transaction_check_timeout(), 1);
     ASSERT_EQ(errors_shown(), 1) << "the write timed out";
-
     ASSERT_EQ(info_transaction_read(), INFO_SENT);
     answer(INFO_REQUEST.size(), info_frame("SIM-BLOCK-01", "20250203"));
     protocol_take_received();
@@ -121,7 +119,6 @@ TEST(SaveFailure, a_save_that_fails_half_way_leaves_the_old_file_whole) {
     const std::string old_keys = "KP:65\nKD:50\n";
     const std::string block = write_file(dir / "block.txt", old_block);
     const std::string keys = write_file(dir / "keys.txt", old_keys);
-
     const uint8_t frame[CONFIGBUFFER_LINES] = {64};
     const int32_t record[REG_FILE_LINES] = {};
     rlimit before;
@@ -134,7 +131,6 @@ TEST(SaveFailure, a_save_that_fails_half_way_leaves_the_old_file_whole) {
     const int keys_result = params_export_jvn_path(keys.c_str(), record);
     setrlimit(RLIMIT_FSIZE, &before);
     signal(SIGXFSZ, SIG_DFL);
-
     EXPECT_EQ(block_result, PARAM_FILE_WRITE_FAILED);
     EXPECT_EQ(keys_result, PARAM_FILE_WRITE_FAILED);
     EXPECT_EQ(read_file(block), old_block);

@@ -33,13 +33,11 @@ class RxRingTest : public ::testing::Test {
     }
     void TearDown() override { SerialClose(); }
     static int posts() { return fake_platform().serial_rx_posts.load(); }
-
     /* The servo sends bytes; returns once the port holds `total` bytes and a wake-up came. */
     void arrive(const std::vector<uint8_t>& bytes, int total) {
         pty.send(bytes);
         ASSERT_TRUE(wait_until([total] { return queued_at_port() == total && posts() >= 1; }));
     }
-
     PtyPair pty;
 };
 
@@ -62,7 +60,6 @@ TEST_F(RxRingTest, a_nearly_full_ring_keeps_what_fits_and_a_full_one_drops_the_w
     rx_ring_append(held.data(), static_cast<uint32_t>(held.size()));
     arrive(pattern(10, 0x10), 10);
     EXPECT_EQ(SerialHandle(), 0); /* 20,479 bytes held: full */
-
     fake_platform().serial_rx_posts = 0;
     arrive(pattern(10, 0x40), 10);
     EXPECT_EQ(SerialHandle(), -5);
@@ -80,7 +77,6 @@ TEST_F(RxRingTest, two_bursts_before_the_ui_thread_answers_make_one_wake_up_and_
     std::this_thread::sleep_for(std::chrono::milliseconds(400)); /* many waits of the notifier */
     EXPECT_LT(cpu_ms() - cpu_before, 100) << "an unanswered wake-up must not keep the notifier busy";
     EXPECT_EQ(posts(), 1);
-
     EXPECT_EQ(SerialHandle(), 0);
     rx_ring_drain(consume);
     std::vector<uint8_t> both = first;
@@ -88,7 +84,6 @@ TEST_F(RxRingTest, two_bursts_before_the_ui_thread_answers_make_one_wake_up_and_
     EXPECT_EQ(g_consumed, both);
     std::this_thread::sleep_for(std::chrono::milliseconds(60));
     EXPECT_EQ(posts(), 1) << "nothing new arrived";
-
     pty.send({0x55});
     EXPECT_TRUE(wait_until([] { return posts() == 2; })) << "the answered wake-up re-arms the notifier";
 }

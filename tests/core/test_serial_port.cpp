@@ -25,7 +25,6 @@ class SerialPortTest : public ::testing::Test {
     void open_port() { ASSERT_NE(SerialOpen(pty.path().c_str()), PORT_HANDLE_NONE); }
     int fd() const { return static_cast<int>(serial_link_state().g_io_handle.load()); }
     int write_request() { return SerialWrite(kRequest.data(), 4); }
-
     const std::vector<uint8_t> kRequest = {0x81, 0x00, 0x00, 0x81};
     PtyPair pty;
     int fds_before = 0;
@@ -50,16 +49,13 @@ TEST_F(SerialPortTest, open_sets_115200_8n2_raw_and_starts_the_notifier) {
 TEST_F(SerialPortTest, port_held_by_another_program_shows_the_box_once_and_leaves_nothing_behind) {
     const int other = open(pty.path().c_str(), O_RDWR | O_NOCTTY);
     ASSERT_EQ(flock(other, LOCK_EX | LOCK_NB), 0);
-
     EXPECT_EQ(SerialOpen(pty.path().c_str()), PORT_HANDLE_NONE);
     ASSERT_EQ(fake_platform().message_boxes.size(), 1u);
     EXPECT_EQ(fake_platform().message_boxes[0].text, "Can't Open This Comport");
     EXPECT_EQ(fake_platform().message_boxes[0].caption, "Seiral Open Error");
     EXPECT_EQ(fake_platform().message_boxes[0].icon, MsgBoxIcon::Exclamation);
-
     EXPECT_EQ(SerialOpen(pty.path().c_str()), PORT_HANDLE_NONE);
     EXPECT_EQ(fake_platform().message_boxes.size(), 1u) << "once until the next plug-in";
-
     EXPECT_EQ(count_threads(), threads_before);
     close(other);
     EXPECT_EQ(count_open_fds(), fds_before);
@@ -99,13 +95,11 @@ TEST_F(SerialPortTest, close_stops_the_thread_frees_the_port_and_a_second_close_
     pty.send({1, 2, 3});
     ASSERT_TRUE(wait_until([] { return queued_at_port() == 3; }));
     ASSERT_EQ(SerialHandle(), 0);
-
     SerialClose();
     EXPECT_EQ(count_open_fds(), fds_before);
     EXPECT_EQ(count_threads(), threads_before);
     EXPECT_EQ(write_request(), -1);
     EXPECT_EQ(rx_ring_drain([](uint8_t) {}), 0u) << "the receive ring is emptied";
-
     SerialClose(); /* a second close is harmless */
     EXPECT_EQ(count_open_fds(), fds_before);
 }
@@ -117,10 +111,8 @@ TEST_F(SerialPortTest, adapter_vanishing_while_open_neither_spins_nor_leaks) {
     std::this_thread::sleep_for(std::chrono::milliseconds(400));
     EXPECT_LT(cpu_ms() - cpu_before, 100) << "the notifier must not loop on a hung-up port";
     EXPECT_EQ(fake_platform().serial_rx_posts.load(), 0);
-
     EXPECT_EQ(SerialHandle(), -4);
     EXPECT_EQ(write_request(), -3);
-
     SerialClose();
     EXPECT_EQ(count_open_fds(), fds_before - 1); /* the test's own end of the line is gone too */
     EXPECT_EQ(count_threads(), threads_before);

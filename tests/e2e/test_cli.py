@@ -21,22 +21,22 @@ from x11_session import SKIP, Failure, Simulator, UsbNamespace, check, namespace
 ARGS = None
 DATA = os.path.join(os.path.dirname(os.path.dirname(os.path.abspath(__file__))), "data")
 
-
 def cli(*args, timeout=30):
     """Runs servo_cli; returns (exit code, standard output, standard error)."""
     res = subprocess.run([ARGS.cli, *args], capture_output=True, text=True, timeout=timeout)
     return res.returncode, res.stdout, res.stderr
-
 
 def cli_json(*args):
     rc, out, err = cli(*args, "--json")
     check(len(out.splitlines()) == 1, f"one JSON object expected, got {out!r} ({err})")
     return rc, json.loads(out)
 
+def write(path, text, mode="w"):
+    with open(path, mode) as f:
+        f.write(text)
 
 def simulator(tmp, *args):
     return Simulator(ARGS.cli, tmp, *args)
-
 
 def test_usage_ports_and_unopenable_port(tmp):
     rc, out, _ = cli("--help")
@@ -49,10 +49,8 @@ def test_usage_ports_and_unopenable_port(tmp):
     rc, doc = cli_json("info", "read", "--port", os.path.join(tmp, "no-such-tty"))
     check(rc == 3 and "Seiral Open Error: Can't Open This Comport" in doc["messages"], f"open failure: {doc}")
 
-
 def test_block_family_information_and_parameters_round_trip(tmp):
-    sim = simulator(tmp, "--family", "block")
-    try:
+    with simulator(tmp, "--family", "block") as sim:
         port = ["--port", sim.pty]
         rc, doc = cli_json("info", "read", *port)
         check(rc == 0 and doc["type"] == "SIM-BLOCK-01" and doc["date"] == "2026-01-15", f"info read: {doc}")
@@ -63,7 +61,6 @@ def test_block_family_information_and_parameters_round_trip(tmp):
         check(cli("info", "write", "--type", odd_type, "--date", "2027-02-28", *port)[0] == 0, "info write")
         doc = cli_json("info", "read", *port)[1]
         check(doc["date"] == "2027-02-28" and doc["type"] == odd_type, f"information read back: {doc}")
-
         saved = os.path.join(tmp, "block.txt")
         rc, doc = cli_json("params", "read", "--out", saved, *port)
         check(rc == 0 and doc["family"] == "block" and doc["values"]["Gain"] == 65 and len(doc["values"]) == 17,
@@ -71,58 +68,46 @@ def test_block_family_information_and_parameters_round_trip(tmp):
         lines = open(saved).read().splitlines()
         check(len(lines) == 36 and lines[0] == "ConfigBuffer[0] = 64;" and lines[1] == "ConfigBuffer[1] = 65;",
               "saved file")
-        with open(saved, "w") as f:
-            f.write("\n".join(lines).replace("ConfigBuffer[1] = 65;", "ConfigBuffer[1] = 66;") + "\n")
+        write(saved, "\n".join(lines).replace("ConfigBuffer[1] = 65;", "ConfigBuffer[1] = 66;") + "\n")
         rc, out, _ = cli("params", "write", saved, *port)
         check(rc == 0 and "verified: every field matches" in out, f"write: {out}")
         check(int(sim.lines("STORE block ")[-1].split()[2], 16) == 66, "the servo did not store the gain")
-
         damaged = os.path.join(tmp, "damaged.txt")
-        with open(damaged, "w") as f:
-            f.write(open(saved).read().replace("ConfigBuffer[1] = 66;", "ConfigBuffer[1] = 67;") + "Gain 70\n")
+        write(damaged, open(saved).read().replace("ConfigBuffer[1] = 66;", "ConfigBuffer[1] = 67;") + "Gain 70\n")
         stored = len(sim.lines("STORE block "))
         rc, out, err = cli("params", "write", damaged, *port)
         check(rc == 5 and "Line 37: Format error" in err, f"damaged file: {rc} {err}")
         check(len(sim.lines("STORE block ")) == stored, "a file with a bad line must not be written")
-
-        with open(saved, "a") as f:  # verify against a file the servo does not hold, a hidden setting too
-            f.write("ConfigBuffer[8] = 200;\nConfigBuffer[19] = 100;\n")
+        # verify against a file the servo does not hold, a hidden setting too
+        write(saved, "ConfigBuffer[8] = 200;\nConfigBuffer[19] = 100;\n", "a")
         rc, doc = cli_json("params", "verify", saved, *port)
         check(rc == 1 and doc["mismatches"] == [{"field": "MinPulse", "expected": 968, "read": 1000},
                                                 {"field": "SpeedMax", "expected": 100, "read": 200}],
               f"verify mismatch: {doc}")
-    finally:
-        sim.stop()
-
 
 def test_register_family_parameters_round_trip(tmp):
-    sim = simulator(tmp, "--family", "register")
-    try:
+    with simulator(tmp, "--family", "register") as sim:
         port = ["--port", sim.pty]
         saved = os.path.join(tmp, "register.txt")
         rc, doc = cli_json("params", "read", "--out", saved, *port)
         check(rc == 0 and doc["family"] == "register", f"params read: {doc}")
         text = open(saved).read()
         check(text.startswith("KP:65\nKD:50\nLP:4000\n") and text.count("\n") == 14, f"saved file: {text!r}")
-        with open(saved, "w") as f:
-            f.write(text.replace("KP:65", "KP:72").replace("MD:8000", "MD:9600"))
+        write(saved, text.replace("KP:65", "KP:72").replace("MD:8000", "MD:9600"))
         rc, out, _ = cli("params", "write", saved, *port)
         check(rc == 0 and "verified" in out, f"write: {out}")
         check(any("STORE register 18 DATA0=9600" in line for line in sim.lines()), "MD not stored")
         check(cli("params", "write", saved, "--no-verify", *port)[1].strip() == "written: register family",
               "--no-verify reads nothing back")
         check(cli("info", "read", *port)[0] == 4, "a register-family servo has no information to read")
-        with open(saved, "w") as f:  # LP unchanged (0 = the cache) sends the cached MP too: caught, not passed
-            f.write(text.replace("LP:4000", "LP:0"))
+        # LP unchanged (0 = the cache) sends the cached MP too: caught, not passed
+        write(saved, text.replace("LP:4000", "LP:0"))
         rc, out, _ = cli("params", "write", saved, *port)
         check(rc == 1 and "mismatch MP: expected 8000, read 0" in out, f"LP 0: {out}")
-        with open(saved, "w") as f:  # KP 70 makes the reply's checksum 0x81, which the parser takes for echo
-            f.write(text.replace("KP:65", "KP:70"))
+        # KP 70 makes the reply's checksum 0x81, which the parser takes for echo
+        write(saved, text.replace("KP:65", "KP:70"))
         rc, out, err = cli("params", "write", saved, *port)
         check(rc == 4 and "verified" not in out, f"KP 70: {rc} {out} {err}")
-    finally:
-        sim.stop()
-
 
 # family, simulator options, command, exit code, a text on standard error
 FAULTS = [
@@ -141,26 +126,20 @@ FAULTS = [
     ("register", ["--fault", "value:1"], ["params", "write", "REF"], 1, "mismatch OD: expected 80, read 81"),
 ]
 
-
 def test_faults_give_their_exit_code_and_message_and_never_a_verified_write(tmp):
     refs = {}
     for family in ("block", "register"):
-        sim = simulator(tmp, "--family", family)
         refs[family] = os.path.join(tmp, f"ref-{family}.txt")
-        check(cli("params", "read", "--out", refs[family], "--port", sim.pty)[0] == 0, "reference read")
-        sim.stop()
+        with simulator(tmp, "--family", family) as sim:
+            check(cli("params", "read", "--out", refs[family], "--port", sim.pty)[0] == 0, "reference read")
     failures = []
     for family, options, command, code, text in FAULTS:
-        sim = simulator(tmp, "--family", family, *options)
-        try:
+        with simulator(tmp, "--family", family, *options) as sim:
             rc, out, err = cli(*[refs[family] if a == "REF" else a for a in command], "--port", sim.pty)
-        finally:
-            sim.stop()
         said = out + err
         if rc != code or text not in said or (code != 0 and "verified: every" in said):
             failures.append(f"{family} {options} {command}: exit {rc}, said {said.strip()!r}")
     check(not failures, "\n".join(failures))
-
 
 def test_convert_carries_the_shared_fields_and_refuses_a_bad_file(tmp):
     block = os.path.join(DATA, "configbuffer_defaults.txt")
@@ -174,22 +153,18 @@ def test_convert_carries_the_shared_fields_and_refuses_a_bad_file(tmp):
     rc, doc = cli_json("convert", jvn, back)
     check(rc == 0 and doc["not_carried"] == ["LD"], f"convert back: {doc}")
     check(open(back).read().splitlines()[1:3] == ["ConfigBuffer[1] = 65;", "ConfigBuffer[2] = 50;"], "block back")
-
     bad = os.path.join(tmp, "bad.txt")
-    with open(bad, "w") as f:
-        f.write("KP:65\nGain 70\n")
+    write(bad, "KP:65\nGain 70\n")
     target = os.path.join(tmp, "never.txt")
     rc, out, err = cli("convert", bad, target)
     check(rc == 5 and "Unknown keyword" in err and not os.path.exists(target), f"bad file: {rc} {err}")
     check(not [n for n in os.listdir(tmp) if ".part" in n], "a temporary file was left behind")
-
 
 def line_queue(stream):
     """Lines of a pipe as they come, read by a thread so that a wait can end."""
     q = queue.Queue()
     threading.Thread(target=lambda: [q.put(line.rstrip("\n")) for line in stream], daemon=True).start()
     return q
-
 
 def next_line(q, what, timeout=20, starts=""):
     deadline = time.time() + timeout
@@ -201,7 +176,6 @@ def next_line(q, what, timeout=20, starts=""):
         if line.startswith(starts):
             return line
     raise Failure(f"servo_cli never printed {what}")
-
 
 def test_production_run_with_adapters_plugged_and_pulled(tmp):
     ns = UsbNamespace()
@@ -234,15 +208,13 @@ def test_production_run_with_adapters_plugged_and_pulled(tmp):
         if prod.poll() is None:
             prod.kill()
         ns.stop(), sim.stop(), faulty.stop()
-    check(all(r.startswith('PASS /dev/ttyUSB0 block SIM,"7" 2026-01-15 ') for r in results[:20]),
-          f"results: {results}")
+    check(all(r.startswith('PASS /dev/ttyUSB0 block SIM,"7" 2026-01-15 ') for r in results[:20]), f"results: {results}")
     check(results[20].startswith("FAIL ") and results[20].endswith(" Gain"), f"the faulty servo: {results[20]}")
     rows = list(csv.DictReader(open(log)))
     check(len(rows) == 21 and [r["result"] for r in rows] == ["PASS"] * 20 + ["FAIL"], "CSV rows")
     check(rows[20]["differing"] == "Gain" and rows[0]["type"] == 'SIM,"7"', f"CSV fields: {rows[0]} {rows[20]}")
     check(summary.startswith("servos: 21, passed: 20, failed: 1, mean time per servo: ") and prod.returncode == 1,
           f"summary: {summary!r} exit {prod.returncode}")
-
 
 def main():
     global ARGS
@@ -272,7 +244,6 @@ def main():
                 failures += 1
                 print(f"[FAIL] {test.__name__}: {e}")
     return 1 if failures else 0
-
 
 if __name__ == "__main__":
     sys.exit(main())

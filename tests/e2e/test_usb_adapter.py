@@ -7,17 +7,12 @@ import sys
 import time
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
-from x11_session import check, color_near, main, pixel, region_differs, run_tests, start_with_simulator
+from x11_session import (PORT_BUTTON_SAMPLE, PORT_OPEN_COLOR, check, color_near, main, pixel, region_differs,
+                         run_tests, start_with_simulator)
 
 ARGS = None
-
-# Client coordinates (see ui/screen.cpp): the port button's left part, clear of its caption, and
-# the area where prompt boxes appear (centred, 350 x 150).
-PORT_BUTTON_SAMPLE = (420, 236)
-PROMPT_AREA = (485 - 175, 330 - 75, 485 + 175, 330 + 75)
-PORT_OPEN_COLOR = (0xE7, 0xC1, 0x29)
+PROMPT_AREA = (485 - 175, 330 - 75, 485 + 175, 330 + 75)  # where prompt boxes appear (centred, 350 x 150)
 WHITE = (0xFF, 0xFF, 0xFF)
-
 
 def test_the_adapter_opens_when_plugged_closes_when_pulled_and_the_button_closes_it_for_good(s):
     ns, sim, wid = start_with_simulator(s, ARGS.program, plug=False)
@@ -27,24 +22,20 @@ def test_the_adapter_opens_when_plugged_closes_when_pulled_and_the_button_closes
         img = s.screenshot(name, wid)
         check(color_near(pixel(img, *PORT_BUTTON_SAMPLE), colour), f"{what}: {pixel(img, *PORT_BUTTON_SAMPLE)}")
         return img
-
     shot("1-no-adapter", WHITE, "the port button should be white while closed")
     t0 = time.time()
     ns.plug(sim.pty)
     s.wait_log(r"Open_Device successfully")
     check(time.time() - t0 >= 0.09, "the port must open only after the 100 ms debounce")
     opened = shot("2-adapter-plugged-in", PORT_OPEN_COLOR, "the port button should turn #E7C129 once open")
-
     ns.unplug()
     s.wait_log(r"检测设备断开")
     removed = shot("3-adapter-pulled-out", WHITE, "the port button should be white again")
     check(region_differs(opened, removed, PROMPT_AREA), "no 'Device removed' notice appeared")
-
     ns.plug(sim.pty)
     s.wait_log(r"Open_Device successfully.*\n(.*\n)*.*Open_Device successfully")
     back = shot("4-adapter-plugged-in-again", PORT_OPEN_COLOR, "the port did not reopen")
     check(not region_differs(opened, back, PROMPT_AREA), "the removal notice should close on plug-in")
-
     s.click(wid, *PORT_BUTTON_SAMPLE)
     s.wait_log(r"Close_Device successfully")
     time.sleep(0.5)  # the monitor must not reopen a port closed by hand
@@ -54,7 +45,6 @@ def test_the_adapter_opens_when_plugged_closes_when_pulled_and_the_button_closes
     shot("6-opened-by-hand", PORT_OPEN_COLOR, "the button should be yellow after opening")
     s.program.terminate()  # a window close with the port still open
     check(s.program.wait(10) == 0, "the program did not end cleanly with its port open")
-
 
 if __name__ == "__main__":
     ARGS = main(needs_namespaces=True)

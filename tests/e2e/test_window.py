@@ -2,27 +2,18 @@
 with a file dialog open."""
 
 import os
-import shutil
 import sys
-import tempfile
 import time
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
-from x11_session import (SCREEN_H, SCREEN_W, WINDOW_TITLE, check, color_near, compare_with_reference, main,
-                         namespaces_available, pixel, run_tests, start_with_simulator, wait_for)
+from x11_session import (ABOUT, IMPORT, PORT_BUTTON_SAMPLE, PORT_OPEN_COLOR, SCREEN_H, SCREEN_W, WINDOW_TITLE, check,
+                         color_near, compare_with_reference, main, missing_picture_quits, namespaces_available, pixel,
+                         run_tests, start_with_simulator, wait_for)
 
 ARGS = None
 
-# Client coordinates of widgets (bottom container at (5, 215), border 3 + padding 2).
-IMPORT_BUTTON = (5 + 5 + 745 + 75, 215 + 5 + 7 + 2 * 75 + 30)
-PORT_BUTTON_SAMPLE = (420, 236)  # left of the caption, above where the About box sits
-PORT_OPEN_COLOR = (0xE7, 0xC1, 0x29)
-ABOUT = "^关于 QRX_SERVO_TOOL_V_1_0_6$"  # the About box's caption
-
-
 def test_window_is_fixed_970_by_660_titled_and_centred(s):
-    s.start_program(ARGS.program)
-    wid = s.wait_window()
+    wid = s.start_and_wait(ARGS.program)
     x, y, w, h = s.geometry(wid)
     check((w, h) == (970, 660), f"client size {w}x{h}")
     check((x, y) == ((SCREEN_W - 970) // 2, (SCREEN_H - 660) // 2), f"position {x},{y} is not centred")
@@ -31,23 +22,17 @@ def test_window_is_fixed_970_by_660_titled_and_centred(s):
     hints = s.run("xprop", "-id", wid, "WM_NORMAL_HINTS")
     check("minimum size: 970 by 660" in hints and "maximum size: 970 by 660" in hints,
           f"window can be resized or maximised:\n{hints}")
-    s.wait_log(r"first frame shown")
     time.sleep(0.5)
     compare_with_reference(s.screenshot("main-screen", wid), "main-screen", ARGS.update_references)
 
-
 def test_alt_slash_opens_the_about_box_and_escape_closes_it(s):
-    s.start_program(ARGS.program)
-    wid = s.wait_window()
-    s.wait_log(r"first frame shown")
+    wid = s.start_and_wait(ARGS.program)
     s.key(wid, "alt+slash")
     about = s.wait_window(ABOUT)
     s.screenshot("about-box")
-    s.run("xdotool", "windowfocus", "--sync", about, check_rc=False)
-    s.run("xdotool", "key", "Escape")  # to the focus: the box is gone before a sent key's release
+    s.key(about, "Escape")  # to the focus: the box is gone before a sent key's release
     s.wait_no_window(ABOUT)
     check(s.program.poll() is None, "the program ended with the About box")
-
 
 def test_the_program_keeps_running_behind_the_about_box(s):
     """An adapter plugged in while the About box is open is opened, and the screen shows it."""
@@ -61,33 +46,19 @@ def test_the_program_keeps_running_behind_the_about_box(s):
     wait_for(lambda: color_near(pixel(s.screenshot("behind-the-about-box", wid), *PORT_BUTTON_SAMPLE),
                                 PORT_OPEN_COLOR), "the port button to turn #E7C129 behind the About box")
     check(s.windows(ABOUT), "the About box closed by itself")
-    s.run("xdotool", "windowfocus", "--sync", about, check_rc=False)
-    s.run("xdotool", "key", "Escape")
+    s.key(about, "Escape")
     s.wait_no_window(ABOUT)
 
-
 def test_missing_picture_shows_the_box_and_quits(s):
-    folder = tempfile.mkdtemp(prefix="servo-nopic-")
-    s.cleanups.append(lambda: shutil.rmtree(folder, ignore_errors=True))
-    s.start_program(ARGS.program, cwd=folder)
-    box = s.wait_window("^Error$")
-    s.screenshot("missing-picture-box")
-    s.run("xdotool", "windowfocus", "--sync", box, check_rc=False)
-    s.run("xdotool", "key", "Return")
-    rc = s.program.wait(10)
-    check(rc == 0, f"exit code {rc}")
-
+    missing_picture_quits(s, ARGS.program)
 
 def test_closing_the_window_while_a_file_dialog_is_open_ends_the_program(s):
-    s.start_program(ARGS.program)
-    wid = s.wait_window()
-    s.wait_log(r"first frame shown")
-    s.click(wid, *IMPORT_BUTTON)
+    wid = s.start_and_wait(ARGS.program)
+    s.click(wid, *IMPORT)
     s.wait_visible_window("^打开$")
     s.program.terminate()  # the program takes the termination request as a window close
     rc = s.program.wait(10)
     check(rc == 0, f"exit code {rc}")
-
 
 if __name__ == "__main__":
     ARGS = main()

@@ -11,15 +11,14 @@ Run by tools/test_windows.sh with WINEPREFIX set and the prefix on the X11 drive
 
 import argparse
 import os
-import shutil
 import subprocess
 import sys
-import tempfile
 import time
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 import x11_session
-from x11_session import Simulator, X11Session, check, compare_with_reference, require_tools, wait_for
+from x11_session import (ABOUT, GAIN_FIELD_END, READ_INFO, READ_PARAMS, SAVE, WRITE_PARAMS, Simulator, X11Session,
+                         check, compare_with_reference, missing_picture_quits, register_trade, require_tools, wait_for)
 
 ARGS = None
 PORT = "COM5"
@@ -27,21 +26,12 @@ ADAPTER = r"USB\VID_0403&PID_6001\E2E0001"
 COMPORT_CLASS = "{86e0d1e0-8089-11d0-9ce4-08003e301f73}"
 PORTS_SETUP_CLASS = "{4d36e978-e325-11ce-bfc1-08002be10318}"
 
-# Client coordinates of the widgets (see ui/screen.cpp and params/panel_lvgl.cpp).
-READ_INFO = (819, 63)
-GAIN_FIELD_END = (610, 306)
-READ_PARAMS, WRITE_PARAMS, SAVE = (830, 257), (830, 332), (830, 481)
-PROMPT_CLOSE = (628, 278)  # close button of the prompt box, centred in the window
-ABOUT = "^关于 QRX_SERVO_TOOL_V_1_0_6$"  # the About box's caption
-
-
 def parse_args():
     p = argparse.ArgumentParser()
     p.add_argument("--program", required=True, help="path of servo_tool.exe")
     p.add_argument("--simulator", required=True, help="path of the Linux build's servo_sim")
     p.add_argument("--artifacts", required=True, help="folder for screenshots and logs")
     return p.parse_args()
-
 
 class WineSession(X11Session):
     """The program started through wine, from its own folder (where its picture is)."""
@@ -72,7 +62,6 @@ class WineSession(X11Session):
                                         stderr=open(self.stderr_path, "wb"))
         return self
 
-
 def registry_file(folder):
     """A registry script that describes COM5 as a present USB serial adapter."""
     iface = "##?#" + ADAPTER.replace("\\", "#") + "#" + COMPORT_CLASS
@@ -81,7 +70,6 @@ def registry_file(folder):
 
     def q(text):  # a .reg string value
         return '"' + text.replace("\\", "\\\\") + '"'
-
     link = iface.replace("##?#", "\\\\?\\", 1)
     lines = ["REGEDIT4", "",
              f"[{enum}]", f'"ClassGUID"={q(PORTS_SETUP_CLASS)}', "",
@@ -94,7 +82,6 @@ def registry_file(folder):
         f.write("\n".join(lines))
     return path
 
-
 def plug_adapter(s, sim):
     """COM5 -> the simulator's pseudo-terminal, then listed by the device-setup service."""
     link = os.path.join(os.environ["WINEPREFIX"], "dosdevices", PORT.lower())
@@ -102,53 +89,24 @@ def plug_adapter(s, sim):
         os.remove(link)
     os.symlink(sim.pty, link)
     s.cleanups.append(lambda: os.path.lexists(link) and os.remove(link))
-    folder = tempfile.mkdtemp(prefix="servo-reg-")
-    s.cleanups.append(lambda: shutil.rmtree(folder, ignore_errors=True))
-    s.run("wine", "regedit", "/S", "Z:" + registry_file(folder).replace("/", "\\"), timeout=60)
+    s.run("wine", "regedit", "/S", "Z:" + registry_file(s.temp_folder("servo-reg-")).replace("/", "\\"), timeout=60)
     s.wait_log(r"Open_Device successfully", timeout=30)
     time.sleep(0.3)
-
 
 def unplug_adapter(s):
     """The adapter's listing goes (if it was made), so that the next session starts without it."""
     s.run("wine", "reg", "delete", r"HKLM\System\CurrentControlSet\Control\DeviceClasses" + "\\" + COMPORT_CLASS,
           "/f", check_rc=False, timeout=60)
 
-
-def prompts(s):
-    return [line[len("[Prompt] "):] for line in s.stderr_text().splitlines() if line.startswith("[Prompt] ")]
-
-
-def wait_prompt(s, wid, text, timeout=15):
-    """Waits until the user was told `text`, then closes that prompt box."""
-    wait_for(lambda: "[Prompt] " + text in s.stderr_text(), f"the prompt {text!r} (prompts so far: {prompts(s)})",
-             timeout)
-    time.sleep(0.2)
-    s.click(wid, *PROMPT_CLOSE)
-
-
-def replace_end(s, wid, field_end, erase, text):
-    """Clicks at the end of a field, erases `erase` characters and types `text`."""
-    s.click(wid, *field_end)
-    s.key(wid, *(["BackSpace"] * erase))
-    s.type_text(wid, text)
-
-
 def start(s, family):
     """Program started and showing its first frame, simulator ready; returns (simulator, window)."""
-    sim = Simulator(os.path.join(os.path.dirname(ARGS.simulator), "..", "servo_tool"), s.artifacts,
-                    "--family", family)
+    sim = Simulator(os.path.join(os.path.dirname(ARGS.simulator), "..", "servo_tool"), s.artifacts, "--family", family)
     s.cleanups += [sim.stop, lambda: unplug_adapter(s)]
-    s.start_program(ARGS.program)
-    wid = s.wait_window(timeout=60)
-    s.wait_log(r"first frame shown", timeout=30)
-    return sim, wid
-
+    return sim, s.start_and_wait(ARGS.program, timeout=60)
 
 def hex_bytes(line, start):
     """The hexadecimal bytes of a simulator log line from word `start` on."""
     return [int(b, 16) for b in line.split()[start:] if len(b) == 2]
-
 
 def test_block_servo_window_information_and_parameter_block(s):
     sim, wid = start(s, "block")
@@ -156,20 +114,17 @@ def test_block_servo_window_information_and_parameter_block(s):
     check((w, h) == (970, 660), f"client size {w}x{h}")
     time.sleep(0.5)
     compare_with_reference(s.screenshot("main-screen", wid), "main-screen")
-
     plug_adapter(s, sim)
     s.click(wid, *READ_INFO)
-    wait_prompt(s, wid, "提示: 舵机信息读取成功!")
+    s.wait_prompt(wid, "提示: 舵机信息读取成功!")
     check(sim.lines("RX 8E 00 00 8E"), "no information request reached the servo")
-
     s.click(wid, *READ_PARAMS)
-    wait_prompt(s, wid, "提示: 读取参数成功!")
+    s.wait_prompt(wid, "提示: 读取参数成功!")
     check(sim.lines("RX 81 00 00 81"), "no parameter block request reached the servo")
     read_block = hex_bytes(sim.lines("TX 26 40 ")[-1], 3)[:35]  # the frame's 35 register bytes
-
-    replace_end(s, wid, GAIN_FIELD_END, 3, "70")
+    s.replace_end(wid, GAIN_FIELD_END, 3, "70")
     s.click(wid, *WRITE_PARAMS)
-    wait_prompt(s, wid, "提示: 写入参数成功!")
+    s.wait_prompt(wid, "提示: 写入参数成功!")
     stored = sim.lines("STORE block ")
     check(len(stored) == 1, f"block writes stored: {stored}")
     written = hex_bytes(stored[0], 2)
@@ -181,7 +136,6 @@ def test_block_servo_window_information_and_parameter_block(s):
           f"bytes changed besides the gain: {others}")
     s.screenshot("block-parameters-written", wid)
 
-
 def test_register_servo_times_out_on_information_and_trades_parameters_register_by_register(s):
     sim, wid = start(s, "register")
     # the program goes on behind the About box: the adapter plugged in meanwhile is opened
@@ -190,30 +144,12 @@ def test_register_servo_times_out_on_information_and_trades_parameters_register_
     plug_adapter(s, sim)
     check(s.windows(ABOUT), "the About box closed by itself")
     s.screenshot("about-box")
-    s.run("xdotool", "windowfocus", "--sync", about, check_rc=False)
-    s.run("xdotool", "key", "Escape")
+    s.key(about, "Escape")
     s.wait_no_window(ABOUT)
-
-    s.click(wid, *READ_INFO)
-    wait_prompt(s, wid, "错误: 舵机信息读取超时!")
-
-    s.click(wid, *READ_PARAMS)
-    wait_prompt(s, wid, "提示: 读取参数成功!")
-    reads = [line.split()[5] for line in sim.lines("RX AF FA 00 0A")]
-    check(reads == ["38", "3D", "3F", "50", "51", "52", "53", "54"], f"read requests {reads}")
-
-    replace_end(s, wid, GAIN_FIELD_END, 3, "70")
-    s.click(wid, *WRITE_PARAMS)
-    wait_prompt(s, wid, "提示: 写入参数成功!")
-    frames = [line.split()[1:] for line in sim.lines("RX AF FA 00 0A")][8:]
-    codes = [f[4] for f in frames]
-    check(codes == ["01", "05", "12", "18", "40", "41", "42", "43", "44", "45", "48", "46"], f"write codes {codes}")
-    check(frames[0][5:9] == ["00", "46", "00", "00"], f"KP frame {frames[0]}")  # 70, changed on screen
-
+    register_trade(s, sim, wid)
     # saved through the common file dialog under a name without extension (xdotool cannot type
     # letters outside wine's keyboard map, so the name is plain ASCII)
-    folder = tempfile.mkdtemp(prefix="servo-save-")
-    s.cleanups.append(lambda: shutil.rmtree(folder, ignore_errors=True))
+    folder = s.temp_folder("servo-save-")
     s.click(wid, *SAVE)
     dialog = s.wait_visible_window("^(Save As|另存为)$")
     time.sleep(1.0)
@@ -226,19 +162,8 @@ def test_register_servo_times_out_on_information_and_trades_parameters_register_
     with open(path) as f:
         check(f.read().startswith("KP:70\nKD:50\n"), "the saved file does not carry the values on screen")
 
-
 def test_missing_picture_shows_the_box_and_quits(s):
-    folder = tempfile.mkdtemp(prefix="servo-nopic-")
-    s.cleanups.append(lambda: shutil.rmtree(folder, ignore_errors=True))
-    s.start_program(ARGS.program, cwd=folder)
-    box = s.wait_visible_window("^Error$", timeout=60)
-    time.sleep(0.5)
-    s.screenshot("missing-picture-box")
-    s.run("xdotool", "windowfocus", "--sync", box, check_rc=False)
-    s.run("xdotool", "key", "Return")
-    rc = s.program.wait(30)
-    check(rc == 0, f"exit code {rc}")
-
+    missing_picture_quits(s, ARGS.program, timeout=60, visible=True)
 
 if __name__ == "__main__":
     ARGS = parse_args()

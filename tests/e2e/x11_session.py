@@ -10,6 +10,7 @@ import re
 import shutil
 import subprocess
 import sys
+import tempfile
 import time
 
 from PIL import Image, ImageChops, ImageGrab, ImageStat
@@ -20,6 +21,13 @@ ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__)
 FAKE_USB = os.path.join(ROOT, "tools", "fake_usb_adapter.sh")
 SKIP = 77  # exit code ctest reports as "skipped"
 
+# Client coordinates of the widgets (see ui/screen.cpp and params/panel_lvgl.cpp).
+READ_INFO, GAIN_FIELD_END = (819, 63), (610, 306)
+READ_PARAMS, WRITE_PARAMS, IMPORT, SAVE = (830, 257), (830, 332), (830, 406), (830, 481)
+PROMPT_CLOSE = (628, 278)  # close button of the prompt box, centred in the window
+PORT_BUTTON_SAMPLE = (420, 236)  # the port button's left part, clear of its caption and of the About box
+PORT_OPEN_COLOR = (0xE7, 0xC1, 0x29)
+ABOUT = "^关于 QRX_SERVO_TOOL_V_1_0_6$"  # the About box's caption
 
 def main(needs_namespaces=False):
     """The tests' arguments, once the tools are there; skipped (exit 77) when the tests need mount
@@ -36,15 +44,12 @@ def main(needs_namespaces=False):
         sys.exit(SKIP)
     return args
 
-
 class Failure(Exception):
     pass
-
 
 def check(cond, message):
     if not cond:
         raise Failure(message)
-
 
 def wait_for(predicate, what, timeout=20, interval=0.1):
     """Returns the first true value of predicate(); fails after timeout seconds."""
@@ -55,7 +60,6 @@ def wait_for(predicate, what, timeout=20, interval=0.1):
             return value
         time.sleep(interval)
     raise Failure(f"timed out waiting for {what}")
-
 
 class X11Session:
     """Xvfb on a free display; the program started from its own folder (where its picture is)."""
@@ -103,6 +107,18 @@ class X11Session:
         cmd = [program] if namespace is None else namespace.command(program, cwd=cwd)
         self.program = subprocess.Popen(cmd, cwd=cwd, env=self.env(), stdout=subprocess.DEVNULL,
                                         stderr=open(self.stderr_path, "wb"))
+
+    def start_and_wait(self, program, timeout=20):
+        """Starts the program; returns its window once it shows its first frame."""
+        self.start_program(program)
+        wid = self.wait_window(timeout=timeout)
+        self.wait_log(r"first frame shown", timeout=timeout)
+        return wid
+
+    def temp_folder(self, prefix):
+        folder = tempfile.mkdtemp(prefix=prefix)
+        self.cleanups.append(lambda: shutil.rmtree(folder, ignore_errors=True))
+        return folder
 
     def stderr_text(self):
         with open(self.stderr_path, "rb") as f:
@@ -163,6 +179,13 @@ class X11Session:
         """Waits for the program to reach a point it reports on standard error."""
         return wait_for(lambda: re.search(pattern, self.stderr_text()), f"/{pattern}/ on stderr", timeout, 0.05)
 
+    def wait_prompt(self, wid, text, timeout=15):
+        """Waits until the user was told `text` (the program logs each prompt), then closes that box."""
+        prompts = lambda: [line[9:] for line in self.stderr_text().splitlines() if line.startswith("[Prompt] ")]
+        wait_for(lambda: text in prompts(), f"the prompt {text!r} (prompts so far: {prompts()})", timeout)
+        time.sleep(0.2)
+        self.click(wid, *PROMPT_CLOSE)
+
     def geometry(self, wid):
         out = self.run("xdotool", "getwindowgeometry", "--shell", wid)
         vals = dict(line.split("=", 1) for line in out.split() if "=" in line)
@@ -187,6 +210,12 @@ class X11Session:
         self.run("xdotool", "type", "--delay", "80", text)
         time.sleep(0.2)
 
+    def replace_end(self, wid, field_end, erase, text):
+        """Clicks at the end of a field, erases `erase` characters and types `text`."""
+        self.click(wid, *field_end)
+        self.key(wid, *(["BackSpace"] * erase))
+        self.type_text(wid, text)
+
     # ---- pictures ----
     def screenshot(self, name, wid=None):
         """Grabs the screen (or the window's client area) and keeps it as an artefact."""
@@ -207,7 +236,6 @@ class X11Session:
                 print(f"  cleanup failed: {e}")
         end_process(self.xvfb)
 
-
 def end_process(proc):
     if proc is not None and proc.poll() is None:
         proc.terminate()
@@ -216,7 +244,6 @@ def end_process(proc):
         except subprocess.TimeoutExpired:
             proc.kill()
             proc.wait()
-
 
 class Simulator:
     """The servo simulator on a pseudo-terminal, with its log of every frame it received."""
@@ -237,6 +264,11 @@ class Simulator:
     def stop(self):
         end_process(self.proc)
 
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.stop()
 
 class UsbNamespace:
     """A private mount namespace (root only) in which a pseudo-terminal can be plugged in and
@@ -264,7 +296,6 @@ class UsbNamespace:
         self.holder.kill()
         self.holder.wait()
 
-
 def start_with_simulator(s, program, family="block", plug=True):
     """The program in a private mount namespace with the simulator ready as a USB adapter
     (plugged in, and its port opened, when `plug`); returns (namespace, simulator, window)."""
@@ -280,6 +311,36 @@ def start_with_simulator(s, program, family="block", plug=True):
         time.sleep(0.3)
     return ns, sim, wid
 
+def register_trade(s, sim, wid):
+    """A register-family servo: the information read times out, the parameters are read and, with
+    the gain edited on screen, written register by register. Returns the seconds the time-out took."""
+    t0 = time.time()
+    s.click(wid, *READ_INFO)
+    s.wait_prompt(wid, "错误: 舵机信息读取超时!")
+    timed_out = time.time() - t0
+    s.click(wid, *READ_PARAMS)
+    s.wait_prompt(wid, "提示: 读取参数成功!")
+    reads = [line.split()[5] for line in sim.lines("RX AF FA 00 0A")]
+    check(reads == ["38", "3D", "3F", "50", "51", "52", "53", "54"], f"read requests {reads}")
+    s.replace_end(wid, GAIN_FIELD_END, 3, "70")
+    s.click(wid, *WRITE_PARAMS)
+    s.wait_prompt(wid, "提示: 写入参数成功!")
+    frames = [line.split()[1:] for line in sim.lines("RX AF FA 00 0A")][8:]
+    codes = [f[4] for f in frames]
+    check(codes == ["01", "05", "12", "18", "40", "41", "42", "43", "44", "45", "48", "46"], f"write codes {codes}")
+    check(frames[0][5:9] == ["00", "46", "00", "00"], f"KP frame {frames[0]}")  # 70, changed on screen
+    check(frames[2][5:9] == ["00", "50", "0B", "B8"], f"OD/OT frame {frames[2]}")  # unchanged: from the cache
+    return timed_out
+
+def missing_picture_quits(s, program, timeout=20, visible=False):
+    """Started from a folder without its picture, the program shows a box and quits when it is closed."""
+    s.start_program(program, cwd=s.temp_folder("servo-nopic-"))
+    box = (s.wait_visible_window if visible else s.wait_window)("^Error$", timeout=timeout)
+    time.sleep(0.5)
+    s.screenshot("missing-picture-box")
+    s.key(box, "Return")
+    rc = s.program.wait(timeout)
+    check(rc == 0, f"exit code {rc}")
 
 def namespaces_available():
     """True when this process may make mount namespaces (root, unshare and nsenter present)."""
@@ -287,23 +348,18 @@ def namespaces_available():
         return False
     return subprocess.run(["unshare", "-m", "true"], capture_output=True).returncode == 0
 
-
 def pixel(img, x, y):
     return img.getpixel((x, y))[:3]
 
-
 def color_near(rgb, expected, tolerance=24):
     return all(abs(a - b) <= tolerance for a, b in zip(rgb, expected))
-
 
 def region_differs(a, b, box, threshold=8):
     """True when some pixel of box differs by more than threshold in a channel."""
     diff = ImageChops.difference(a.crop(box), b.crop(box))
     return max(hi for lo, hi in diff.getextrema()) > threshold
 
-
 REFERENCES = os.path.join(os.path.dirname(os.path.abspath(__file__)), "reference")
-
 
 def compare_with_reference(img, name, update=False, max_mean=1.0, max_changed=0.01):
     """Compares a screenshot with tests/e2e/reference/<name>.png: the mean difference per
@@ -322,7 +378,6 @@ def compare_with_reference(img, name, update=False, max_mean=1.0, max_changed=0.
     changed = diff.convert("L").point(lambda v: 255 if v > 40 else 0).histogram()[255] / (img.size[0] * img.size[1])
     check(mean <= max_mean and changed <= max_changed,
           f"{name} differs from its reference: mean {mean:.2f}, {changed * 100:.2f} % of pixels changed")
-
 
 def run_tests(tests, artifacts):
     """Runs each test function with a fresh session; prints a summary; returns the exit code."""
@@ -346,7 +401,6 @@ def run_tests(tests, artifacts):
             session.stop()
     print(f"{len(tests) - failures}/{len(tests)} passed; artefacts in {artifacts}")
     return 1 if failures else 0
-
 
 def require_tools():
     missing = [t for t in ("Xvfb", "xdotool", "xprop", "xwininfo") if shutil.which(t) is None]

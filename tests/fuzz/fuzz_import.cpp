@@ -31,7 +31,9 @@ std::string write_text(const char* name, const std::string& text) {
 std::string g_clean_configbuffer, g_clean_jvn;
 
 /* Byte k of the clean ConfigBuffer file; its line 0 is the write command. */
-int clean_byte(int k) { return k == 0 ? 64 : (k * 7 + 3) % 256; }
+int clean_byte(int k) {
+    return k == 0 ? 64 : (k * 7 + 3) % 256;
+}
 
 void check_import(const std::string& path, bool must_succeed) {
     const size_t prompts = fuzz_prompt_count();
@@ -44,7 +46,9 @@ void check_import(const std::string& path, bool must_succeed) {
     FUZZ_CHECK(fuzz_prompt_count() - prompts <= static_cast<size_t>(IMPORT_MAX_ERROR_PROMPTS) + 1,
                std::to_string(fuzz_prompt_count() - prompts));
     if (r == PARAM_FILE_OK) {
-        FUZZ_CHECK(params_state().parameterSource == PARAM_SOURCE_BLOCK || params_state().parameterSource == PARAM_SOURCE_REGISTER, "");
+        FUZZ_CHECK(params_state().parameterSource == PARAM_SOURCE_BLOCK ||
+                       params_state().parameterSource == PARAM_SOURCE_REGISTER,
+                   "");
         FUZZ_CHECK(fuzz_prompt_shown_since(prompts, "Successfully imported!", "导入成功!"), "");
     }
 }
@@ -80,22 +84,18 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const std::string path = write_file("input.txt", size > 0 ? data + 1 : data, size > 0 ? size - 1 : 0);
     for (int i = 0; i <= (options >> 1 & 1); ++i)
         check_import(path, false);
-
     check_import(g_clean_configbuffer, true);
     for (int k = 1; k < CONFIGBUFFER_LINES; ++k)
         FUZZ_CHECK(params_state().parmeterBuff[k - 1] == clean_byte(k), "byte " + std::to_string(k - 1));
     FUZZ_CHECK(params_state().parameterSource == PARAM_SOURCE_BLOCK, "");
-
     check_import(g_clean_jvn, true);
-    const std::pair<PanelEntry, const char*> expected[] = {
-        {PanelEntry::Gain, "65"},       {PanelEntry::Damping, "30"},      {PanelEntry::MinPulse, "500"},
-        {PanelEntry::MaxPulse, "2500"}, {PanelEntry::Stall1Power, "5"},   {PanelEntry::Stall1Time, "3"},
+    const EntryTexts expected = {
+        {PanelEntry::Gain, "65"},         {PanelEntry::Damping, "30"},    {PanelEntry::MinPulse, "500"},
+        {PanelEntry::MaxPulse, "2500"},   {PanelEntry::Stall1Power, "5"}, {PanelEntry::Stall1Time, "3"},
         {PanelEntry::OutputPower, "100"}, {PanelEntry::Deadband, "3"},    {PanelEntry::MinAngle, "100"},
-        {PanelEntry::MaxAngle, "3000"}, {PanelEntry::MidAngle, "2048"},   {PanelEntry::SoftStart, "10"},
+        {PanelEntry::MaxAngle, "3000"},   {PanelEntry::MidAngle, "2048"}, {PanelEntry::SoftStart, "10"},
     };
-    for (const auto& e : expected)
-        FUZZ_CHECK(fuzz_entry(e.first) == e.second, "entry " + std::to_string(static_cast<int>(e.first)) + " shows " +
-                                                        fuzz_entry(e.first) + ", not " + e.second);
+    fuzz_check_entries(expected);
     FUZZ_CHECK(fake_checked(PanelCheck::Direction) && params_state().parameterSource == PARAM_SOURCE_REGISTER, "");
     return 0;
 }

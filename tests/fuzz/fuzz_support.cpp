@@ -100,8 +100,12 @@ void checked_info_field_set(InfoField field, const char* text) {
     fake_info_field_set(field, text);
 }
 
-uint64_t driven_clock() { return g_now_ms; }
-void driven_sleep(uint32_t ms) { g_now_ms += ms; }
+uint64_t driven_clock() {
+    return g_now_ms;
+}
+void driven_sleep(uint32_t ms) {
+    g_now_ms += ms;
+}
 void quiet_log(const char*) {}
 
 void install_once() {
@@ -132,7 +136,9 @@ void fuzz_fail(const char* what, const std::string& detail) {
     abort();
 }
 
-void fuzz_advance_ms(uint32_t ms) { g_now_ms += ms; }
+void fuzz_advance_ms(uint32_t ms) {
+    g_now_ms += ms;
+}
 
 void fuzz_new_run() {
     install_once();
@@ -172,7 +178,9 @@ void fuzz_type_entry(PanelEntry entry, const std::string& text) {
     fake_entry(entry) = typed;
 }
 
-size_t fuzz_prompt_count() { return fake_prompts().size(); }
+size_t fuzz_prompt_count() {
+    return fake_prompts().size();
+}
 
 bool fuzz_prompt_shown_since(size_t first, const char* en, const char* zh) {
     for (size_t i = first; i < fake_prompts().size(); ++i)
@@ -180,4 +188,8 @@ bool fuzz_prompt_shown_since(size_t first, const char* en, const char* zh) {
     return false;
 }
 
-std::string fuzz_entry(PanelEntry entry) { return fake_entry(entry); }
+void fuzz_check_entries(const EntryTexts& expected) {
+    for (const auto& e : expected)
+        FUZZ_CHECK(fake_entry(e.first) == e.second, "entry " + std::to_string(static_cast<int>(e.first)) + " shows " +
+                                                        fake_entry(e.first) + ", not " + e.second);
+}

@@ -7,6 +7,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <utility>
+#include <vector>
 
 /* Reports a broken guarantee and aborts, so that libFuzzer keeps the input. */
 [[noreturn]] void fuzz_fail(const char* what, const std::string& detail = "");
@@ -29,5 +31,6 @@ void fuzz_type_entry(PanelEntry entry, const std::string& text);
 size_t fuzz_prompt_count();
 bool fuzz_prompt_shown_since(size_t first, const char* en, const char* zh);
 
-/* Text of a panel entry. */
-std::string fuzz_entry(PanelEntry entry);
+/* Each panel entry shows its text. */
+using EntryTexts = std::vector<std::pair<PanelEntry, const char*>>;
+void fuzz_check_entries(const EntryTexts& expected);

@@ -22,7 +22,6 @@ TEST(EntryValues, an_imported_value_too_big_for_its_entry_restores_it_with_the_r
     const std::string path = write_file(dir / "big.txt", "KP:1\nKP:1000\nOT:123456789\nDZ:100\nLS:7\n");
     ASSERT_EQ(params_import_path(path.c_str()), PARAM_FILE_OK);
     headless_run(50);
-
     const auto text = [](PanelEntry e) { return std::string(lv_textarea_get_text(panel_entry_widget(e))); };
     EXPECT_EQ(text(PanelEntry::Gain), "65") << "the default, not the first three digits";
     EXPECT_EQ(text(PanelEntry::Stall1Time), "300") << "the default, not a mix with the rest of the digits";

@@ -26,7 +26,6 @@ class InfoPanel : public ::testing::Test {
         headless_run(50);
     }
     void TearDown() override { serial_ports_set_open(0); }
-
     static std::string text(lv_obj_t* ta) { return lv_textarea_get_text(ta); }
     static void type(lv_obj_t* ta, const char* t) { lv_textarea_set_text(ta, t); }
     static std::vector<std::string> boxes() {
@@ -35,7 +34,6 @@ class InfoPanel : public ::testing::Test {
             out.push_back(headless_msgbox_text(headless_msgbox(i)));
         return out;
     }
-
     /* Clicks the up or down stepper just right of a field; the steppers must clear its unit label. */
     static void step(lv_obj_t* field, lv_obj_t* unit, bool up) {
         lv_area_t f, u, a;
@@ -86,7 +84,6 @@ TEST_F(InfoPanel, steppers_stop_at_the_bounds_and_typed_dates_are_held_in_range)
         EXPECT_EQ(headless_msgbox_count() > before ? boxes().back() : "", c.message) << c.typed;
     }
     EXPECT_EQ(text(ui_day_input), "30");
-
     type(ui_year_input, "2100"); /* no leap day in 2100, one in 2024 */
     type(ui_month_input, "02");
     EXPECT_EQ(text(ui_day_input), "28");

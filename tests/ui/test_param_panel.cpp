@@ -50,7 +50,6 @@ TEST_F(ParamPanel, unchecking_level_one_takes_the_later_levels_down_and_checking
     update_par(v, PARAM_COUNT);
     EXPECT_TRUE(checked(ui_level1_checkbox) && checked(ui_level2_checkbox) && checked(ui_level3_checkbox));
     EXPECT_FALSE(group_hidden(3));
-
     headless_click_obj(ui_level1_checkbox);
     EXPECT_FALSE(checked(ui_level1_checkbox));
     for (lv_obj_t* box : {ui_level2_checkbox, ui_level3_checkbox}) {
@@ -61,14 +60,12 @@ TEST_F(ParamPanel, unchecking_level_one_takes_the_later_levels_down_and_checking
     EXPECT_EQ(text(PanelEntry::Stall3Time), "700"); /* hidden entries keep their text */
     headless_click_obj(ui_level2_checkbox);         /* disabled: no effect */
     EXPECT_FALSE(checked(ui_level2_checkbox));
-
     headless_click_obj(ui_level1_checkbox);
     EXPECT_FALSE(group_hidden(1));
     EXPECT_FALSE(disabled(ui_level2_checkbox));
     EXPECT_FALSE(checked(ui_level2_checkbox));
     EXPECT_TRUE(group_hidden(2));
     EXPECT_TRUE(disabled(ui_level3_checkbox));
-
     headless_click_obj(ui_level2_checkbox);
     EXPECT_FALSE(group_hidden(2));
     EXPECT_FALSE(disabled(ui_level3_checkbox));

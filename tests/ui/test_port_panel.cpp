@@ -46,7 +46,6 @@ TEST_F(PortPanelTest, opened_look_is_yellow_with_a_grey_locked_list_and_closed_l
     EXPECT_EQ(bg(ui_port_button), 0xE7C129u);
     EXPECT_TRUE(lv_obj_has_state(ui_port_dropdown, LV_STATE_DISABLED));
     EXPECT_EQ(bg(ui_port_dropdown), 0xE6E6E6u);
-
     port_ui_closed();
     EXPECT_EQ(bg(ui_port_button), 0xFFFFFFu);
     EXPECT_FALSE(lv_obj_has_state(ui_port_dropdown, LV_STATE_DISABLED));
@@ -58,14 +57,12 @@ TEST_F(PortPanelTest, port_list_shows_each_port_then_an_empty_option_and_keeps_t
     show_ports({"/dev/ttyUSB0", "/dev/ttyUSB1"});
     EXPECT_STREQ(lv_dropdown_get_options(ui_port_dropdown), "/dev/ttyUSB0\n/dev/ttyUSB1\n");
     EXPECT_EQ(lv_dropdown_get_option_count(ui_port_dropdown), 3u);
-
     lv_dropdown_set_selected(ui_port_dropdown, 1);
     show_ports({"/dev/ttyACM0", "/dev/ttyUSB0", "/dev/ttyUSB1"});
     EXPECT_EQ(lv_dropdown_get_selected(ui_port_dropdown), 2u);
     char text[64];
     port_list_selected_text(text, sizeof text);
     EXPECT_STREQ(text, "/dev/ttyUSB1");
-
     show_ports({"/dev/ttyACM0", "/dev/ttyUSB0"});
     EXPECT_EQ(lv_dropdown_get_selected(ui_port_dropdown), 0u) << "the remembered port is gone";
     show_ports({});

@@ -102,7 +102,6 @@ TEST_F(WinDiscovery, a_refused_listing_or_only_motherboard_ports_give_no_port) {
     EXPECT_EQ(discover_ports(), 0);
     EXPECT_EQ(serial_port_table().portCount, 0);
     EXPECT_EQ(serial_ports_state().autoPortIndex, -1);
-
     discovery_invalidate();
     g_fed.open_error = 0;
     g_fed.devices = {{L"\\\\?\\acpi#pnp0501#1#{86e0d1e0-8089-11d0-9ce4-08003e301f73}", L"ACPI\\PNP0501\\1", L"COM1"}};
@@ -118,7 +117,6 @@ TEST_F(WinDiscovery, an_adapter_plugged_in_or_pulled_is_seen_within_the_rescan_t
         g_now += 5;
     EXPECT_LE(waited, static_cast<int>(DISCOVERY_RESCAN_MS));
     EXPECT_EQ(names(), std::vector<std::string>{"COM7"});
-
     g_fed.devices.clear();
     for (waited = 0; discover_ports() == 1 && waited < 200; waited += 5)
         g_now += 5;

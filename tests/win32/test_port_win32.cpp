@@ -27,7 +27,6 @@ class WinPort : public ::testing::Test {
         EXPECT_TRUE(port_handle_valid(h)) << "error " << error;
         return h;
     }
-
     TempDir dir;
 };
 
@@ -39,20 +38,17 @@ TEST_F(WinPort, overlapped_write_and_read_move_every_byte) {
     std::vector<uint8_t> sent(3000);
     for (size_t i = 0; i < sent.size(); ++i)
         sent[i] = static_cast<uint8_t>(i * 7);
-
     const PortIoResult w = port_write(h, sent.data(), static_cast<uint32_t>(sent.size()), 1000);
     EXPECT_EQ(w.status, PortIoStatus::Done);
     EXPECT_EQ(w.count, sent.size());
     const PortIoResult none = port_write(h, sent.data(), 0, 1000); /* a write of nothing still completes */
     EXPECT_EQ(none.status, PortIoStatus::Done);
     EXPECT_EQ(none.count, 0u);
-
     std::vector<uint8_t> got(sent.size());
     const PortIoResult r = port_read(h, got.data(), static_cast<uint32_t>(got.size()));
     EXPECT_EQ(r.status, PortIoStatus::Done);
     EXPECT_EQ(r.count, got.size());
     EXPECT_EQ(got, sent);
-
     int error = 0;
     EXPECT_EQ(port_close(h, &error), 0);
 }
@@ -68,7 +64,6 @@ TEST_F(WinPort, refused_comm_calls_and_closed_handles_report_their_errors) {
     EXPECT_EQ(port_queued(h, &count, &error), -1);
     EXPECT_NE(error, 0);
     ASSERT_EQ(port_close(h, &error), 0);
-
     /* A receive message that arrives after the close finds the closed-port handle. */
     uint8_t byte = 0;
     for (port_handle_t gone : {PORT_HANDLE_INVALID, PORT_HANDLE_NONE}) {
@@ -84,7 +79,6 @@ TEST_F(WinPort, refused_comm_calls_and_closed_handles_report_their_errors) {
         EXPECT_EQ(port_close(gone, &error), -1);
         EXPECT_EQ(port_error_kind(error), PortErrorKind::InvalidHandle);
     }
-
     error = 0;
     EXPECT_EQ(port_open("COM250", &error), PORT_HANDLE_INVALID) << "no such port";
     EXPECT_NE(error, 0);
@@ -98,7 +92,6 @@ TEST_F(WinPort, bytes_written_to_a_loopback_line_come_back_through_the_receive_p
     ASSERT_NE(SerialOpen(name), PORT_HANDLE_NONE);
     const std::vector<uint8_t> frame = {0x81, 0x00, 0x00, 0x81};
     EXPECT_EQ(SerialWrite(frame.data(), static_cast<int>(frame.size())), 4);
-
     static std::vector<uint8_t> echoed; /* as the parser would take them */
     echoed.clear();
     for (int waited = 0; echoed.size() < frame.size() && waited < 5000; waited += 10) {

@@ -47,7 +47,6 @@ RECT dialog_units(HWND dialog, HWND control) {
 TEST(WinResources, title_class_and_menu_texts_are_loaded_as_written) {
     EXPECT_EQ(string_resource(IDS_APP_TITLE), L"QRX_SERVO_TOOL_V_1_0_7");
     EXPECT_EQ(string_resource(IDC_SERVO_TOOL), L"QRXSERVOTOOLV106");
-
     const HMENU menu = LoadMenuW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(IDC_SERVO_TOOL));
     ASSERT_NE(menu, nullptr);
     ASSERT_EQ(GetMenuItemCount(menu), 2);
@@ -56,7 +55,6 @@ TEST(WinResources, title_class_and_menu_texts_are_loaded_as_written) {
     EXPECT_EQ(menu_text(menu, 1, MF_BYPOSITION), L"帮助(&H)");
     EXPECT_EQ(menu_text(GetSubMenu(menu, 1), IDM_ABOUT, MF_BYCOMMAND), L"关于(&A) ...");
     DestroyMenu(menu);
-
     for (int id : {IDI_SERVO_TOOL, IDI_SMALL})
         EXPECT_NE(FindResourceW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(id), RT_GROUP_ICON), nullptr) << id;
 }

@@ -80,7 +80,6 @@ TEST_F(WinWindow, a_key_released_between_two_polls_is_reported_once_and_auto_rep
     pump();
     EXPECT_TRUE(kb.key_down('Q'));
     EXPECT_FALSE(kb.key_down('Q'));
-
     PostMessageW(hwnd, WM_KEYDOWN, 'W', 1 | (1u << 30)); /* the key was already down */
     pump();
     EXPECT_FALSE(kb.key_down('W'));
@@ -90,7 +89,6 @@ TEST_F(WinWindow, input_is_dropped_while_boxes_are_open_and_a_press_begun_before
     PostMessageW(hwnd, WM_LBUTTONDOWN, MK_LBUTTON, MAKELPARAM(10, 10));
     pump();
     ASSERT_EQ(g_calls.buttons, std::vector<bool>{true});
-
     window_set_modal(true);
     window_set_modal(true); /* a box opened from a box */
     EXPECT_FALSE(IsWindowEnabled(hwnd));
@@ -103,7 +101,6 @@ TEST_F(WinWindow, input_is_dropped_while_boxes_are_open_and_a_press_begun_before
     window_set_modal(false);
     EXPECT_TRUE(IsWindowEnabled(hwnd));
     pump();
-
     EXPECT_EQ(g_calls.moves, 0);
     EXPECT_EQ(g_calls.buttons, (std::vector<bool>{true, false})) << "one release, by the window itself";
     EXPECT_FALSE(window_keyboard().key_down('A')) << "a key pressed at a box reached the screen";

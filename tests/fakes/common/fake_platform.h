@@ -17,7 +17,6 @@ struct FakePlatform {
     std::atomic<int> serial_rx_posts{0}; /* posted from the notifier thread */
     std::atomic<int> serial_rx_refusals{0}; /* this many posts fail before they succeed again */
     std::vector<int> quit_codes;
-
     FakePlatform() = default;
     FakePlatform& operator=(const FakePlatform&) {
         message_boxes.clear();
