@@ -3,6 +3,8 @@
 
 #include "serial/Serial.h"
 
+#include "common/clock.h"
+
 #include <algorithm>
 #include <cctype>
 #include <cstring>
@@ -43,3 +45,29 @@ int discovery_fill_port_table(std::vector<std::string>& names) {
     }
     return serial_port_table_mut().portCount >= 1 ? 1 : 0;
 }
+
+namespace {
+
+/* The scan the hot-plug check keeps between rescans. */
+struct KeptScan {
+    bool scanned = false;
+    int count = 0; /* portCount of the kept scan; the table still holds its names */
+    uint32_t last_scan_ms = 0;
+};
+KeptScan g_kept;
+
+} // namespace
+
+int discovery_scan_or_keep(bool changed, void (*scan)()) {
+    PortTable& table = serial_port_table_mut();
+    const uint32_t now = clock_ms32();
+    if (!g_kept.scanned || changed || clock_elapsed32(now, g_kept.last_scan_ms) >= DISCOVERY_RESCAN_MS) {
+        scan();
+        g_kept = KeptScan{true, table.portCount, now};
+    } else {
+        table.portCount = g_kept.count;
+    }
+    return table.portCount >= 1 ? 1 : 0;
+}
+
+void discovery_invalidate() { g_kept.scanned = false; }

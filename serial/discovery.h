@@ -20,6 +20,12 @@ constexpr uint32_t DISCOVERY_RESCAN_MS = 50; /* longest a kept scan is trusted w
 /* The port table as discovery fills it (the serial link's own files only). */
 PortTable& serial_port_table_mut();
 
+/* The kept-scan rule of enumerate_com_ports on every platform: runs scan (which fills the port
+ * table) when nothing is kept, when the platform reported a change, or when the kept scan is
+ * DISCOVERY_RESCAN_MS old; otherwise the table keeps the kept scan's names. Returns 1 if at least
+ * one port is listed. */
+int discovery_scan_or_keep(bool changed, void (*scan)());
+
 /* Drops the kept scan: the next enumerate_com_ports scans again. */
 void discovery_invalidate();
 

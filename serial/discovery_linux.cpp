@@ -46,9 +46,6 @@ struct DiscoveryState {
     bool watch = true;
     bool watch_ready = false; /* set-up tried for the current roots */
     int notify_fd = -1;
-    bool scanned = false;
-    uint32_t last_scan_ms = 0;
-    int count = 0; /* portCount of the kept scan; the table still holds its names */
     UsbVerdicts usb_by_name; /* of the names listed by the last scan */
 };
 
@@ -133,17 +130,9 @@ int enumerate_com_ports_in(const char* sys_root, const char* dev_root) {
 
 int enumerate_com_ports() {
     if (!g_disc.watch_ready) watch_open();
-    const uint32_t now = clock_ms32();
-    const bool notified = watch_changed();
-    if (!g_disc.scanned || notified || clock_elapsed32(now, g_disc.last_scan_ms) >= DISCOVERY_RESCAN_MS) {
+    return discovery_scan_or_keep(watch_changed(), [] {
         scan_ports(g_disc.sys_root.c_str(), g_disc.dev_root.c_str(), g_disc.usb_by_name);
-        g_disc.count = serial_port_table_mut().portCount;
-        g_disc.scanned = true;
-        g_disc.last_scan_ms = now;
-    } else {
-        serial_port_table_mut().portCount = g_disc.count;
-    }
-    return serial_port_table_mut().portCount >= 1 ? 1 : 0;
+    });
 }
 
 void discovery_set_roots(const char* sys_root, const char* dev_root, bool watch) {
@@ -151,8 +140,7 @@ void discovery_set_roots(const char* sys_root, const char* dev_root, bool watch)
     g_disc.sys_root = sys_root != nullptr ? sys_root : SYSTEM_TTY_CLASS_ROOT;
     g_disc.dev_root = dev_root != nullptr ? dev_root : SYSTEM_DEV_ROOT;
     g_disc.watch = watch;
-    g_disc.scanned = false;
+    discovery_invalidate();
     g_disc.usb_by_name.clear();
 }
 
-void discovery_invalidate() { g_disc.scanned = false; }

@@ -93,9 +93,6 @@ const ComDeviceSource SETUP_SOURCE = {setup_open, setup_member, setup_close};
 
 struct DiscoveryState {
     ComDeviceSource source = SETUP_SOURCE;
-    bool scanned = false;
-    uint32_t last_scan_ms = 0;
-    int count = 0; /* portCount of the kept scan; the table still holds its names */
 };
 DiscoveryState g_disc;
 
@@ -134,22 +131,10 @@ int scan_ports() {
 
 } // namespace
 
-int enumerate_com_ports() {
-    const uint32_t now = clock_ms32();
-    if (!g_disc.scanned || clock_elapsed32(now, g_disc.last_scan_ms) >= DISCOVERY_RESCAN_MS) {
-        scan_ports();
-        g_disc.count = serial_port_table_mut().portCount;
-        g_disc.scanned = true;
-        g_disc.last_scan_ms = now;
-    } else {
-        serial_port_table_mut().portCount = g_disc.count;
-    }
-    return serial_port_table_mut().portCount >= 1 ? 1 : 0;
-}
+int enumerate_com_ports() { return discovery_scan_or_keep(false, [] { scan_ports(); }); }
 
-void discovery_invalidate() { g_disc.scanned = false; }
 
 void discovery_set_source(const ComDeviceSource* source) {
     g_disc.source = source != nullptr ? *source : SETUP_SOURCE;
-    g_disc.scanned = false;
+    discovery_invalidate();
 }
