@@ -18,6 +18,7 @@
  *   (default program: ../servo_tool beside this bench's folder; it is started from its own folder,
  *   where its picture is). Needs an X display: DISPLAY, or Xvfb is started.
  */
+#include "tools/bench_stats.h"
 #include "app/app.h"
 #include "app/window.h"
 #include "common/clock.h"
@@ -62,29 +63,6 @@ double ms_since(Clock::time_point t0) { return ms_between(t0, Clock::now()); }
 std::string dir_of(const std::string& path) {
     const size_t slash = path.find_last_of('/');
     return slash == std::string::npos ? "." : path.substr(0, slash);
-}
-
-double median_of(std::vector<double> v) {
-    if (v.empty()) return -1;
-    std::sort(v.begin(), v.end());
-    const size_t n = v.size();
-    return n % 2 == 1 ? v[n / 2] : (v[n / 2 - 1] + v[n / 2]) / 2;
-}
-
-double percentile_of(std::vector<double> v, double p) {
-    if (v.empty()) return -1;
-    std::sort(v.begin(), v.end());
-    return v[std::min(v.size() - 1, static_cast<size_t>(p * static_cast<double>(v.size())))];
-}
-
-/* One figure over the runs: min / median / max, its unit and its goal. */
-void print_figure(const char* name, const std::vector<double>& per_run, const char* unit, const char* goal) {
-    if (per_run.empty()) {
-        printf("  %-46s no data\n", name);
-        return;
-    }
-    const auto [lo, hi] = std::minmax_element(per_run.begin(), per_run.end());
-    printf("  %-46s %9.3f / %9.3f / %9.3f %-4s %s\n", name, *lo, median_of(per_run), *hi, unit, goal);
 }
 
 /* ---------- an X display ---------- */

@@ -10,6 +10,7 @@
 #include "common/debug_log.h"
 #include "common/platform.h"
 #include "tools/bench_platform.h"
+#include "tools/bench_stats.h"
 #include "protocol/info_transaction.h"
 #include "protocol/protocol_state.h"
 #include "serial/Serial.h"
@@ -41,11 +42,6 @@ constexpr double TICK_MS = 5.0;
 
 
 void quiet_log(const char*) {}
-
-double percentile(std::vector<double> v, double p) {
-    std::sort(v.begin(), v.end());
-    return v[std::min(v.size() - 1, static_cast<size_t>(p * static_cast<double>(v.size())))];
-}
 
 /* Starts the simulator; returns its pid (or -1) and the pty path. */
 pid_t start_sim(std::string& path) {
@@ -126,9 +122,9 @@ void bench_info_round_trip() {
     printf("1. information read round trip, %d reads on a pseudo-terminal (no line delay), %d failed\n", ROUND_TRIPS,
            failed);
     if (ms.empty()) return;
-    const double median = percentile(ms, 0.5), p95 = percentile(ms, 0.95), worst = percentile(ms, 1.0);
+    const double median = percentile_of(ms, 0.5), p95 = percentile_of(ms, 0.95), worst = percentile_of(ms, 1.0);
     printf("   request written -> fields filled: min %.3f / median %.3f / max %.3f ms (p95 %.3f ms)\n",
-           percentile(ms, 0.0), median, worst, p95);
+           percentile_of(ms, 0.0), median, worst, p95);
     printf("   wire time of the 34 bytes at 115200 8N2: %.2f ms\n", wire_ms);
     printf("   on a real line (wire + p95 overhead): %.2f ms; goal wire + one tick = %.2f ms: %s\n", wire_ms + p95,
            wire_ms + TICK_MS, p95 <= TICK_MS ? "met" : "NOT met");

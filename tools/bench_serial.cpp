@@ -15,6 +15,7 @@
 #include "common/debug_log.h"
 #include "common/platform.h"
 #include "tools/bench_platform.h"
+#include "tools/bench_stats.h"
 #include "serial/Serial.h"
 #include "serial/comHandle.h"
 #include "serial/discovery.h"
@@ -57,11 +58,6 @@ double cpu_ms() {
     return (u.ru_utime.tv_sec + u.ru_stime.tv_sec) * 1000.0 + (u.ru_utime.tv_usec + u.ru_stime.tv_usec) / 1000.0;
 }
 
-double percentile(std::vector<double> v, double p) {
-    std::sort(v.begin(), v.end());
-    return v[std::min(v.size() - 1, static_cast<size_t>(p * static_cast<double>(v.size())))];
-}
-
 void quiet_log(const char*) {}
 
 struct Options {
@@ -69,18 +65,6 @@ struct Options {
     int seconds = 60;
     int pace_ms = APP_IDLE_TICK_PERIOD_MS;
 } g_opt;
-
-double median_of(std::vector<double> v) {
-    std::sort(v.begin(), v.end());
-    const size_t n = v.size();
-    return n % 2 == 1 ? v[n / 2] : (v[n / 2 - 1] + v[n / 2]) / 2;
-}
-
-/* One figure over the runs: min / median / max, with its goal. */
-void print_figure(const char* name, const std::vector<double>& per_run, const char* unit, const char* goal) {
-    const auto [lo, hi] = std::minmax_element(per_run.begin(), per_run.end());
-    printf("  %-52s %9.2f / %9.2f / %9.2f %-3s %s\n", name, *lo, median_of(per_run), *hi, unit, goal);
-}
 
 void bench_check_cost() {
     printf("\n1. Hot-plug check on this machine's /sys/class/tty and /dev, at a tick every %d ms for %d s\n"
@@ -119,7 +103,7 @@ void bench_check_cost() {
             std::this_thread::sleep_until(next);
         }
         tick_med.push_back(median_of(tick));
-        tick_p99.push_back(percentile(tick, 0.99));
+        tick_p99.push_back(percentile_of(tick, 0.99));
         tick_mean.push_back(sum / static_cast<double>(tick.size()));
         tick_max.push_back(*std::max_element(tick.begin(), tick.end()));
         cpu_share.push_back(sum / 1e6 / static_cast<double>(g_opt.seconds) * 100.0);
