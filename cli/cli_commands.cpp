@@ -187,12 +187,23 @@ int cmd_params_read(const CliOptions& o) {
     return finish(o, r, outcome);
 }
 
-int cmd_params_write(const CliOptions& o) {
-    session_start(o.verbose);
-    Report r = start_report("params write");
+namespace {
+
+/* The start of the commands that take a parameter file to the servo: the file imported as the
+ * window's import does, then the port opened. */
+Outcome import_and_open(const CliOptions& o, Report& r) {
     r.json.str("file", o.args[0]);
     Outcome outcome = params_file_import(o.args[0].c_str());
     if (outcome.code == CLI_OK) outcome = open_port(o, r);
+    return outcome;
+}
+
+} // namespace
+
+int cmd_params_write(const CliOptions& o) {
+    session_start(o.verbose);
+    Report r = start_report("params write");
+    Outcome outcome = import_and_open(o, r);
     if (outcome.code == CLI_OK) {
         ServoImage expected;
         outcome = servo_params_write(o.timeout_ms, &expected);
@@ -209,9 +220,7 @@ int cmd_params_write(const CliOptions& o) {
 int cmd_params_verify(const CliOptions& o) {
     session_start(o.verbose);
     Report r = start_report("params verify");
-    r.json.str("file", o.args[0]);
-    Outcome outcome = params_file_import(o.args[0].c_str());
-    if (outcome.code == CLI_OK) outcome = open_port(o, r);
+    Outcome outcome = import_and_open(o, r);
     if (outcome.code == CLI_OK) {
         ServoImage expected;
         servo_params_expected(&expected);

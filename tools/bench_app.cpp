@@ -18,7 +18,6 @@
  *   (default program: ../servo_tool beside this bench's folder; it is started from its own folder,
  *   where its picture is). Needs an X display: DISPLAY, or Xvfb is started.
  */
-#include "tools/bench_stats.h"
 #include "app/app.h"
 #include "app/window.h"
 #include "common/clock.h"
@@ -26,6 +25,7 @@
 #include "ui/screen.h"
 
 #include "lvgl.h"
+#include "tools/bench_stats.h"
 
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
