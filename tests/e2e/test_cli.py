@@ -11,12 +11,10 @@ import queue
 import signal
 import subprocess
 import sys
-import tempfile
 import threading
-import time
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
-from x11_session import SKIP, Failure, Simulator, UsbNamespace, check, namespaces_available
+from x11_session import Failure, Simulator, UsbNamespace, check, run_tests, skip_without_namespaces
 
 ARGS = None
 DATA = os.path.join(os.path.dirname(os.path.dirname(os.path.abspath(__file__))), "data")
@@ -160,22 +158,20 @@ def test_convert_carries_the_shared_fields_and_refuses_a_bad_file(tmp):
     check(rc == 5 and "Unknown keyword" in err and not os.path.exists(target), f"bad file: {rc} {err}")
     check(not [n for n in os.listdir(tmp) if ".part" in n], "a temporary file was left behind")
 
-def line_queue(stream):
-    """Lines of a pipe as they come, read by a thread so that a wait can end."""
+def line_reader(stream):
+    """next_line(what, starts=""): the next line of the pipe that starts so, read by a thread so that a wait can end."""
     q = queue.Queue()
     threading.Thread(target=lambda: [q.put(line.rstrip("\n")) for line in stream], daemon=True).start()
-    return q
 
-def next_line(q, what, timeout=20, starts=""):
-    deadline = time.time() + timeout
-    while time.time() < deadline:
-        try:
-            line = q.get(timeout=max(0.01, deadline - time.time()))
-        except queue.Empty:
-            break
-        if line.startswith(starts):
-            return line
-    raise Failure(f"servo_cli never printed {what}")
+    def next_line(what, starts=""):
+        line = None
+        while line is None or not line.startswith(starts):
+            try:
+                line = q.get(timeout=20)
+            except queue.Empty:
+                raise Failure(f"servo_cli never printed {what}")
+        return line
+    return next_line
 
 def test_production_run_with_adapters_plugged_and_pulled(tmp):
     ns = UsbNamespace()
@@ -193,16 +189,16 @@ def test_production_run_with_adapters_plugged_and_pulled(tmp):
     ns.unplug()
     prod = subprocess.Popen(ns.command(ARGS.cli, "production", "--reference", reference, "--log", log),
                             stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
-    out, err = line_queue(prod.stdout), line_queue(prod.stderr)
+    out, err = line_reader(prod.stdout), line_reader(prod.stderr)
     try:
         results = []
         for servo in [sim] * 20 + [faulty]:
             ns.plug(servo.pty)
-            results.append(next_line(out, "a result"))
+            results.append(out("a result"))
             ns.unplug()
-            next_line(err, "the removal", starts="servo_cli: /dev/ttyUSB0 pulled out")
+            err("the removal", "servo_cli: /dev/ttyUSB0 pulled out")
         prod.send_signal(signal.SIGINT)
-        summary = next_line(out, "the summary")
+        summary = out("the summary")
         prod.wait(10)
     finally:
         if prod.poll() is None:
@@ -223,9 +219,8 @@ def main():
     p.add_argument("--artifacts", required=True)
     p.add_argument("--production", action="store_true", help="run the production case (root only)")
     ARGS = p.parse_args()
-    if ARGS.production and not namespaces_available():
-        print("SKIP: needs root and mount namespaces (unshare, nsenter)")
-        return SKIP
+    if ARGS.production:
+        skip_without_namespaces()
     tests = [test_production_run_with_adapters_plugged_and_pulled] if ARGS.production else [
         test_usage_ports_and_unopenable_port,
         test_block_family_information_and_parameters_round_trip,
@@ -233,17 +228,7 @@ def main():
         test_faults_give_their_exit_code_and_message_and_never_a_verified_write,
         test_convert_carries_the_shared_fields_and_refuses_a_bad_file,
     ]
-    failures = 0
-    os.makedirs(ARGS.artifacts, exist_ok=True)
-    for test in tests:
-        with tempfile.TemporaryDirectory(dir=ARGS.artifacts) as tmp:
-            try:
-                test(tmp)
-                print(f"[ OK ] {test.__name__}")
-            except (Failure, subprocess.TimeoutExpired, OSError, ValueError, KeyError) as e:
-                failures += 1
-                print(f"[FAIL] {test.__name__}: {e}")
-    return 1 if failures else 0
+    return run_tests(tests, ARGS.artifacts, x_server=False)
 
 if __name__ == "__main__":
     sys.exit(main())

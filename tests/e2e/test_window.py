@@ -6,9 +6,9 @@ import sys
 import time
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
-from x11_session import (ABOUT, IMPORT, PORT_BUTTON_SAMPLE, PORT_OPEN_COLOR, SCREEN_H, SCREEN_W, WINDOW_TITLE, check,
-                         color_near, compare_with_reference, main, missing_picture_quits, namespaces_available, pixel,
-                         run_tests, start_with_simulator, wait_for)
+from x11_session import (ABOUT, IMPORT, PORT_OPEN_COLOR, SCREEN_H, SCREEN_W, WINDOW_TITLE, check, compare_with_reference,
+                         main, missing_picture_quits, namespaces_available, port_button_is, run_tests,
+                         start_with_simulator, wait_for)
 
 ARGS = None
 
@@ -43,8 +43,8 @@ def test_the_program_keeps_running_behind_the_about_box(s):
     s.key(wid, "alt+slash")
     about = s.wait_window(ABOUT)
     ns.plug(sim.pty)
-    wait_for(lambda: color_near(pixel(s.screenshot("behind-the-about-box", wid), *PORT_BUTTON_SAMPLE),
-                                PORT_OPEN_COLOR), "the port button to turn #E7C129 behind the About box")
+    wait_for(lambda: port_button_is(s.screenshot("behind-the-about-box", wid), PORT_OPEN_COLOR),
+             "the port button to turn #E7C129 behind the About box")
     check(s.windows(ABOUT), "the About box closed by itself")
     s.key(about, "Escape")
     s.wait_no_window(ABOUT)
@@ -55,7 +55,7 @@ def test_missing_picture_shows_the_box_and_quits(s):
 def test_closing_the_window_while_a_file_dialog_is_open_ends_the_program(s):
     wid = s.start_and_wait(ARGS.program)
     s.click(wid, *IMPORT)
-    s.wait_visible_window("^打开$")
+    s.wait_window("^打开$", 30, visible=True)
     s.program.terminate()  # the program takes the termination request as a window close
     rc = s.program.wait(10)
     check(rc == 0, f"exit code {rc}")
