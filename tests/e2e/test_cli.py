@@ -1,7 +1,6 @@
-"""servo_cli against the servo simulator on pseudo-terminals: both families, the simulator's
-faults (each gives its exit code and message, never a verified write), the file conversions, and
-(with --production, root only) a production run with the simulator plugged in and pulled out as
-a USB adapter in a private mount namespace."""
+"""servo_cli against the servo simulator on pseudo-terminals: both families, the simulator's faults (each gives its
+exit code and message, never a verified write), the file conversions, and (--production, root only) a production run
+with the simulator plugged in and pulled out as a USB adapter in a private mount namespace."""
 
 import argparse
 import csv

@@ -1,7 +1,5 @@
-"""Import and save parameters through the real GTK file dialogs of the running program: a
-ConfigBuffer file is imported through "从PC导入参数", saved again through "保存参数到PC", and
-the two files must be equal byte for byte (the file is one that repacking leaves unchanged).
-Every path holds blanks and Chinese characters."""
+"""A ConfigBuffer file imported through "从PC导入参数" and the GTK file dialog, saved again through "保存参数到PC", is
+the same byte for byte (repacking leaves it unchanged); every path holds blanks and Chinese characters."""
 
 import os
 import sys

@@ -1,7 +1,5 @@
-"""A user's session with a servo: the real program, the servo simulator plugged in as a USB
-adapter (private mount namespace, root only), clicks and typing through xdotool. Every check is
-made on what the servo received (the simulator's log), on the files written, and on the prompts
-the user was shown (the program records each one in its log)."""
+"""A user's session with a register-family servo plugged in as a USB adapter (private mount namespace, root only):
+checks on what the servo received (the simulator's log), the file saved and the prompts shown (the program's log)."""
 
 import os
 import sys

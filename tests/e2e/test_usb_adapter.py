@@ -1,6 +1,5 @@
-"""The real program with a USB adapter that comes and goes: the servo simulator's pseudo-terminal
-is plugged in and pulled out as /dev/ttyUSB0 in a private mount namespace (root only), and the
-program finds, opens and closes it by itself, or by its port button."""
+"""A USB adapter that comes and goes (the simulator's pseudo-terminal as /dev/ttyUSB0 in a private mount namespace,
+root only): the program finds, opens and closes it by itself, or by its port button."""
 
 import os
 import sys
@@ -8,7 +7,8 @@ import time
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 from PIL import ImageChops
-from x11_session import PORT_BUTTON_SAMPLE, PORT_OPEN_COLOR, check, main, port_button_is, run_tests, start_with_simulator
+from x11_session import (PORT_BUTTON_SAMPLE, PORT_OPEN_COLOR, check, main, port_button_is, run_tests,
+                         start_with_simulator)
 
 ARGS = None
 PROMPT_AREA = (485 - 175, 330 - 75, 485 + 175, 330 + 75)  # where prompt boxes appear (centred, 350 x 150)

@@ -6,9 +6,9 @@ import sys
 import time
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
-from x11_session import (ABOUT, IMPORT, PORT_OPEN_COLOR, SCREEN_H, SCREEN_W, WINDOW_TITLE, check, compare_with_reference,
-                         main, missing_picture_quits, namespaces_available, port_button_is, run_tests,
-                         start_with_simulator, wait_for)
+from x11_session import (ABOUT, IMPORT, PORT_OPEN_COLOR, SCREEN_H, SCREEN_W, WINDOW_TITLE, check,
+                         compare_with_reference, main, missing_picture_quits, namespaces_available, port_button_is,
+                         run_tests, start_with_simulator, wait_for)
 
 ARGS = None
 

@@ -1,13 +1,8 @@
-"""The Windows program under wine on a private X server (wine's X11 driver), driven as a user
-would (xdotool), with the servo simulator on a pseudo-terminal that the wine prefix knows as COM5.
-
-COM5 is linked to the simulator's pseudo-terminal ($WINEPREFIX/dosdevices/com5) and described to
-the device-setup service as a USB serial adapter (the registry keys SetupAPI lists serial-port
-interfaces from), so the program finds and opens it as it would a real adapter.
-
-Run by tools/test_windows.sh with WINEPREFIX set and the prefix on the X11 driver:
-    win_session.py --program build-win/servo_tool.exe --simulator build/tools/servo_sim --artifacts DIR
-"""
+"""The Windows program under wine on a private X server (wine's X11 driver), driven as a user would (xdotool), with
+the servo simulator on a pseudo-terminal linked as COM5 and described to the device-setup service as a USB serial
+adapter (the registry keys SetupAPI lists serial ports from), so the program finds and opens it as a real adapter.
+Run by tools/test_windows.sh (WINEPREFIX set, the prefix on the X11 driver):
+    win_session.py --program build-win/servo_tool.exe --simulator build/tools/servo_sim --artifacts DIR"""
 
 import os
 import subprocess
@@ -15,8 +10,9 @@ import sys
 import time
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
-from x11_session import (ABOUT, GAIN_FIELD_END, READ_INFO, READ_PARAMS, SAVE, WRITE_PARAMS, Simulator, X11Session, check,
-                         compare_with_reference, main, missing_picture_quits, register_trade, run_tests, wait_for)
+from x11_session import (ABOUT, GAIN_FIELD_END, READ_INFO, READ_PARAMS, SAVE, WRITE_PARAMS, Simulator, X11Session,
+                         check, compare_with_reference, main, missing_picture_quits, register_trade, run_tests,
+                         wait_for)
 
 ARGS = None
 PORT = "COM5"
@@ -33,8 +29,8 @@ class WineSession(X11Session):
         subprocess.run(list(cmd), env=self.env(), stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, timeout=120)
 
     def start_x(self):
-        """The X server, then a fresh wine server and services on it: wine's desktop takes its
-        display when it starts, and the services started here keep no test's output open."""
+        """The X server, then a fresh wine server and services on it (wine's desktop takes the display it starts on;
+        services started here keep no test's output open)."""
         super().start_x()
         for cmd in (["wineserver", "-k"], ["wineserver", "-w"], ["wineboot"]):
             self.quiet(*cmd)

@@ -27,8 +27,7 @@ PORT_OPEN_COLOR = (0xE7, 0xC1, 0x29)
 ABOUT = "^关于 QRX_SERVO_TOOL_V_1_0_6$"  # the About box's caption
 
 def main(needs_namespaces=False, *required):
-    """The arguments (--program, --artifacts and `required`) once the tools are there; exit 77 when
-    the tests need mount namespaces and this process may not make them."""
+    """--program, --artifacts and `required`, the tools checked; exit 77 without namespaces when they are needed."""
     p = argparse.ArgumentParser()
     for name in ("--program", "--artifacts", *required):
         p.add_argument(name, required=True)
@@ -136,9 +135,8 @@ class X11Session:
         return wait_for(found, f"a window named {name}", timeout, 0.05)[0]
 
     def choose_path(self, title, path=None):
-        """Types a full path into the file chooser titled `title` (a pattern) and accepts, or cancels it when path
-        is None. A chooser still loading its folder can drop keys on a busy machine: while it stays open, the keys
-        go again."""
+        """Types a full path into the chooser titled `title` (a pattern) and accepts, or cancels it when path is None.
+        A chooser still loading its folder can drop keys on a busy machine: while it stays open, the keys go again."""
         dialog = self.wait_window(f"^{title}$", 30, visible=True)
         for _ in range(8):
             time.sleep(1.0 if path else 0.3)  # the chooser maps first and loads its folder after
@@ -247,8 +245,7 @@ class Simulator:
         self.stop()
 
 class UsbNamespace:
-    """A private mount namespace (root only) in which a pseudo-terminal can be plugged in and
-    pulled out as the USB adapter /dev/ttyUSB0 (tools/fake_usb_adapter.sh)."""
+    """A private mount namespace (root only) where a pseudo-terminal comes and goes as the adapter /dev/ttyUSB0."""
 
     def __init__(self):
         self.holder = subprocess.Popen(["unshare", "-m", "--propagation", "private", "sleep", "3600"])
@@ -273,8 +270,7 @@ class UsbNamespace:
         self.holder.wait()
 
 def start_with_simulator(s, program, family="block", plug=True):
-    """The program in a private mount namespace with the simulator ready as a USB adapter
-    (plugged in, and its port opened, when `plug`); returns (namespace, simulator, window)."""
+    """(namespace, simulator, window): the program in a namespace, the simulator its adapter (opened when `plug`)."""
     ns = UsbNamespace()
     sim = Simulator(program, s.artifacts, "--family", family)
     s.cleanups += [ns.stop, sim.stop]
@@ -286,8 +282,8 @@ def start_with_simulator(s, program, family="block", plug=True):
     return ns, sim, wid
 
 def register_trade(s, sim, wid):
-    """A register-family servo: the information read times out, the parameters are read and, with
-    the gain edited on screen, written register by register. Returns the seconds the time-out took."""
+    """A register-family servo: the information read times out (returns its seconds), the parameters are read and,
+    with the gain edited on screen, written register by register."""
     t0 = time.time()
     s.click(wid, *READ_INFO)
     s.wait_prompt(wid, "错误: 舵机信息读取超时!")
@@ -333,8 +329,7 @@ def port_button_is(img, colour, tolerance=24):
 REFERENCES = os.path.join(os.path.dirname(os.path.abspath(__file__)), "reference")
 
 def compare_with_reference(img, name, update=False, max_mean=1.0, max_changed=0.01):
-    """A screenshot against tests/e2e/reference/<name>.png: a blinking cursor or a hinting change passes, a moved
-    or missing widget does not."""
+    """Against reference/<name>.png: a blinking cursor or a hinting change passes, a moved or missing widget not."""
     path = os.path.join(REFERENCES, name + ".png")
     if update:
         os.makedirs(REFERENCES, exist_ok=True)
