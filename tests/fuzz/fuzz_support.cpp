@@ -83,14 +83,6 @@ void checked_info_field_set(InfoField field, const char* text) {
     g_fakes.info_field_set(field, text);
 }
 
-uint64_t driven_clock() {
-    return g_now_ms;
-}
-void driven_sleep(uint32_t ms) {
-    g_now_ms += ms;
-}
-void quiet_log(const char*) {}
-
 void install_once() {
     static bool done = false;
     if (done) return;
