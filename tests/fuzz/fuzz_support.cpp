@@ -31,8 +31,6 @@ namespace {
 constexpr uint64_t CLOCK_START_MS = 0xFFFFFF00u; /* time-outs must hold across the 32-bit wrap */
 uint64_t g_now_ms = CLOCK_START_MS;
 
-/* Characters an entry takes, as the screen lays the panel out (ui/param_panel.cpp). */
-constexpr size_t ENTRY_MAX_CHARS[PANEL_ENTRY_COUNT] = {4, 4, 4, 4, 4, 2, 3, 3, 3, 5, 2, 5, 2, 5, 2, 3};
 /* Characters an information field can get from a frame: type, year, month, day. */
 constexpr size_t INFO_MAX_CHARS[INFO_FIELD_COUNT] = {20, 4, 2, 2};
 
@@ -134,12 +132,10 @@ void fuzz_new_run() {
 }
 
 void fuzz_type_entry(PanelEntry entry, const std::string& text) {
-    const int i = static_cast<int>(entry);
-    if (i < 0 || i >= PANEL_ENTRY_COUNT) return;
-    /* Keep whole characters of the valid prefix, as a text area holds them. */
+    /* Keep whole characters of the valid prefix, as the entry's text area holds them. */
     std::string typed;
     size_t chars = 0;
-    for (size_t pos = 0; pos < text.size() && chars < ENTRY_MAX_CHARS[i]; ++chars) {
+    for (size_t pos = 0; pos < text.size() && chars < panel_field_limits(entry).max_chars; ++chars) {
         size_t n = 1;
         while (pos + n < text.size() && (static_cast<unsigned char>(text[pos + n]) & 0xC0) == 0x80)
             ++n;
