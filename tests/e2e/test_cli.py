@@ -6,7 +6,6 @@ import argparse
 import csv
 import json
 import os
-import queue
 import signal
 import subprocess
 import sys
@@ -157,20 +156,12 @@ def test_convert_carries_the_shared_fields_and_refuses_a_bad_file(tmp):
     check(rc == 5 and "Unknown keyword" in err and not os.path.exists(target), f"bad file: {rc} {err}")
     check(not [n for n in os.listdir(tmp) if ".part" in n], "a temporary file was left behind")
 
-def line_reader(stream):
-    """next_line(what, starts=""): the next line of the pipe that starts so, read by a thread so that a wait can end."""
-    q = queue.Queue()
-    threading.Thread(target=lambda: [q.put(line.rstrip("\n")) for line in stream], daemon=True).start()
-
-    def next_line(what, starts=""):
-        line = None
-        while line is None or not line.startswith(starts):
-            try:
-                line = q.get(timeout=20)
-            except queue.Empty:
-                raise Failure(f"servo_cli never printed {what}")
-        return line
-    return next_line
+def next_line(stream, what, starts=""):
+    """The next line of the pipe that starts so; a hung program is ended by the watchdog below, ending the wait."""
+    for line in iter(stream.readline, ""):
+        if line.startswith(starts):
+            return line.rstrip("\n")
+    raise Failure(f"servo_cli never printed {what}")
 
 def test_production_run_with_adapters_plugged_and_pulled(tmp):
     ns = UsbNamespace()
@@ -188,18 +179,20 @@ def test_production_run_with_adapters_plugged_and_pulled(tmp):
     ns.unplug()
     prod = subprocess.Popen(ns.command(ARGS.cli, "production", "--reference", reference, "--log", log),
                             stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
-    out, err = line_reader(prod.stdout), line_reader(prod.stderr)
+    watchdog = threading.Timer(200, prod.kill)
+    watchdog.start()
     try:
         results = []
         for servo in [sim] * 20 + [faulty]:
             ns.plug(servo.pty)
-            results.append(out("a result"))
+            results.append(next_line(prod.stdout, "a result"))
             ns.unplug()
-            err("the removal", "servo_cli: /dev/ttyUSB0 pulled out")
+            next_line(prod.stderr, "the removal", "servo_cli: /dev/ttyUSB0 pulled out")
         prod.send_signal(signal.SIGINT)
-        summary = out("the summary")
+        summary = next_line(prod.stdout, "the summary")
         prod.wait(10)
     finally:
+        watchdog.cancel()
         if prod.poll() is None:
             prod.kill()
         ns.stop(), sim.stop(), faulty.stop()
