@@ -31,9 +31,6 @@ def write(path, text, mode="w"):
     with open(path, mode) as f:
         f.write(text)
 
-def simulator(tmp, *args):
-    return Simulator(ARGS.cli, tmp, *args)
-
 def test_usage_ports_and_unopenable_port(tmp):
     rc, out, _ = cli("--help")
     check(rc == 0 and "5  bad parameter file" in out and "production --reference" in out, "--help")
@@ -46,7 +43,7 @@ def test_usage_ports_and_unopenable_port(tmp):
     check(rc == 3 and "Seiral Open Error: Can't Open This Comport" in doc["messages"], f"open failure: {doc}")
 
 def test_block_family_information_and_parameters_round_trip(tmp):
-    with simulator(tmp, "--family", "block") as sim:
+    with Simulator(ARGS.cli, tmp, "--family", "block") as sim:
         port = ["--port", sim.pty]
         rc, doc = cli_json("info", "read", *port)
         check(rc == 0 and doc["type"] == "SIM-BLOCK-01" and doc["date"] == "2026-01-15", f"info read: {doc}")
@@ -82,7 +79,7 @@ def test_block_family_information_and_parameters_round_trip(tmp):
               f"verify mismatch: {doc}")
 
 def test_register_family_parameters_round_trip(tmp):
-    with simulator(tmp, "--family", "register") as sim:
+    with Simulator(ARGS.cli, tmp, "--family", "register") as sim:
         port = ["--port", sim.pty]
         saved = os.path.join(tmp, "register.txt")
         rc, doc = cli_json("params", "read", "--out", saved, *port)
@@ -126,11 +123,11 @@ def test_faults_give_their_exit_code_and_message_and_never_a_verified_write(tmp)
     refs = {}
     for family in ("block", "register"):
         refs[family] = os.path.join(tmp, f"ref-{family}.txt")
-        with simulator(tmp, "--family", family) as sim:
+        with Simulator(ARGS.cli, tmp, "--family", family) as sim:
             check(cli("params", "read", "--out", refs[family], "--port", sim.pty)[0] == 0, "reference read")
     failures = []
     for family, options, command, code, text in FAULTS:
-        with simulator(tmp, "--family", family, *options) as sim:
+        with Simulator(ARGS.cli, tmp, "--family", family, *options) as sim:
             rc, out, err = cli(*[refs[family] if a == "REF" else a for a in command], "--port", sim.pty)
         said = out + err
         if rc != code or text not in said or (code != 0 and "verified: every" in said):
@@ -165,8 +162,8 @@ def next_line(stream, what, starts=""):
 
 def test_production_run_with_adapters_plugged_and_pulled(tmp):
     ns = UsbNamespace()
-    sim = simulator(tmp, "--family", "block")
-    faulty = simulator(tmp, "--family", "block", "--fault", "value")
+    sim = Simulator(ARGS.cli, tmp, "--family", "block")
+    faulty = Simulator(ARGS.cli, tmp, "--family", "block", "--fault", "value")
     reference, log = os.path.join(tmp, "reference.txt"), os.path.join(tmp, "results.csv")
     check(cli("info", "write", "--type", 'SIM,"7"', "--date", "2026-01-15", "--port", sim.pty)[0] == 0, "type")
     check(cli("params", "read", "--out", reference, "--port", sim.pty)[0] == 0, "reference read")

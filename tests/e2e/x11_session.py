@@ -2,6 +2,7 @@
 artefacts; shared by the end-to-end tests. Needs Xvfb, xdotool, x11-utils and Debian's python3-pil."""
 
 import argparse
+import contextlib
 import os
 import re
 import shutil
@@ -191,11 +192,10 @@ class X11Session:
 
     def screenshot(self, name, wid=None):
         """Grabs the screen (or the window's client area) and keeps it as an artefact."""
-        img = ImageGrab.grab(xdisplay=self.display)
+        img = ImageGrab.grab(xdisplay=self.display).convert("RGB")
         if wid is not None:
             x, y, w, h = self.geometry(wid)
             img = img.crop((x, y, x + w, y + h))
-        img = img.convert("RGB")
         img.save(os.path.join(self.artifacts, name + ".png"))
         return img
 
@@ -266,8 +266,7 @@ class UsbNamespace:
         self.plug(None)
 
     def stop(self):
-        self.holder.kill()
-        self.holder.wait()
+        end_process(self.holder)
 
 def start_with_simulator(s, program, family="block", plug=True):
     """(namespace, simulator, window): the program in a namespace, the simulator its adapter (opened when `plug`)."""
@@ -358,11 +357,10 @@ def run_tests(tests, artifacts, session_class=X11Session, x_server=True):
         except Exception as e:  # report every failure kind, keep going
             failures += 1
             print(f"[FAIL] {test.__name__}: {e}")
-            try:
+            with contextlib.suppress(Exception):
                 session.screenshot("failure")
-            except Exception:
-                pass
-            print(session.stderr_text()[-3000:] if os.path.exists(session.stderr_path) else "")
+            with contextlib.suppress(OSError):
+                print(session.stderr_text()[-3000:])
         finally:
             session.stop()
     print(f"{len(tests) - failures}/{len(tests)} passed; artefacts in {artifacts}")
