@@ -6,7 +6,7 @@ import sys
 import time
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
-from x11_session import IMPORT, SAVE, check, main, run_tests, wait_for
+from x11_session import IMPORT, SAVE, check, run_script, wait_for
 
 ARGS = None
 
@@ -40,5 +40,4 @@ def test_import_then_save_through_the_dialogs_gives_back_the_same_file(s):
     check(s.program.poll() is None, "the program ended after a cancelled dialog")
 
 if __name__ == "__main__":
-    ARGS = main()
-    sys.exit(run_tests([test_import_then_save_through_the_dialogs_gives_back_the_same_file], ARGS.artifacts))
+    run_script(globals())

@@ -6,7 +6,7 @@ import sys
 import time
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
-from x11_session import SAVE, check, main, register_trade, run_tests, start_with_simulator, wait_for
+from x11_session import SAVE, check, register_trade, run_script, start_with_simulator, wait_for
 
 ARGS = None
 
@@ -24,7 +24,4 @@ def test_register_servo_times_out_on_information_and_trades_parameters_register_
     check(text == want, f"JVN file differs:\n{text}")
 
 if __name__ == "__main__":
-    ARGS = main(needs_namespaces=True)
-    sys.exit(run_tests([
-        test_register_servo_times_out_on_information_and_trades_parameters_register_by_register,
-    ], ARGS.artifacts))
+    run_script(globals(), True)

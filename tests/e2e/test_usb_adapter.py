@@ -7,8 +7,7 @@ import time
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 from PIL import ImageChops
-from x11_session import (PORT_BUTTON_SAMPLE, PORT_OPEN_COLOR, check, main, port_button_is, run_tests,
-                         start_with_simulator)
+from x11_session import PORT_BUTTON_SAMPLE, PORT_OPEN_COLOR, check, port_button_is, run_script, start_with_simulator
 
 ARGS = None
 PROMPT_AREA = (485 - 175, 330 - 75, 485 + 175, 330 + 75)  # where prompt boxes appear (centred, 350 x 150)
@@ -51,6 +50,4 @@ def test_the_adapter_opens_when_plugged_closes_when_pulled_and_the_button_closes
     check(s.program.wait(10) == 0, "the program did not end cleanly with its port open")
 
 if __name__ == "__main__":
-    ARGS = main(needs_namespaces=True)
-    sys.exit(run_tests([test_the_adapter_opens_when_plugged_closes_when_pulled_and_the_button_closes_it_for_good],
-                       ARGS.artifacts))
+    run_script(globals(), True)

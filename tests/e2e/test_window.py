@@ -6,8 +6,8 @@ import time
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 from x11_session import (ABOUT, IMPORT, PORT_OPEN_COLOR, SCREEN_H, SCREEN_W, WINDOW_TITLE, check,
-                         compare_with_reference, main, missing_picture_quits, namespaces_available, port_button_is,
-                         run_tests, start_with_simulator, wait_for)
+                         compare_with_reference, missing_picture_quits, namespaces_available, port_button_is,
+                         run_script, start_with_simulator, wait_for)
 
 ARGS = None
 
@@ -52,10 +52,4 @@ def test_closing_the_window_while_a_file_dialog_is_open_ends_the_program(s):
     check(rc == 0, f"exit code {rc}")
 
 if __name__ == "__main__":
-    ARGS = main()
-    sys.exit(run_tests([
-        test_window_is_fixed_970_by_660_titled_and_centred,
-        test_alt_slash_opens_the_about_box_escape_closes_it_and_the_program_runs_behind_it,
-        test_missing_picture_shows_the_box_and_quits,
-        test_closing_the_window_while_a_file_dialog_is_open_ends_the_program,
-    ], ARGS.artifacts))
+    run_script(globals())

@@ -11,8 +11,7 @@ import time
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 from x11_session import (ABOUT, GAIN_FIELD_END, READ_INFO, READ_PARAMS, SAVE, WRITE_PARAMS, Simulator, X11Session,
-                         check, compare_with_reference, main, missing_picture_quits, register_trade, run_tests,
-                         wait_for)
+                         check, compare_with_reference, missing_picture_quits, register_trade, run_script, wait_for)
 
 ARGS = None
 PORT = "COM5"
@@ -125,9 +124,4 @@ def test_missing_picture_shows_the_box_and_quits(s):
     missing_picture_quits(s, ARGS.program, timeout=60, visible=True)
 
 if __name__ == "__main__":
-    ARGS = main(False, "--simulator")
-    sys.exit(run_tests([
-        test_block_servo_window_information_and_parameter_block,
-        test_register_servo_times_out_on_information_and_trades_parameters_register_by_register,
-        test_missing_picture_shows_the_box_and_quits,
-    ], ARGS.artifacts, WineSession))
+    run_script(globals(), False, "--simulator", session_class=WineSession)

@@ -27,18 +27,20 @@ PORT_BUTTON_SAMPLE = (420, 236)  # the port button's left part, clear of its cap
 PORT_OPEN_COLOR = (0xE7, 0xC1, 0x29)
 ABOUT = "^关于 QRX_SERVO_TOOL_V_1_0_6$"  # the About box's caption
 
-def main(needs_namespaces=False, *required):
-    """--program, --artifacts and `required`, the tools checked; exit 77 without namespaces when they are needed."""
+def run_script(script, needs_namespaces=False, *required, session_class=None):
+    """Runs the test_* functions of a script's globals in their order, its arguments (--program, --artifacts and
+    `required`) in its ARGS; exits with 77 when the tests need mount namespaces and this process may not make them."""
     p = argparse.ArgumentParser()
     for name in ("--program", "--artifacts", *required):
         p.add_argument(name, required=True)
     p.add_argument("--update-references", action="store_true", help="write the compared screenshots as references")
-    args = p.parse_args()
+    args = script["ARGS"] = p.parse_args()
     missing = [t for t in ("Xvfb", "xdotool", "xprop", "xwininfo") if shutil.which(t) is None]
     check(not missing, "missing tools: " + ", ".join(missing))
     if needs_namespaces:
         skip_without_namespaces()
-    return args
+    tests = [f for name, f in script.items() if name.startswith("test_")]
+    sys.exit(run_tests(tests, args.artifacts, session_class or X11Session))
 
 class Failure(Exception):
     pass
