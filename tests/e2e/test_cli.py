@@ -210,13 +210,7 @@ def main():
     ARGS = p.parse_args()
     if ARGS.production:
         skip_without_namespaces()
-    tests = [test_production_run_with_adapters_plugged_and_pulled] if ARGS.production else [
-        test_usage_ports_and_unopenable_port,
-        test_block_family_information_and_parameters_round_trip,
-        test_register_family_parameters_round_trip,
-        test_faults_give_their_exit_code_and_message_and_never_a_verified_write,
-        test_convert_carries_the_shared_fields_and_refuses_a_bad_file,
-    ]
+    tests = [f for n, f in globals().items() if n.startswith("test_") and ("production" in n) == ARGS.production]
     return run_tests(tests, ARGS.artifacts, x_server=False)
 
 if __name__ == "__main__":

@@ -15,9 +15,9 @@ from PIL import Image, ImageChops, ImageGrab, ImageStat
 
 SCREEN_W, SCREEN_H = 1280, 1024
 WINDOW_TITLE = "QRX_SERVO_TOOL_V_1_0_7"
-ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
-FAKE_USB = os.path.join(ROOT, "tools", "fake_usb_adapter.sh")
-SKIP = 77  # the exit code ctest reports as "skipped"
+HERE = os.path.dirname(os.path.abspath(__file__))
+FAKE_USB = os.path.join(HERE, "..", "..", "tools", "fake_usb_adapter.sh")
+REFERENCES = os.path.join(HERE, "reference")
 
 # Client coordinates of the widgets (see ui/screen.cpp and params/panel_lvgl.cpp).
 READ_INFO, GAIN_FIELD_END = (819, 63), (610, 306)
@@ -26,21 +26,6 @@ PROMPT_CLOSE = (628, 278)  # close button of the prompt box, centred in the wind
 PORT_BUTTON_SAMPLE = (420, 236)  # the port button's left part, clear of its caption and of the About box
 PORT_OPEN_COLOR = (0xE7, 0xC1, 0x29)
 ABOUT = "^关于 QRX_SERVO_TOOL_V_1_0_6$"  # the About box's caption
-
-def run_script(script, needs_namespaces=False, *required, session_class=None):
-    """Runs the test_* functions of a script's globals in their order, its arguments (--program, --artifacts and
-    `required`) in its ARGS; exits with 77 when the tests need mount namespaces and this process may not make them."""
-    p = argparse.ArgumentParser()
-    for name in ("--program", "--artifacts", *required):
-        p.add_argument(name, required=True)
-    p.add_argument("--update-references", action="store_true", help="write the compared screenshots as references")
-    args = script["ARGS"] = p.parse_args()
-    missing = [t for t in ("Xvfb", "xdotool", "xprop", "xwininfo") if shutil.which(t) is None]
-    check(not missing, "missing tools: " + ", ".join(missing))
-    if needs_namespaces:
-        skip_without_namespaces()
-    tests = [f for name, f in script.items() if name.startswith("test_")]
-    sys.exit(run_tests(tests, args.artifacts, session_class or X11Session))
 
 class Failure(Exception):
     pass
@@ -322,12 +307,10 @@ def namespaces_available():
 def skip_without_namespaces():
     if not namespaces_available():
         print("SKIP: needs root and mount namespaces (unshare, nsenter)")
-        sys.exit(SKIP)
+        sys.exit(77)  # what ctest reports as "skipped"
 
 def port_button_is(img, colour, tolerance=24):
     return all(abs(a - b) <= tolerance for a, b in zip(img.getpixel(PORT_BUTTON_SAMPLE), colour))
-
-REFERENCES = os.path.join(os.path.dirname(os.path.abspath(__file__)), "reference")
 
 def compare_with_reference(img, name, update=False, max_mean=1.0, max_changed=0.01):
     """Against reference/<name>.png: a blinking cursor or a hinting change passes, a moved or missing widget not."""
@@ -368,4 +351,17 @@ def run_tests(tests, artifacts, session_class=X11Session, x_server=True):
     print(f"{len(tests) - failures}/{len(tests)} passed; artefacts in {artifacts}")
     return 1 if failures else 0
 
-
+def run_script(script, needs_namespaces=False, *required, session_class=X11Session):
+    """Runs the test_* functions of a script's globals in their order, its arguments (--program, --artifacts and
+    `required`) in its ARGS; exits with 77 when the tests need mount namespaces and this process may not make them."""
+    p = argparse.ArgumentParser()
+    for name in ("--program", "--artifacts", *required):
+        p.add_argument(name, required=True)
+    p.add_argument("--update-references", action="store_true", help="write the compared screenshots as references")
+    args = script["ARGS"] = p.parse_args()
+    missing = [t for t in ("Xvfb", "xdotool", "xprop", "xwininfo") if shutil.which(t) is None]
+    check(not missing, "missing tools: " + ", ".join(missing))
+    if needs_namespaces:
+        skip_without_namespaces()
+    tests = [f for name, f in script.items() if name.startswith("test_")]
+    sys.exit(run_tests(tests, args.artifacts, session_class))
