@@ -1,22 +1,18 @@
-"""servo_cli against the servo simulator on pseudo-terminals: both families, the simulator's
-faults (each gives its exit code and message, never a verified write), the file conversions, and
-(with --production, root only) a production run with the simulator plugged in and pulled out as
-a USB adapter in a private mount namespace."""
+"""servo_cli against the servo simulator on pseudo-terminals: both families, the simulator's faults (each gives its
+exit code and message, never a verified write), the file conversions, and (--production, root only) a production run
+with the simulator plugged in and pulled out as a USB adapter in a private mount namespace."""
 
 import argparse
 import csv
 import json
 import os
-import queue
 import signal
 import subprocess
 import sys
-import tempfile
 import threading
-import time
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
-from x11_session import SKIP, Failure, Simulator, UsbNamespace, check, namespaces_available
+from x11_session import Failure, Simulator, UsbNamespace, check, run_tests, skip_without_namespaces
 
 ARGS = None
 DATA = os.path.join(os.path.dirname(os.path.dirname(os.path.abspath(__file__))), "data")
@@ -35,9 +31,6 @@ def write(path, text, mode="w"):
     with open(path, mode) as f:
         f.write(text)
 
-def simulator(tmp, *args):
-    return Simulator(ARGS.cli, tmp, *args)
-
 def test_usage_ports_and_unopenable_port(tmp):
     rc, out, _ = cli("--help")
     check(rc == 0 and "5  bad parameter file" in out and "production --reference" in out, "--help")
@@ -50,7 +43,7 @@ def test_usage_ports_and_unopenable_port(tmp):
     check(rc == 3 and "Seiral Open Error: Can't Open This Comport" in doc["messages"], f"open failure: {doc}")
 
 def test_block_family_information_and_parameters_round_trip(tmp):
-    with simulator(tmp, "--family", "block") as sim:
+    with Simulator(ARGS.cli, tmp, "--family", "block") as sim:
         port = ["--port", sim.pty]
         rc, doc = cli_json("info", "read", *port)
         check(rc == 0 and doc["type"] == "SIM-BLOCK-01" and doc["date"] == "2026-01-15", f"info read: {doc}")
@@ -86,7 +79,7 @@ def test_block_family_information_and_parameters_round_trip(tmp):
               f"verify mismatch: {doc}")
 
 def test_register_family_parameters_round_trip(tmp):
-    with simulator(tmp, "--family", "register") as sim:
+    with Simulator(ARGS.cli, tmp, "--family", "register") as sim:
         port = ["--port", sim.pty]
         saved = os.path.join(tmp, "register.txt")
         rc, doc = cli_json("params", "read", "--out", saved, *port)
@@ -130,11 +123,11 @@ def test_faults_give_their_exit_code_and_message_and_never_a_verified_write(tmp)
     refs = {}
     for family in ("block", "register"):
         refs[family] = os.path.join(tmp, f"ref-{family}.txt")
-        with simulator(tmp, "--family", family) as sim:
+        with Simulator(ARGS.cli, tmp, "--family", family) as sim:
             check(cli("params", "read", "--out", refs[family], "--port", sim.pty)[0] == 0, "reference read")
     failures = []
     for family, options, command, code, text in FAULTS:
-        with simulator(tmp, "--family", family, *options) as sim:
+        with Simulator(ARGS.cli, tmp, "--family", family, *options) as sim:
             rc, out, err = cli(*[refs[family] if a == "REF" else a for a in command], "--port", sim.pty)
         said = out + err
         if rc != code or text not in said or (code != 0 and "verified: every" in said):
@@ -160,27 +153,17 @@ def test_convert_carries_the_shared_fields_and_refuses_a_bad_file(tmp):
     check(rc == 5 and "Unknown keyword" in err and not os.path.exists(target), f"bad file: {rc} {err}")
     check(not [n for n in os.listdir(tmp) if ".part" in n], "a temporary file was left behind")
 
-def line_queue(stream):
-    """Lines of a pipe as they come, read by a thread so that a wait can end."""
-    q = queue.Queue()
-    threading.Thread(target=lambda: [q.put(line.rstrip("\n")) for line in stream], daemon=True).start()
-    return q
-
-def next_line(q, what, timeout=20, starts=""):
-    deadline = time.time() + timeout
-    while time.time() < deadline:
-        try:
-            line = q.get(timeout=max(0.01, deadline - time.time()))
-        except queue.Empty:
-            break
+def next_line(stream, what, starts=""):
+    """The next line of the pipe that starts so; a hung program is ended by the watchdog below, ending the wait."""
+    for line in iter(stream.readline, ""):
         if line.startswith(starts):
-            return line
+            return line.rstrip("\n")
     raise Failure(f"servo_cli never printed {what}")
 
 def test_production_run_with_adapters_plugged_and_pulled(tmp):
     ns = UsbNamespace()
-    sim = simulator(tmp, "--family", "block")
-    faulty = simulator(tmp, "--family", "block", "--fault", "value")
+    sim = Simulator(ARGS.cli, tmp, "--family", "block")
+    faulty = Simulator(ARGS.cli, tmp, "--family", "block", "--fault", "value")
     reference, log = os.path.join(tmp, "reference.txt"), os.path.join(tmp, "results.csv")
     check(cli("info", "write", "--type", 'SIM,"7"', "--date", "2026-01-15", "--port", sim.pty)[0] == 0, "type")
     check(cli("params", "read", "--out", reference, "--port", sim.pty)[0] == 0, "reference read")
@@ -193,18 +176,20 @@ def test_production_run_with_adapters_plugged_and_pulled(tmp):
     ns.unplug()
     prod = subprocess.Popen(ns.command(ARGS.cli, "production", "--reference", reference, "--log", log),
                             stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
-    out, err = line_queue(prod.stdout), line_queue(prod.stderr)
+    watchdog = threading.Timer(200, prod.kill)
+    watchdog.start()
     try:
         results = []
         for servo in [sim] * 20 + [faulty]:
             ns.plug(servo.pty)
-            results.append(next_line(out, "a result"))
+            results.append(next_line(prod.stdout, "a result"))
             ns.unplug()
-            next_line(err, "the removal", starts="servo_cli: /dev/ttyUSB0 pulled out")
+            next_line(prod.stderr, "the removal", "servo_cli: /dev/ttyUSB0 pulled out")
         prod.send_signal(signal.SIGINT)
-        summary = next_line(out, "the summary")
+        summary = next_line(prod.stdout, "the summary")
         prod.wait(10)
     finally:
+        watchdog.cancel()
         if prod.poll() is None:
             prod.kill()
         ns.stop(), sim.stop(), faulty.stop()
@@ -223,27 +208,10 @@ def main():
     p.add_argument("--artifacts", required=True)
     p.add_argument("--production", action="store_true", help="run the production case (root only)")
     ARGS = p.parse_args()
-    if ARGS.production and not namespaces_available():
-        print("SKIP: needs root and mount namespaces (unshare, nsenter)")
-        return SKIP
-    tests = [test_production_run_with_adapters_plugged_and_pulled] if ARGS.production else [
-        test_usage_ports_and_unopenable_port,
-        test_block_family_information_and_parameters_round_trip,
-        test_register_family_parameters_round_trip,
-        test_faults_give_their_exit_code_and_message_and_never_a_verified_write,
-        test_convert_carries_the_shared_fields_and_refuses_a_bad_file,
-    ]
-    failures = 0
-    os.makedirs(ARGS.artifacts, exist_ok=True)
-    for test in tests:
-        with tempfile.TemporaryDirectory(dir=ARGS.artifacts) as tmp:
-            try:
-                test(tmp)
-                print(f"[ OK ] {test.__name__}")
-            except (Failure, subprocess.TimeoutExpired, OSError, ValueError, KeyError) as e:
-                failures += 1
-                print(f"[FAIL] {test.__name__}: {e}")
-    return 1 if failures else 0
+    if ARGS.production:
+        skip_without_namespaces()
+    tests = [f for n, f in globals().items() if n.startswith("test_") and ("production" in n) == ARGS.production]
+    return run_tests(tests, ARGS.artifacts, x_server=False)
 
 if __name__ == "__main__":
     sys.exit(main())

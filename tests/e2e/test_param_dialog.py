@@ -1,14 +1,12 @@
-"""Import and save parameters through the real GTK file dialogs of the running program: a
-ConfigBuffer file is imported through "从PC导入参数", saved again through "保存参数到PC", and
-the two files must be equal byte for byte (the file is one that repacking leaves unchanged).
-Every path holds blanks and Chinese characters."""
+"""A ConfigBuffer file imported through "从PC导入参数" and the GTK file dialog, saved again through "保存参数到PC", is
+the same byte for byte (repacking leaves it unchanged); every path holds blanks and Chinese characters."""
 
 import os
 import sys
 import time
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
-from x11_session import IMPORT, SAVE, check, main, run_tests, wait_for
+from x11_session import IMPORT, SAVE, check, run_script, wait_for
 
 ARGS = None
 
@@ -42,5 +40,4 @@ def test_import_then_save_through_the_dialogs_gives_back_the_same_file(s):
     check(s.program.poll() is None, "the program ended after a cancelled dialog")
 
 if __name__ == "__main__":
-    ARGS = main()
-    sys.exit(run_tests([test_import_then_save_through_the_dialogs_gives_back_the_same_file], ARGS.artifacts))
+    run_script(globals())

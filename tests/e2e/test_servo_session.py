@@ -1,14 +1,12 @@
-"""A user's session with a servo: the real program, the servo simulator plugged in as a USB
-adapter (private mount namespace, root only), clicks and typing through xdotool. Every check is
-made on what the servo received (the simulator's log), on the files written, and on the prompts
-the user was shown (the program records each one in its log)."""
+"""A user's session with a register-family servo plugged in as a USB adapter (private mount namespace, root only):
+checks on what the servo received (the simulator's log), the file saved and the prompts shown (the program's log)."""
 
 import os
 import sys
 import time
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
-from x11_session import SAVE, check, main, register_trade, run_tests, start_with_simulator, wait_for
+from x11_session import SAVE, check, register_trade, run_script, start_with_simulator, wait_for
 
 ARGS = None
 
@@ -26,7 +24,4 @@ def test_register_servo_times_out_on_information_and_trades_parameters_register_
     check(text == want, f"JVN file differs:\n{text}")
 
 if __name__ == "__main__":
-    ARGS = main(needs_namespaces=True)
-    sys.exit(run_tests([
-        test_register_servo_times_out_on_information_and_trades_parameters_register_by_register,
-    ], ARGS.artifacts))
+    run_script(globals(), True)

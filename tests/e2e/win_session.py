@@ -1,102 +1,64 @@
-"""The Windows program under wine on a private X server (wine's X11 driver), driven as a user
-would (xdotool), with the servo simulator on a pseudo-terminal that the wine prefix knows as COM5.
+"""The Windows program under wine on a private X server (wine's X11 driver), driven as a user would (xdotool), with
+the servo simulator on a pseudo-terminal linked as COM5 and described to the device-setup service as a USB serial
+adapter (the registry keys SetupAPI lists serial ports from), so the program finds and opens it as a real adapter.
+Run by tools/test_windows.sh (WINEPREFIX set, the prefix on the X11 driver):
+    win_session.py --program build-win/servo_tool.exe --simulator build/tools/servo_sim --artifacts DIR"""
 
-COM5 is linked to the simulator's pseudo-terminal ($WINEPREFIX/dosdevices/com5) and described to
-the device-setup service as a USB serial adapter (the registry keys SetupAPI lists serial-port
-interfaces from), so the program finds and opens it as it would a real adapter.
-
-Run by tools/test_windows.sh with WINEPREFIX set and the prefix on the X11 driver:
-    win_session.py --program build-win/servo_tool.exe --simulator build/tools/servo_sim --artifacts DIR
-"""
-
-import argparse
 import os
 import subprocess
 import sys
 import time
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
-import x11_session
 from x11_session import (ABOUT, GAIN_FIELD_END, READ_INFO, READ_PARAMS, SAVE, WRITE_PARAMS, Simulator, X11Session,
-                         check, compare_with_reference, missing_picture_quits, register_trade, require_tools, wait_for)
+                         check, compare_with_reference, missing_picture_quits, register_trade, run_script, wait_for)
 
 ARGS = None
 PORT = "COM5"
 ADAPTER = r"USB\VID_0403&PID_6001\E2E0001"
 COMPORT_CLASS = "{86e0d1e0-8089-11d0-9ce4-08003e301f73}"
 PORTS_SETUP_CLASS = "{4d36e978-e325-11ce-bfc1-08002be10318}"
-
-def parse_args():
-    p = argparse.ArgumentParser()
-    p.add_argument("--program", required=True, help="path of servo_tool.exe")
-    p.add_argument("--simulator", required=True, help="path of the Linux build's servo_sim")
-    p.add_argument("--artifacts", required=True, help="folder for screenshots and logs")
-    return p.parse_args()
+DEVICE_CLASSES = r"HKEY_LOCAL_MACHINE\System\CurrentControlSet\Control\DeviceClasses" + "\\" + COMPORT_CLASS
 
 class WineSession(X11Session):
     """The program started through wine, from its own folder (where its picture is)."""
-
-    def env(self):
-        env = super().env()
-        env.setdefault("WINEDEBUG", "-all")
-        return env
+    launcher = ["wine"]
 
     def quiet(self, *cmd):
         subprocess.run(list(cmd), env=self.env(), stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, timeout=120)
 
     def start_x(self):
-        """The X server, then a fresh wine server and services on it: wine's desktop takes its
-        display when it starts, and the services started here keep no test's output open."""
+        """The X server, then a fresh wine server and services on it (wine's desktop takes the display it starts on;
+        services started here keep no test's output open)."""
         super().start_x()
-        self.quiet("wineserver", "-k")
-        self.quiet("wineserver", "-w")
-        self.quiet("wineboot")
+        for cmd in (["wineserver", "-k"], ["wineserver", "-w"], ["wineboot"]):
+            self.quiet(*cmd)
         self.cleanups.insert(0, lambda: self.quiet("wineserver", "-k"))
-        return self
-
-    def start_program(self, program, cwd=None, extra_env=None, namespace=None):
-        self.program_path = os.path.abspath(program)
-        self.started_at = time.time()
-        self.program = subprocess.Popen(["wine", self.program_path], cwd=cwd or os.path.dirname(self.program_path),
-                                        env=self.env(), stdout=subprocess.DEVNULL,
-                                        stderr=open(self.stderr_path, "wb"))
-        return self
-
-def registry_file(folder):
-    """A registry script that describes COM5 as a present USB serial adapter."""
-    iface = "##?#" + ADAPTER.replace("\\", "#") + "#" + COMPORT_CLASS
-    classes = r"HKEY_LOCAL_MACHINE\System\CurrentControlSet\Control\DeviceClasses" + "\\" + COMPORT_CLASS
-    enum = r"HKEY_LOCAL_MACHINE\System\CurrentControlSet\Enum" + "\\" + ADAPTER
-
-    def q(text):  # a .reg string value
-        return '"' + text.replace("\\", "\\\\") + '"'
-    link = iface.replace("##?#", "\\\\?\\", 1)
-    lines = ["REGEDIT4", "",
-             f"[{enum}]", f'"ClassGUID"={q(PORTS_SETUP_CLASS)}', "",
-             f"[{enum}\\Device Parameters]", f'"PortName"={q(PORT)}', "",
-             f"[{classes}\\{iface}]", f'"DeviceInstance"={q(ADAPTER)}', "",
-             f"[{classes}\\{iface}\\#]", f'"SymbolicLink"={q(link)}', "",
-             f"[{classes}\\{iface}\\#\\Control]", '"Linked"=dword:00000001', ""]
-    path = os.path.join(folder, "com5-adapter.reg")
-    with open(path, "w", newline="\r\n") as f:
-        f.write("\n".join(lines))
-    return path
 
 def plug_adapter(s, sim):
-    """COM5 -> the simulator's pseudo-terminal, then listed by the device-setup service."""
-    link = os.path.join(os.environ["WINEPREFIX"], "dosdevices", PORT.lower())
-    if os.path.lexists(link):
-        os.remove(link)
-    os.symlink(sim.pty, link)
-    s.cleanups.append(lambda: os.path.lexists(link) and os.remove(link))
-    s.run("wine", "regedit", "/S", "Z:" + registry_file(s.temp_folder("servo-reg-")).replace("/", "\\"), timeout=60)
+    """COM5 -> the simulator's pseudo-terminal, then described to the device-setup service as a USB serial adapter."""
+    com5 = os.path.join(os.environ["WINEPREFIX"], "dosdevices", PORT.lower())
+    if os.path.lexists(com5):
+        os.remove(com5)
+    os.symlink(sim.pty, com5)
+    s.cleanups.append(lambda: os.path.lexists(com5) and os.remove(com5))
+    iface = "##?#" + ADAPTER.replace("\\", "#") + "#" + COMPORT_CLASS
+    key, enum = f"[{DEVICE_CLASSES}\\{iface}", r"HKEY_LOCAL_MACHINE\System\CurrentControlSet\Enum" + "\\" + ADAPTER
+    q = lambda text: '"' + text.replace("\\", "\\\\") + '"'  # a .reg string value
+    link = q(iface.replace("##?#", "\\\\?\\", 1))
+    sections = ["REGEDIT4", f'[{enum}]\n"ClassGUID"={q(PORTS_SETUP_CLASS)}',
+                f'[{enum}\\Device Parameters]\n"PortName"={q(PORT)}', f'{key}]\n"DeviceInstance"={q(ADAPTER)}',
+                f'{key}\\#]\n"SymbolicLink"={link}', f'{key}\\#\\Control]\n"Linked"=dword:00000001']
+    reg = os.path.join(s.temp_folder("servo-reg-"), "com5-adapter.reg")
+    with open(reg, "w", newline="\r\n") as f:
+        f.write("\n\n".join(sections) + "\n")
+    s.run("wine", "regedit", "/S", "Z:" + reg.replace("/", "\\"), timeout=60)
     s.wait_log(r"Open_Device successfully", timeout=30)
     time.sleep(0.3)
 
 def unplug_adapter(s):
     """The adapter's listing goes (if it was made), so that the next session starts without it."""
-    s.run("wine", "reg", "delete", r"HKLM\System\CurrentControlSet\Control\DeviceClasses" + "\\" + COMPORT_CLASS,
-          "/f", check_rc=False, timeout=60)
+    s.run("wine", "reg", "delete", DEVICE_CLASSES, "/f", check_rc=False, timeout=60)
 
 def start(s, family):
     """Program started and showing its first frame, simulator ready; returns (simulator, window)."""
@@ -140,7 +102,7 @@ def test_register_servo_times_out_on_information_and_trades_parameters_register_
     sim, wid = start(s, "register")
     # the program goes on behind the About box: the adapter plugged in meanwhile is opened
     s.key(wid, "alt+slash")
-    about = s.wait_visible_window(ABOUT)
+    about = s.wait_window(ABOUT, visible=True)
     plug_adapter(s, sim)
     check(s.windows(ABOUT), "the About box closed by itself")
     s.screenshot("about-box")
@@ -151,11 +113,7 @@ def test_register_servo_times_out_on_information_and_trades_parameters_register_
     # letters outside wine's keyboard map, so the name is plain ASCII)
     folder = s.temp_folder("servo-save-")
     s.click(wid, *SAVE)
-    dialog = s.wait_visible_window("^(Save As|另存为)$")
-    time.sleep(1.0)
-    s.run("xdotool", "windowfocus", "--sync", dialog, check_rc=False)
-    s.run("xdotool", "type", "--delay", "20", "Z:" + folder.replace("/", "\\") + "\\jvn")
-    s.run("xdotool", "key", "Return")
+    s.choose_path("(Save As|另存为)", "Z:" + folder.replace("/", "\\") + "\\jvn")
     path = os.path.join(folder, "jvn.txt")
     wait_for(lambda: os.path.exists(path) and os.path.getsize(path) > 0, "the saved file")
     time.sleep(0.3)
@@ -166,11 +124,4 @@ def test_missing_picture_shows_the_box_and_quits(s):
     missing_picture_quits(s, ARGS.program, timeout=60, visible=True)
 
 if __name__ == "__main__":
-    ARGS = parse_args()
-    require_tools()
-    x11_session.X11Session = WineSession  # the shared runner makes one session per test
-    sys.exit(x11_session.run_tests([
-        test_block_servo_window_information_and_parameter_block,
-        test_register_servo_times_out_on_information_and_trades_parameters_register_by_register,
-        test_missing_picture_shows_the_box_and_quits,
-    ], ARGS.artifacts))
+    run_script(globals(), False, "--simulator", session_class=WineSession)

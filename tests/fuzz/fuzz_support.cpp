@@ -25,19 +25,12 @@ void fake_port_panel_fill_port(ScreenPort& port);
 void fake_info_fields_fill_port(ScreenPort& port);
 void fake_prompt_fill_port(ScreenPort& port);
 void fake_protocol_timers_fill_port(ScreenPort& port);
-void fake_panel_set_text(PanelEntry entry, const char* text);
-void fake_info_field_set(InfoField field, const char* text);
-prompt_box_t fake_show_prompt(const char* text);
-prompt_box_t fake_show_prompt_alert(const char* text);
-prompt_box_t fake_show_error(const char* text);
 
 namespace {
 
 constexpr uint64_t CLOCK_START_MS = 0xFFFFFF00u; /* time-outs must hold across the 32-bit wrap */
 uint64_t g_now_ms = CLOCK_START_MS;
 
-/* Characters an entry takes, as the screen lays the panel out (ui/param_panel.cpp). */
-constexpr size_t ENTRY_MAX_CHARS[PANEL_ENTRY_COUNT] = {4, 4, 4, 4, 4, 2, 3, 3, 3, 5, 2, 5, 2, 5, 2, 3};
 /* Characters an information field can get from a frame: type, year, month, day. */
 constexpr size_t INFO_MAX_CHARS[INFO_FIELD_COUNT] = {20, 4, 2, 2};
 
@@ -59,24 +52,12 @@ long utf8_chars(const char* text) {
     return chars;
 }
 
+ScreenPort g_fakes; /* the recording screen, called after each check */
+
 void check_prompt_text(const char* text) {
     const std::string t = text != nullptr ? text : "(null)";
-    FUZZ_CHECK(text != nullptr && text[0] != '\0', t);
-    FUZZ_CHECK(utf8_chars(text) >= 0, t);
+    FUZZ_CHECK(text != nullptr && text[0] != '\0' && utf8_chars(text) >= 0, t);
     FUZZ_CHECK(strlen(text) < PARAM_FILE_MESSAGE_SIZE, t);
-}
-
-prompt_box_t checked_prompt(const char* text) {
-    check_prompt_text(text);
-    return fake_show_prompt(text);
-}
-prompt_box_t checked_alert(const char* text) {
-    check_prompt_text(text);
-    return fake_show_prompt_alert(text);
-}
-prompt_box_t checked_error(const char* text) {
-    check_prompt_text(text);
-    return fake_show_error(text);
 }
 
 /* The core writes numbers into the panel, never other text. */
@@ -86,7 +67,7 @@ void checked_panel_set_text(PanelEntry entry, const char* text) {
     FUZZ_CHECK(text != nullptr, t);
     const char* digits = text[0] == '-' ? text + 1 : text;
     FUZZ_CHECK(digits[0] != '\0' && strspn(digits, "0123456789") == strlen(digits) && strlen(digits) <= 10, t);
-    fake_panel_set_text(entry, text);
+    g_fakes.panel_set_text(entry, text);
 }
 
 /* Texts from an information frame: the frame's field widths, valid UTF-8, the type cut at a blank. */
@@ -97,36 +78,26 @@ void checked_info_field_set(InfoField field, const char* text) {
     const long chars = utf8_chars(text);
     FUZZ_CHECK(chars >= 0 && static_cast<size_t>(chars) <= INFO_MAX_CHARS[i], t);
     FUZZ_CHECK(field != InfoField::Type || strchr(text, ' ') == nullptr, t);
-    fake_info_field_set(field, text);
+    g_fakes.info_field_set(field, text);
 }
-
-uint64_t driven_clock() {
-    return g_now_ms;
-}
-void driven_sleep(uint32_t ms) {
-    g_now_ms += ms;
-}
-void quiet_log(const char*) {}
 
 void install_once() {
     static bool done = false;
     if (done) return;
     done = true;
-    ScreenPort port = {};
-    fake_panel_fill_port(port);
-    fake_port_panel_fill_port(port);
-    fake_info_fields_fill_port(port);
-    fake_prompt_fill_port(port);
-    fake_protocol_timers_fill_port(port);
-    port.show_prompt = checked_prompt;
-    port.show_prompt_alert = checked_alert;
-    port.show_error = checked_error;
+    for (auto fill : {fake_panel_fill_port, fake_port_panel_fill_port, fake_info_fields_fill_port,
+                      fake_prompt_fill_port, fake_protocol_timers_fill_port})
+        fill(g_fakes);
+    ScreenPort port = g_fakes;
+    port.show_prompt = [](const char* t) { return check_prompt_text(t), g_fakes.show_prompt(t); };
+    port.show_prompt_alert = [](const char* t) { return check_prompt_text(t), g_fakes.show_prompt_alert(t); };
+    port.show_error = [](const char* t) { return check_prompt_text(t), g_fakes.show_error(t); };
     port.panel_set_text = checked_panel_set_text;
     port.info_field_set = checked_info_field_set;
     screen_port_set(&port);
-    clock_set_source(driven_clock);
-    clock_set_sleeper(driven_sleep);
-    dbg_log_set_sink(quiet_log);
+    clock_set_source([] { return g_now_ms; });
+    clock_set_sleeper([](uint32_t ms) { g_now_ms += ms; });
+    dbg_log_set_sink([](const char*) {});
 }
 
 } // namespace
@@ -161,12 +132,10 @@ void fuzz_new_run() {
 }
 
 void fuzz_type_entry(PanelEntry entry, const std::string& text) {
-    const int i = static_cast<int>(entry);
-    if (i < 0 || i >= PANEL_ENTRY_COUNT) return;
-    /* Keep whole characters of the valid prefix, as a text area holds them. */
+    /* Keep whole characters of the valid prefix, as the entry's text area holds them. */
     std::string typed;
     size_t chars = 0;
-    for (size_t pos = 0; pos < text.size() && chars < ENTRY_MAX_CHARS[i]; ++chars) {
+    for (size_t pos = 0; pos < text.size() && chars < panel_field_limits(entry).max_chars; ++chars) {
         size_t n = 1;
         while (pos + n < text.size() && (static_cast<unsigned char>(text[pos + n]) & 0xC0) == 0x80)
             ++n;

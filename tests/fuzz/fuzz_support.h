@@ -12,10 +12,7 @@
 
 /* Reports a broken guarantee and aborts, so that libFuzzer keeps the input. */
 [[noreturn]] void fuzz_fail(const char* what, const std::string& detail = "");
-#define FUZZ_CHECK(cond, detail)                                                                                       \
-    do {                                                                                                               \
-        if (!(cond)) fuzz_fail(#cond, detail);                                                                         \
-    } while (0)
+#define FUZZ_CHECK(cond, detail) ((cond) ? (void)0 : fuzz_fail(#cond, detail))
 
 /* Milliseconds of the driven clock; sleeps advance it. It starts just before the 32-bit wrap. */
 void fuzz_advance_ms(uint32_t ms);
