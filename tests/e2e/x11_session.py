@@ -124,18 +124,25 @@ class X11Session:
 
     def choose_path(self, title, path=None):
         """Types a full path into the chooser titled `title` (a pattern) and accepts, or cancels it when path is None.
-        A chooser still loading its folder can drop keys on a busy machine: while it stays open, the keys go again."""
+        A chooser still loading its folder can drop keys on a busy machine: while it stays open, any box it raised
+        over a mangled path is closed and the keys go again, over whatever the last try left in its entry."""
         dialog = self.wait_window(f"^{title}$", 30, visible=True)
-        for _ in range(8):
+        shown = lambda: self.run("xdotool", "search", "--onlyvisible", "--class", ".", check_rc=False).split()
+        before = shown()
+        for _ in range(6):
             time.sleep(1.0 if path else 0.3)  # the chooser maps first and loads its folder after
+            if dialog not in self.visible_windows():
+                return  # a slow chooser took the last try's keys after all
+            for box in set(shown()) - set(before):
+                self.run("xdotool", "windowfocus", "--sync", box, "key", "Return", check_rc=False)
             self.run("xdotool", "windowfocus", "--sync", dialog, check_rc=False)
             if path:  # open: the location entry; save: the name entry already has the focus
-                self.run("xdotool", "key", "ctrl+l" if title == "打开" else "ctrl+a")
+                self.run("xdotool", "key", *(["ctrl+l"] if title == "打开" else []), "ctrl+a")
                 time.sleep(0.3)
                 self.run("xdotool", "type", "--delay", "20", path)
                 time.sleep(0.3)
             self.run("xdotool", "key", "Return" if path else "Escape")
-            if wait_for(lambda: dialog not in self.visible_windows(), None, 10):
+            if wait_for(lambda: dialog not in self.visible_windows(), None, 15):
                 return
         raise Failure(f"dialog {dialog} stayed open")
 
