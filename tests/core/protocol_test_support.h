@@ -7,10 +7,7 @@
 #include "params/param_values.h"
 #include "protocol/protocol_state.h"
 #include "serial/Serial.h"
-#include "tests/fakes/core/fake_info_fields.h"
-#include "tests/fakes/core/fake_panel.h"
-#include "tests/fakes/core/fake_prompt.h"
-#include "tests/fakes/core/fake_protocol_timers.h"
+#include "tests/fakes/core/fake_screen.h"
 
 #include <gtest/gtest.h>
 

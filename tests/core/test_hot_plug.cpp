@@ -8,8 +8,7 @@
 #include "serial/rx_ring.h"
 #include "tests/core/serial_test_support.h"
 #include "tests/fakes/common/fake_platform.h"
-#include "tests/fakes/core/fake_port_panel.h"
-#include "tests/fakes/core/fake_prompt.h"
+#include "tests/fakes/core/fake_screen.h"
 
 #include <sys/file.h>
 

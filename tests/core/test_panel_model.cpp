@@ -4,7 +4,6 @@
 #include "params/panel_fields.h"
 #include "params/panel_model.h"
 #include "params/param_values.h"
-#include "tests/fakes/core/fake_prompt.h"
 #include "tests/fakes/core/fake_screen.h"
 
 #include <gtest/gtest.h>

@@ -5,9 +5,8 @@
 #include "params/register_family.h"
 #include "params/param_values.h"
 #include "protocol/param_actions.h"
-#include "tests/fakes/common/fake_file_dialog.h"
-#include "tests/fakes/core/fake_panel.h"
-#include "tests/fakes/core/fake_prompt.h"
+#include "tests/fakes/common/fake_platform.h"
+#include "tests/fakes/core/fake_screen.h"
 #include "tests/support/files.h"
 
 #include <filesystem>
@@ -22,7 +21,7 @@ class Export : public ::testing::Test {
         params_import_reset();
         fake_panel_reset();
         fake_prompts().clear();
-        fake_file_dialog_reset();
+        fake_platform_reset();
         lang_reset();
         params_load_defaults();
         ASSERT_NE(getcwd(start_dir, sizeof start_dir), nullptr);

@@ -2,9 +2,8 @@
 #include "common/lang.h"
 #include "params/param_files.h"
 #include "params/param_values.h"
-#include "tests/fakes/common/fake_file_dialog.h"
-#include "tests/fakes/core/fake_panel.h"
-#include "tests/fakes/core/fake_prompt.h"
+#include "tests/fakes/common/fake_platform.h"
+#include "tests/fakes/core/fake_screen.h"
 #include "tests/support/files.h"
 
 #include <climits>
@@ -20,7 +19,7 @@ class Import : public ::testing::Test {
         params_import_reset();
         fake_panel_reset();
         fake_prompts().clear();
-        fake_file_dialog_reset();
+        fake_platform_reset();
         lang_reset();
         params_load_defaults();
     }

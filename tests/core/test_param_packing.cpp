@@ -1,7 +1,7 @@
 /* Packing and unpacking between the 35-byte block, the working values and the panel. Expected
  * bytes are worked out by hand from the table, row by row. */
 #include "params/param_values.h"
-#include "tests/fakes/core/fake_panel.h"
+#include "tests/fakes/core/fake_screen.h"
 
 #include <gtest/gtest.h>
 

@@ -3,7 +3,7 @@
 #include "serial/Serial.h"
 #include "serial/discovery_linux.h"
 #include "tests/core/serial_test_support.h"
-#include "tests/fakes/core/fake_port_panel.h"
+#include "tests/fakes/core/fake_screen.h"
 
 using namespace serial_test;
 
