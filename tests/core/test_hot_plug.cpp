@@ -1,14 +1,9 @@
 /* The hot-plug check and the port button, driven tick by tick with a test clock, over a built
  * sysfs/dev tree whose nodes lead to pseudo-terminals. */
-#include "common/clock.h"
-#include "common/lang.h"
-#include "serial/Serial.h"
 #include "serial/comHandle.h"
 #include "serial/discovery_linux.h"
-#include "serial/rx_ring.h"
+#include "tests/core/core_test_support.h"
 #include "tests/core/serial_test_support.h"
-#include "tests/fakes/common/fake_platform.h"
-#include "tests/fakes/core/fake_screen.h"
 
 #include <sys/file.h>
 
@@ -16,32 +11,21 @@ using namespace serial_test;
 
 namespace {
 
-uint64_t g_now = 0;
-uint64_t fake_now() {
-    return g_now;
-}
-
-class HotPlugTest : public ::testing::Test {
+class HotPlugTest : public CoreFixture {
   protected:
     void SetUp() override {
-        fake_platform_reset();
-        fake_prompts().clear();
-        fake_port_panel_reset();
-        serial_ports_reset();
-        rx_ring_reset();
-        lang_reset();
-        g_now = 100000;
-        clock_set_source(fake_now);
+        CoreFixture::SetUp();
+        g_test_now = 100000;
+        clock_set_source(test_now);
         discovery_set_roots(tree.sys().c_str(), tree.dev().c_str(), true);
     }
     void TearDown() override {
         SerialClose();
         discovery_set_roots(nullptr, nullptr, true);
-        clock_set_source(nullptr);
-        lang_reset();
+        CoreFixture::TearDown();
     }
     static void tick() {
-        g_now += 5;
+        g_test_now += 5;
         hot_plug_check();
     }
     static void run(int ms) {

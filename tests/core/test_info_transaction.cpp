@@ -3,32 +3,27 @@
  * (across a 32-bit wrap too). The port is a pseudo-terminal; the test reads what was sent. */
 #include "protocol/info_transaction.h"
 #include "serial/comHandle.h"
-#include "tests/core/protocol_test_support.h"
+#include "tests/core/core_test_support.h"
 #include "tests/core/serial_test_support.h"
 
 using namespace servo_bytes;
 
 namespace {
 
-uint64_t g_now = 0;
-uint64_t test_clock() {
-    return g_now;
-}
-
-class InfoTransactionTest : public ProtocolFixture {
+class InfoTransactionTest : public CoreFixture {
   protected:
     void SetUp() override {
-        ProtocolFixture::SetUp();
+        CoreFixture::SetUp();
         ASSERT_NE(SerialOpen(pty.path().c_str()), PORT_HANDLE_NONE);
-        g_now = 5000;
-        clock_set_source(test_clock);
+        g_test_now = 5000;
+        clock_set_source(test_now);
         serial_ports_set_open(1);
         fake_info(InfoField::Type) = "SERVO-7";
     }
     void TearDown() override {
         clock_set_source(nullptr); /* SerialClose sleeps on the real clock */
         SerialClose();
-        ProtocolFixture::TearDown();
+        CoreFixture::TearDown();
     }
     Bytes sent(size_t expect, int timeout_ms = 200) { return pty.receive(expect, timeout_ms); }
     serial_test::PtyPair pty;
@@ -112,13 +107,13 @@ TEST_F(InfoTransactionTest, an_unanswered_command_times_out_once_on_the_first_ch
     for (const Case& c : cases) {
         SCOPED_TRACE(c.label);
         fake_prompts().clear();
-        g_now = c.start;
+        g_test_now = c.start;
         ASSERT_EQ(c.command(), INFO_SENT);
-        g_now += 200;
+        g_test_now += 200;
         EXPECT_EQ(info_transaction_check_timeout(), 0);
-        g_now += 1;
+        g_test_now += 1;
         EXPECT_EQ(info_transaction_check_timeout(), 1);
-        g_now += 500;
+        g_test_now += 500;
         EXPECT_EQ(info_transaction_check_timeout(), 0);
         EXPECT_EQ(prompt_texts(), std::vector<std::string>{c.message});
     }

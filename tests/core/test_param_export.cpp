@@ -1,12 +1,8 @@
 /* Parameter text export and the save action: both formats byte for byte, the dialogs' two
  * flavours, the messages and the current directory. */
-#include "common/lang.h"
-#include "params/param_files.h"
 #include "params/register_family.h"
-#include "params/param_values.h"
 #include "protocol/param_actions.h"
-#include "tests/fakes/common/fake_platform.h"
-#include "tests/fakes/core/fake_screen.h"
+#include "tests/core/core_test_support.h"
 #include "tests/support/files.h"
 
 #include <filesystem>
@@ -14,15 +10,10 @@
 
 namespace {
 
-class Export : public ::testing::Test {
+class Export : public CoreFixture {
   protected:
     void SetUp() override {
-        params_reset();
-        params_import_reset();
-        fake_panel_reset();
-        fake_prompts().clear();
-        fake_platform_reset();
-        lang_reset();
+        CoreFixture::SetUp();
         params_load_defaults();
         ASSERT_NE(getcwd(start_dir, sizeof start_dir), nullptr);
         fake_file_dialog().move_to = dir.path; /* the dialog moves the current directory */

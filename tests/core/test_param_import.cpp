@@ -1,9 +1,5 @@
 /* Parameter text import: both formats, the per-line messages, damaged and unusual files. */
-#include "common/lang.h"
-#include "params/param_files.h"
-#include "params/param_values.h"
-#include "tests/fakes/common/fake_platform.h"
-#include "tests/fakes/core/fake_screen.h"
+#include "tests/core/core_test_support.h"
 #include "tests/support/files.h"
 
 #include <climits>
@@ -12,15 +8,10 @@
 
 namespace {
 
-class Import : public ::testing::Test {
+class Import : public CoreFixture {
   protected:
     void SetUp() override {
-        params_reset();
-        params_import_reset();
-        fake_panel_reset();
-        fake_prompts().clear();
-        fake_platform_reset();
-        lang_reset();
+        CoreFixture::SetUp();
         params_load_defaults();
     }
     /* Writes a file into the test folder; returns its path. */

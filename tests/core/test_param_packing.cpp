@@ -1,9 +1,6 @@
 /* Packing and unpacking between the 35-byte block, the working values and the panel. Expected
  * bytes are worked out by hand from the table, row by row. */
-#include "params/param_values.h"
-#include "tests/fakes/core/fake_screen.h"
-
-#include <gtest/gtest.h>
+#include "tests/core/core_test_support.h"
 
 #include <cstring>
 #include <vector>
@@ -17,11 +14,10 @@ const uint8_t DEFAULT_BLOCK[PARAM_BLOCK_BYTES] = {
     0xC8, 0x73, 0x05, 0xE4, 0x64, 0x0A, 0x00, 0x50, 0x25, 0x31, 0x13, 0x0C, 0x00, 0x00, 0x1F, 0x48, 0x13,
 };
 
-class Packing : public ::testing::Test {
+class Packing : public CoreFixture {
   protected:
     void SetUp() override {
-        params_reset();
-        fake_panel_reset();
+        CoreFixture::SetUp();
         params_load_defaults();
         memcpy(values, params_state().defaultValues, sizeof values);
     }

@@ -4,7 +4,7 @@
 #include "protocol/param_actions.h"
 #include "protocol/param_transaction.h"
 #include "serial/comHandle.h"
-#include "tests/core/protocol_test_support.h"
+#include "tests/core/core_test_support.h"
 #include "tests/core/serial_test_support.h"
 
 #include <cstring>
@@ -13,15 +13,15 @@ using namespace servo_bytes;
 
 namespace {
 
-class ParamTransactionTest : public ProtocolFixture {
+class ParamTransactionTest : public CoreFixture {
   protected:
     void SetUp() override {
-        ProtocolFixture::SetUp();
+        CoreFixture::SetUp();
         ASSERT_NE(SerialOpen(pty.path().c_str()), PORT_HANDLE_NONE);
     }
     void TearDown() override {
         SerialClose();
-        ProtocolFixture::TearDown();
+        CoreFixture::TearDown();
     }
     Bytes sent(size_t expect, int timeout_ms = 300) { return pty.receive(expect, timeout_ms); }
     /* A register-family read answered with these DATA0/DATA1 words, echo included. */

@@ -2,13 +2,13 @@
  * ahead of a good frame, the register replies and both information replies. */
 #include "protocol/info_transaction.h"
 #include "protocol/param_transaction.h"
-#include "tests/core/protocol_test_support.h"
+#include "tests/core/core_test_support.h"
 
 using namespace servo_bytes;
 
 namespace {
 
-class ParserTest : public ProtocolFixture {
+class ParserTest : public CoreFixture {
   protected:
     /* A fresh parameter read. */
     static void start_param_read() {

@@ -1,32 +1,28 @@
 /* Port discovery over a built sysfs/dev tree, and the port list it feeds. */
-#include "common/clock.h"
-#include "serial/Serial.h"
 #include "serial/discovery_linux.h"
+#include "tests/core/core_test_support.h"
 #include "tests/core/serial_test_support.h"
-#include "tests/fakes/core/fake_screen.h"
 
 using namespace serial_test;
 
 namespace {
 
-uint64_t g_now = 50000;
-uint64_t fake_now() {
-    return g_now;
-}
-
-class PortDiscoveryTest : public ::testing::Test {
+class PortDiscoveryTest : public CoreFixture {
   protected:
     void SetUp() override {
-        serial_ports_reset();
-        fake_port_panel_reset();
-        clock_set_source(fake_now);
+        CoreFixture::SetUp();
+        g_test_now = 50000;
+        clock_set_source(test_now);
         discovery_set_roots(tree.sys().c_str(), tree.dev().c_str(), true);
     }
     void TearDown() override {
         discovery_set_roots(nullptr, nullptr, true);
-        clock_set_source(nullptr);
+        CoreFixture::TearDown();
     }
-    std::vector<std::string> names() const { return std::vector<std::string>(serial_port_table().portNames, serial_port_table().portNames + serial_port_table().portCount); }
+    static std::vector<std::string> names() {
+        const PortTable& t = serial_port_table();
+        return std::vector<std::string>(t.portNames, t.portNames + t.portCount);
+    }
     PortTree tree;
 };
 
@@ -53,12 +49,12 @@ TEST_F(PortDiscoveryTest, a_port_that_comes_or_goes_is_seen_at_the_next_look) {
         tree.add("ttyUSB0", USB);
         int waited = 0; /* without notifications a rescan every 50 ms must find it */
         for (; discover_ports() == 0 && waited < 200; waited += 5)
-            g_now += 5;
+            g_test_now += 5;
         EXPECT_LE(waited, notified ? 0 : 100);
         EXPECT_EQ(serial_ports_state().autoPortIndex, 0);
         tree.remove("ttyUSB0");
         for (waited = 0; discover_ports() == 1 && waited < 200; waited += 5)
-            g_now += 5;
+            g_test_now += 5;
         EXPECT_LE(waited, notified ? 0 : 100);
     }
 }

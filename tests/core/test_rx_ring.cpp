@@ -1,10 +1,8 @@
 /* The receive path: the notifier's wake-ups, SerialHandle moving bytes into the 20,480-byte ring
  * (wrap, full ring, cut reads) and the drain that hands them on in arrival order. */
-#include "serial/Serial.h"
 #include "serial/comHandle.h"
-#include "serial/rx_ring.h"
+#include "tests/core/core_test_support.h"
 #include "tests/core/serial_test_support.h"
-#include "tests/fakes/common/fake_platform.h"
 
 using namespace serial_test;
 
@@ -22,12 +20,10 @@ std::vector<uint8_t> pattern(size_t n, uint8_t first) {
     return v;
 }
 
-class RxRingTest : public ::testing::Test {
+class RxRingTest : public CoreFixture {
   protected:
     void SetUp() override {
-        fake_platform_reset();
-        serial_ports_reset();
-        rx_ring_reset();
+        CoreFixture::SetUp();
         g_consumed.clear();
         ASSERT_NE(SerialOpen(pty.path().c_str()), PORT_HANDLE_NONE);
     }

@@ -1,10 +1,8 @@
 /* The port object over pseudo-terminals: opening (line settings, a port held by another
  * program), write outcomes, closing, and an adapter that vanishes while the port is open. */
-#include "serial/Serial.h"
 #include "serial/comHandle.h"
-#include "serial/rx_ring.h"
+#include "tests/core/core_test_support.h"
 #include "tests/core/serial_test_support.h"
-#include "tests/fakes/common/fake_platform.h"
 
 #include <sys/file.h>
 
@@ -12,12 +10,10 @@ using namespace serial_test;
 
 namespace {
 
-class SerialPortTest : public ::testing::Test {
+class SerialPortTest : public CoreFixture {
   protected:
     void SetUp() override {
-        fake_platform_reset();
-        serial_ports_reset();
-        rx_ring_reset();
+        CoreFixture::SetUp();
         fds_before = count_open_fds();
         threads_before = count_threads();
     }
