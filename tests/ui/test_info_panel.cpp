@@ -1,39 +1,17 @@
 /* The servo information panel on a headless screen: the date fields' steppers and checks as the
  * user types, the information buttons, and the fields as the protocol sees them. */
-#include "common/lang.h"
-#include "params/param_values.h"
 #include "common/screen_port.h"
-#include "ui/info_panel.h"
 #include "serial/Serial.h"
 #include "tests/support/headless.h"
+#include "ui/info_panel.h"
 #include "ui/screen.h"
-
-#include <gtest/gtest.h>
-
-#include <string>
-#include <vector>
 
 namespace {
 
-class InfoPanel : public ::testing::Test {
+class InfoPanel : public ScreenFixture {
   protected:
-    void SetUp() override {
-        params_reset();
-        lang_reset();
-        serial_ports_set_open(0);
-        headless_new_screen();
-        ASSERT_TRUE(main_ui_build());
-        headless_run(50);
-    }
-    void TearDown() override { serial_ports_set_open(0); }
     static std::string text(lv_obj_t* ta) { return lv_textarea_get_text(ta); }
     static void type(lv_obj_t* ta, const char* t) { lv_textarea_set_text(ta, t); }
-    static std::vector<std::string> boxes() {
-        std::vector<std::string> out;
-        for (int i = 0; i < headless_msgbox_count(); ++i)
-            out.push_back(headless_msgbox_text(headless_msgbox(i)));
-        return out;
-    }
     /* Clicks the up or down stepper just right of a field; the steppers must clear its unit label. */
     static void step(lv_obj_t* field, lv_obj_t* unit, bool up) {
         lv_area_t f, u, a;
@@ -78,10 +56,10 @@ TEST_F(InfoPanel, steppers_stop_at_the_bounds_and_typed_dates_are_held_in_range)
         {ui_month_input, "04", "04", "日期已自动调整为当月最后一天"}, /* day 31 in April */
     };
     for (const auto& c : cases) {
-        const int before = headless_msgbox_count();
+        const size_t before = headless_msgboxes().size();
         type(c.field, c.typed);
         EXPECT_EQ(text(c.field), c.shown) << c.typed;
-        EXPECT_EQ(headless_msgbox_count() > before ? boxes().back() : "", c.message) << c.typed;
+        EXPECT_EQ(headless_msgboxes().size() > before ? headless_msgbox_texts().back() : "", c.message) << c.typed;
     }
     EXPECT_EQ(text(ui_day_input), "30");
     type(ui_year_input, "2100"); /* no leap day in 2100, one in 2024 */
@@ -93,16 +71,16 @@ TEST_F(InfoPanel, steppers_stop_at_the_bounds_and_typed_dates_are_held_in_range)
     headless_click_obj(ui_lang_button); /* the message follows the start language, not the toggle */
     type(ui_month_input, "02");
     EXPECT_EQ(text(ui_day_input), "29");
-    EXPECT_EQ(boxes().back(), "日期已自动调整为当月最后一天");
+    EXPECT_EQ(headless_msgbox_texts().back(), "日期已自动调整为当月最后一天");
 }
 
 TEST_F(InfoPanel, the_buttons_refuse_with_the_port_closed_and_check_the_fields_with_it_open) {
     headless_click_obj(ui_read_info_button);
     headless_click_obj(ui_write_info_button);
-    EXPECT_EQ(boxes(), (std::vector<std::string>{"请先打开串口！", "请先打开串口！"}));
+    EXPECT_EQ(headless_msgbox_texts(), (std::vector<std::string>{"请先打开串口！", "请先打开串口！"}));
     serial_ports_set_open(1); /* no port behind it: nothing is sent */
     headless_click_obj(ui_write_info_button);
-    EXPECT_EQ(boxes().back(), "应正确输入\"舵机型号\"!");
+    EXPECT_EQ(headless_msgbox_texts().back(), "应正确输入\"舵机型号\"!");
 }
 
 TEST_F(InfoPanel, the_protocol_reads_and_writes_the_fields_through_the_widgets) {

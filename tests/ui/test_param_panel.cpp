@@ -1,25 +1,14 @@
 /* The parameter panel on a headless screen: the stall levels and the entry checks. */
 #include "common/lang.h"
-#include "ui/param_panel.h"
 #include "params/param_values.h"
-#include "protocol/parser.h"
 #include "tests/support/headless.h"
+#include "ui/param_panel.h"
 #include "ui/screen.h"
-
-#include <gtest/gtest.h>
 
 namespace {
 
-class ParamPanel : public ::testing::Test {
+class ParamPanel : public ScreenFixture {
   protected:
-    void SetUp() override {
-        params_reset();
-        protocol_reset();
-        lang_reset();
-        headless_new_screen();
-        ASSERT_TRUE(main_ui_build());
-        headless_run(50);
-    }
     static std::string text(PanelEntry e) { return lv_textarea_get_text(panel_entry_widget(e)); }
     static void type(PanelEntry e, const char* t) { lv_textarea_set_text(panel_entry_widget(e), t); }
     static bool hidden(lv_obj_t* obj) { return lv_obj_has_flag(obj, LV_OBJ_FLAG_HIDDEN); }
@@ -87,15 +76,15 @@ TEST_F(ParamPanel, out_of_range_entries_are_restored_with_an_error_box) {
         {PanelEntry::MinAngle, "-1", "-1", 1, ""}, /* the angle check looks at 4-character texts only */
         {PanelEntry::MinPulse, "", "", 1, ""},
     };
-    int boxes = 0;
+    size_t boxes = 0;
     for (const Case& c : cases) {
         lang_set_chinese(c.chinese);
         type(c.entry, c.typed);
         EXPECT_EQ(text(c.entry), c.shown) << c.typed;
+        boxes += *c.message != '\0';
+        ASSERT_EQ(headless_msgboxes().size(), boxes) << c.typed;
         if (*c.message == '\0') continue;
-        ASSERT_EQ(headless_msgbox_count(), ++boxes) << c.typed;
-        EXPECT_EQ(headless_msgbox_title(headless_msgbox(boxes - 1)), c.chinese ? "错误" : "Error");
-        EXPECT_EQ(headless_msgbox_text(headless_msgbox(boxes - 1)), c.message);
+        EXPECT_EQ(headless_msgbox_title(headless_msgboxes().back()), c.chinese ? "错误" : "Error");
+        EXPECT_EQ(headless_msgbox_text(headless_msgboxes().back()), c.message);
     }
-    EXPECT_EQ(headless_msgbox_count(), boxes);
 }

@@ -1,33 +1,16 @@
 /* The serial port panel on the real screen: open/closed looks, the open port's caption, the port
  * list's options and selection, the port button without a port, the language button's lock. */
 #include "common/lang.h"
+#include "common/screen_port.h"
 #include "serial/Serial.h"
 #include "serial/discovery.h"
-#include "common/screen_port.h"
-#include "tests/fakes/common/fake_platform.h"
 #include "tests/support/headless.h"
 #include "ui/screen.h"
 
-#include <gtest/gtest.h>
-
-#include <cstdio>
-#include <string>
-
 namespace {
 
-class PortPanelTest : public ::testing::Test {
+class PortPanelTest : public ScreenFixture {
   protected:
-    void SetUp() override {
-        lang_reset();
-        fake_platform_reset();
-        serial_ports_reset();
-        headless_new_screen();
-        ASSERT_TRUE(main_ui_build());
-    }
-    void TearDown() override {
-        serial_ports_reset();
-        lang_reset();
-    }
     static uint32_t bg(lv_obj_t* obj) {
         headless_run(500); /* state changes fade in */
         return lv_color_to_u32(lv_obj_get_style_bg_color(obj, LV_PART_MAIN)) & 0xFFFFFF;
@@ -73,9 +56,7 @@ TEST_F(PortPanelTest, port_button_without_a_port_shows_the_error_box_in_the_curr
     headless_click_obj(ui_port_button);
     lang_set_chinese(0);
     headless_click_obj(ui_port_button);
-    ASSERT_EQ(headless_msgbox_count(), 2);
-    EXPECT_EQ(headless_msgbox_title(headless_msgbox(0)), "错误");
-    EXPECT_EQ(headless_msgbox_text(headless_msgbox(0)), "打开串口失败!");
-    EXPECT_EQ(headless_msgbox_text(headless_msgbox(1)), "Failed to open serial port!");
+    EXPECT_EQ(headless_msgbox_texts(), (std::vector<std::string>{"打开串口失败!", "Failed to open serial port!"}));
+    EXPECT_EQ(headless_msgbox_title(headless_msgboxes().at(0)), "错误");
     EXPECT_EQ(serial_ports_state().isSerialOpen, 0);
 }

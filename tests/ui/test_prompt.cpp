@@ -4,10 +4,6 @@
 #include "common/prompt.h"
 #include "tests/support/headless.h"
 
-#include <gtest/gtest.h>
-
-#include <string>
-
 namespace {
 
 class PromptTest : public ::testing::Test {
@@ -41,7 +37,7 @@ TEST_F(PromptTest, boxes_have_their_title_by_language_and_red_text_for_alerts_an
         EXPECT_EQ(colour == 0xCA1515u, c.red) << c.title << " " << std::hex << colour;
     }
     headless_run(20);
-    EXPECT_EQ(headless_msgbox_count(), 4) << "none blocks or replaces another";
+    EXPECT_EQ(headless_msgboxes().size(), 4u) << "none blocks or replaces another";
 }
 
 TEST_F(PromptTest, long_text_is_cut_to_1023_bytes_on_a_character_boundary) {
@@ -56,8 +52,8 @@ TEST_F(PromptTest, the_close_button_and_prompt_close_remove_a_box) {
     lv_obj_t* first = static_cast<lv_obj_t*>(show_prompt("one"));
     prompt_close(show_prompt_alert("two"));
     headless_run(20);
-    ASSERT_EQ(headless_msgbox_count(), 1);
+    ASSERT_EQ(headless_msgboxes().size(), 1u);
     prompt_close(nullptr);
     headless_click_obj(lv_obj_get_child(lv_msgbox_get_header(first), -1));
-    EXPECT_EQ(headless_msgbox_count(), 0);
+    EXPECT_TRUE(headless_msgboxes().empty());
 }

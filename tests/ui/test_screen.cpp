@@ -8,10 +8,6 @@
 #include "ui/screen.h"
 #include "ui/text_cursor.h"
 
-#include <gtest/gtest.h>
-
-#include <vector>
-
 #include <unistd.h>
 
 namespace {
