@@ -9,7 +9,6 @@
 
 #include <chrono>
 #include <cstring>
-#include <dirent.h>
 #include <fcntl.h>
 #include <filesystem>
 #include <functional>
@@ -90,21 +89,12 @@ inline bool wait_until(const std::function<bool()>& cond, int timeout_ms = 3000)
     return true;
 }
 
-/* Entries of a /proc folder: open descriptors (less the one listing them) or threads. */
-inline int count_entries(const char* path) {
-    int n = 0;
-    if (DIR* d = opendir(path)) {
-        while (const dirent* e = readdir(d))
-            n += e->d_name[0] != '.';
-        closedir(d);
-    }
-    return n;
-}
+/* Open descriptors (less the one listing them) and threads of this process. */
 inline int count_open_fds() {
-    return count_entries("/proc/self/fd") - 1;
+    return static_cast<int>(std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {})) - 1;
 }
 inline int count_threads() {
-    return count_entries("/proc/self/task");
+    return static_cast<int>(std::distance(std::filesystem::directory_iterator("/proc/self/task"), {}));
 }
 
 /* Bytes the open port's driver holds. */

@@ -98,16 +98,12 @@ void fake_port_panel_fill_port(ScreenPort& port) {
         const std::string& o = fake_port_panel().options;
         return 1 + static_cast<int>(std::count(o.begin(), o.end(), '\n')); /* a last '\n' adds an empty one */
     };
-    port.port_list_selected_text = [](char* buf, int size) {
-        if (buf == nullptr || size <= 0) return;
-        const std::string& o = fake_port_panel().options;
+    port.port_list_selected_text = [](char* buf, int size) { /* the port checks buf and size */
+        const std::string o = fake_port_panel().options + "\n";
         size_t start = 0;
-        for (int i = 0; i < fake_port_panel().selected && start != std::string::npos; ++i) {
-            start = o.find('\n', start);
-            if (start != std::string::npos) ++start;
-        }
-        const std::string text = start == std::string::npos ? "" : o.substr(start, o.find('\n', start) - start);
-        snprintf(buf, static_cast<size_t>(size), "%s", text.c_str());
+        for (int i = 0; i < fake_port_panel().selected; ++i) /* below the option count: port_list_select */
+            start = o.find('\n', start) + 1;
+        snprintf(buf, static_cast<size_t>(size), "%s", o.substr(start, o.find('\n', start) - start).c_str());
     };
     port.port_ui_opened = [] { fake_port_panel().look = FakePortPanel::Opened; };
     port.port_ui_closed = [] { fake_port_panel().look = FakePortPanel::Closed; };

@@ -53,26 +53,15 @@ struct FakeTimers {
     bool fail_next_start = false;                   /* the next start returns null */
 };
 
-inline FakePanel& fake_panel() {
-    static FakePanel s;
-    return s;
+template <class T> T& fake_state() {
+    static T state;
+    return state;
 }
-inline FakeInfoFields& fake_info_fields() {
-    static FakeInfoFields s;
-    return s;
-}
-inline FakePortPanel& fake_port_panel() {
-    static FakePortPanel s;
-    return s;
-}
-inline std::vector<FakePrompt>& fake_prompts() {
-    static std::vector<FakePrompt> s;
-    return s;
-}
-inline FakeTimers& fake_timers() {
-    static FakeTimers s;
-    return s;
-}
+inline FakePanel& fake_panel() { return fake_state<FakePanel>(); }
+inline FakeInfoFields& fake_info_fields() { return fake_state<FakeInfoFields>(); }
+inline FakePortPanel& fake_port_panel() { return fake_state<FakePortPanel>(); }
+inline std::vector<FakePrompt>& fake_prompts() { return fake_state<std::vector<FakePrompt>>(); }
+inline FakeTimers& fake_timers() { return fake_state<FakeTimers>(); }
 inline void fake_panel_reset() { fake_panel() = FakePanel{}; }
 inline void fake_info_fields_reset() { fake_info_fields() = FakeInfoFields{}; }
 inline void fake_port_panel_reset() { fake_port_panel() = FakePortPanel{}; }
