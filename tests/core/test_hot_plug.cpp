@@ -1,6 +1,5 @@
 /* The hot-plug check and the port button, driven tick by tick with a test clock, over a built
  * sysfs/dev tree whose nodes lead to pseudo-terminals. */
-#include "serial/comHandle.h"
 #include "serial/discovery_linux.h"
 #include "tests/core/core_test_support.h"
 #include "tests/core/serial_test_support.h"

@@ -2,7 +2,6 @@
  * and messages, the frame that goes out, and the 200 ms time-outs on a clock the test drives
  * (across a 32-bit wrap too). The port is a pseudo-terminal; the test reads what was sent. */
 #include "protocol/info_transaction.h"
-#include "serial/comHandle.h"
 #include "tests/core/core_test_support.h"
 #include "tests/core/serial_test_support.h"
 

@@ -1,9 +1,7 @@
 /* Writing the parameters by parameter source: the refusals, the block frame and its
  * acknowledgement, the register sequence with the cache rules. The port is a pseudo-terminal. */
-#include "common/clock.h"
 #include "protocol/param_actions.h"
 #include "protocol/param_transaction.h"
-#include "serial/comHandle.h"
 #include "tests/core/core_test_support.h"
 #include "tests/core/serial_test_support.h"
 

@@ -1,21 +1,14 @@
 /* Faults found by running the tool against a misbehaving servo, a late UI thread, a full disk and
  * files that are not files: each case replays that run and checks what the user is shown. */
-#include "params/param_files.h"
 #include "params/register_family.h"
 #include "protocol/info_transaction.h"
 #include "protocol/param_transaction.h"
-#include "serial/comHandle.h"
 #include "tests/core/core_test_support.h"
 #include "tests/core/serial_test_support.h"
 #include "tests/support/files.h"
 
-#include <algorithm>
 #include <csignal>
-#include <filesystem>
-#include <sys/resource.h>
 #include <sys/stat.h>
-#include <thread>
-#include <unistd.h>
 
 using namespace servo_bytes;
 

@@ -1,6 +1,5 @@
 /* The receive path: the notifier's wake-ups, SerialHandle moving bytes into the 20,480-byte ring
  * (wrap, full ring, cut reads) and the drain that hands them on in arrival order. */
-#include "serial/comHandle.h"
 #include "tests/core/core_test_support.h"
 #include "tests/core/serial_test_support.h"
 

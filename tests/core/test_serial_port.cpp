@@ -1,6 +1,5 @@
 /* The port object over pseudo-terminals: opening (line settings, a port held by another
  * program), write outcomes, closing, and an adapter that vanishes while the port is open. */
-#include "serial/comHandle.h"
 #include "tests/core/core_test_support.h"
 #include "tests/core/serial_test_support.h"
 
