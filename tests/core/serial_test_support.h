@@ -1,9 +1,10 @@
 /* Stand-ins for USB serial adapters in the serial link tests: pseudo-terminal pairs (the program
- * opens the slave by its path, the test plays the servo on the master) and a built sysfs/dev
- * tree that discovery can be pointed at. */
+ * opens the slave by its path, the test plays the servo on the master), a fixture with the port
+ * open on one, and a built sysfs/dev tree that discovery can be pointed at. */
 #pragma once
 
 #include "serial/comHandle.h"
+#include "tests/core/core_test_support.h"
 
 #include <gtest/gtest.h>
 
@@ -77,6 +78,21 @@ class PtyPair {
   private:
     int master_ = -1;
     std::string path_;
+};
+
+/* The core's fresh start with the port open on a pseudo-terminal whose far end the test plays. */
+class PortFixture : public CoreFixture {
+  protected:
+    void SetUp() override {
+        CoreFixture::SetUp();
+        ASSERT_NE(SerialOpen(pty.path().c_str()), PORT_HANDLE_NONE);
+    }
+    void TearDown() override {
+        clock_set_source(nullptr); /* SerialClose sleeps on the real clock */
+        SerialClose();
+        CoreFixture::TearDown();
+    }
+    PtyPair pty;
 };
 
 /* Polls cond every millisecond for up to timeout_ms; true once it held. */

@@ -3,7 +3,6 @@
 #include "params/register_family.h"
 #include "protocol/info_transaction.h"
 #include "protocol/param_transaction.h"
-#include "tests/core/core_test_support.h"
 #include "tests/core/serial_test_support.h"
 #include "tests/support/files.h"
 
@@ -14,17 +13,11 @@ using namespace servo_bytes;
 
 namespace {
 
-class ReliabilityTest : public CoreFixture {
+class ReliabilityTest : public serial_test::PortFixture {
   protected:
     void SetUp() override {
-        CoreFixture::SetUp();
-        ASSERT_NE(SerialOpen(pty.path().c_str()), PORT_HANDLE_NONE);
+        PortFixture::SetUp();
         serial_ports_set_open(1);
-    }
-    void TearDown() override {
-        clock_set_source(nullptr);
-        if (port_handle_valid(serial_link_state().g_comm.hCom)) SerialClose();
-        CoreFixture::TearDown();
     }
     static int errors_shown() {
         return static_cast<int>(std::count_if(fake_prompts().begin(), fake_prompts().end(),
@@ -40,7 +33,6 @@ class ReliabilityTest : public CoreFixture {
         ASSERT_TRUE(serial_test::wait_until(
             [&] { return serial_test::queued_at_port() >= before + static_cast<int>(sent.size() + reply.size()); }));
     }
-    serial_test::PtyPair pty;
 };
 using FileFaults = CoreFixture;
 

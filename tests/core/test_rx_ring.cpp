@@ -1,6 +1,5 @@
 /* The receive path: the notifier's wake-ups, SerialHandle moving bytes into the 20,480-byte ring
  * (wrap, full ring, cut reads) and the drain that hands them on in arrival order. */
-#include "tests/core/core_test_support.h"
 #include "tests/core/serial_test_support.h"
 
 using namespace serial_test;
@@ -19,21 +18,18 @@ std::vector<uint8_t> pattern(size_t n, uint8_t first) {
     return v;
 }
 
-class RxRingTest : public CoreFixture {
+class RxRingTest : public PortFixture {
   protected:
     void SetUp() override {
-        CoreFixture::SetUp();
+        PortFixture::SetUp();
         g_consumed.clear();
-        ASSERT_NE(SerialOpen(pty.path().c_str()), PORT_HANDLE_NONE);
     }
-    void TearDown() override { SerialClose(); }
     static int posts() { return fake_platform().serial_rx_posts.load(); }
     /* The servo sends bytes; returns once the port holds `total` bytes and a wake-up came. */
     void arrive(const std::vector<uint8_t>& bytes, int total) {
         pty.send(bytes);
         ASSERT_TRUE(wait_until([total] { return queued_at_port() == total && posts() >= 1; }));
     }
-    PtyPair pty;
 };
 
 } // namespace
