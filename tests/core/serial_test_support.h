@@ -4,6 +4,7 @@
 #pragma once
 
 #include "serial/comHandle.h"
+#include "serial/discovery_linux.h"
 #include "tests/core/core_test_support.h"
 
 #include <gtest/gtest.h>
@@ -176,6 +177,23 @@ class PortTree {
   private:
     std::string root_;
     std::map<std::string, std::string> device_dirs_;
+};
+
+/* The core's fresh start with discovery pointed at a built tree, on the test clock. */
+class TreeFixture : public CoreFixture {
+  protected:
+    void SetUp() override {
+        CoreFixture::SetUp();
+        g_test_now = 100000;
+        clock_set_source(test_now);
+        discovery_set_roots(tree.sys().c_str(), tree.dev().c_str(), true);
+    }
+    void TearDown() override {
+        SerialClose();
+        discovery_set_roots(nullptr, nullptr, true);
+        CoreFixture::TearDown();
+    }
+    PortTree tree;
 };
 
 } // namespace serial_test

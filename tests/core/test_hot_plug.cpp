@@ -1,7 +1,5 @@
 /* The hot-plug check and the port button, driven tick by tick with a test clock, over a built
  * sysfs/dev tree whose nodes lead to pseudo-terminals. */
-#include "serial/discovery_linux.h"
-#include "tests/core/core_test_support.h"
 #include "tests/core/serial_test_support.h"
 
 #include <sys/file.h>
@@ -10,19 +8,8 @@ using namespace serial_test;
 
 namespace {
 
-class HotPlugTest : public CoreFixture {
+class HotPlugTest : public TreeFixture {
   protected:
-    void SetUp() override {
-        CoreFixture::SetUp();
-        g_test_now = 100000;
-        clock_set_source(test_now);
-        discovery_set_roots(tree.sys().c_str(), tree.dev().c_str(), true);
-    }
-    void TearDown() override {
-        SerialClose();
-        discovery_set_roots(nullptr, nullptr, true);
-        CoreFixture::TearDown();
-    }
     static void tick() {
         g_test_now += 5;
         hot_plug_check();
@@ -53,7 +40,6 @@ class HotPlugTest : public CoreFixture {
         EXPECT_EQ(fake_port_panel().look, open ? FakePortPanel::Opened : FakePortPanel::Closed);
         EXPECT_EQ(fake_port_panel().caption, caption);
     }
-    PortTree tree;
 };
 
 } // namespace

@@ -1,29 +1,16 @@
 /* Port discovery over a built sysfs/dev tree, and the port list it feeds. */
-#include "serial/discovery_linux.h"
-#include "tests/core/core_test_support.h"
 #include "tests/core/serial_test_support.h"
 
 using namespace serial_test;
 
 namespace {
 
-class PortDiscoveryTest : public CoreFixture {
+class PortDiscoveryTest : public TreeFixture {
   protected:
-    void SetUp() override {
-        CoreFixture::SetUp();
-        g_test_now = 50000;
-        clock_set_source(test_now);
-        discovery_set_roots(tree.sys().c_str(), tree.dev().c_str(), true);
-    }
-    void TearDown() override {
-        discovery_set_roots(nullptr, nullptr, true);
-        CoreFixture::TearDown();
-    }
     static std::vector<std::string> names() {
         const PortTable& t = serial_port_table();
         return std::vector<std::string>(t.portNames, t.portNames + t.portCount);
     }
-    PortTree tree;
 };
 
 } // namespace
