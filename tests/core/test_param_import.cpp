@@ -2,9 +2,7 @@
 #include "tests/core/core_test_support.h"
 #include "tests/support/files.h"
 
-#include <climits>
 #include <filesystem>
-#include <unistd.h>
 
 namespace {
 
@@ -149,16 +147,15 @@ TEST_F(Import, damaged_files_end_without_harm_and_with_few_boxes) {
 }
 
 TEST_F(Import, dialog_action_restores_the_directory_only_on_success) {
-    char start[4096], now[4096];
-    ASSERT_NE(getcwd(start, sizeof start), nullptr);
+    const std::filesystem::path start = std::filesystem::current_path();
     fake_file_dialog().move_to = dir.path;
     fake_file_dialog().next_path = file("ok.txt", "KP:1\n");
     EXPECT_EQ(params_import_run(), PARAM_FILE_OK);
-    EXPECT_STREQ(getcwd(now, sizeof now), start);
+    EXPECT_EQ(std::filesystem::current_path(), start);
     fake_file_dialog().next_path = file("bad.dat", "KP:1\n");
     EXPECT_EQ(params_import_run(), PARAM_FILE_BAD_EXTENSION);
-    EXPECT_STREQ(getcwd(now, sizeof now), dir.path.c_str());
-    ASSERT_EQ(chdir(start), 0);
+    EXPECT_EQ(std::filesystem::current_path(), dir.path);
+    std::filesystem::current_path(start);
     fake_prompts().clear();
     fake_file_dialog().next_path.clear(); /* cancelled: nothing is shown */
     EXPECT_EQ(params_import_run(), PARAM_FILE_CANCELLED);

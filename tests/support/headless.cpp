@@ -24,33 +24,23 @@ struct Headless {
 
 Headless g;
 
-uint32_t tick_cb() {
-    return g.now;
-}
-
-void flush_cb(lv_display_t* disp, const lv_area_t*, uint8_t*) {
-    lv_display_flush_ready(disp);
-}
-
-void pointer_cb(lv_indev_t*, lv_indev_data_t* data) {
-    data->point = g.point;
-    data->state = g.pressed ? LV_INDEV_STATE_PRESSED : LV_INDEV_STATE_RELEASED;
-}
-
 void init_once() {
     if (g.ready) return;
     g.ready = true;
     lv_init();
-    lv_tick_set_cb(tick_cb);
+    lv_tick_set_cb([] { return g.now; });
     lv_display_t* display = lv_display_create(W, H);
     lv_display_set_color_format(display, LV_COLOR_FORMAT_XRGB8888);
     g.buffer.assign(static_cast<size_t>(W) * H * 4 + 16, 0);
-    lv_display_set_flush_cb(display, flush_cb);
+    lv_display_set_flush_cb(display, [](lv_display_t* disp, const lv_area_t*, uint8_t*) { lv_display_flush_ready(disp); });
     lv_display_set_buffers(display, g.buffer.data(), nullptr, static_cast<uint32_t>(W) * H * 4,
                            LV_DISPLAY_RENDER_MODE_FULL);
     lv_indev_t* pointer = lv_indev_create();
     lv_indev_set_type(pointer, LV_INDEV_TYPE_POINTER);
-    lv_indev_set_read_cb(pointer, pointer_cb);
+    lv_indev_set_read_cb(pointer, [](lv_indev_t*, lv_indev_data_t* data) {
+        data->point = g.point;
+        data->state = g.pressed ? LV_INDEV_STATE_PRESSED : LV_INDEV_STATE_RELEASED;
+    });
     ui_screen_port_install(); /* the screen build does it too; prompts alone need it first */
 }
 
