@@ -81,15 +81,5 @@ void fake_timer_fire(protocol_timer_t timer);
 /* Puts the recording screen back (a test that installed another one ends with it), with the
  * headless parameter panel in place of the recording one if asked. */
 void fake_screen_install(bool headless_panel = false);
-
-/* The pieces, for a screen that wraps some of them (the fuzzers). */
-void fake_panel_fill_port(ScreenPort& port);
-void fake_port_panel_fill_port(ScreenPort& port);
-void fake_info_fields_fill_port(ScreenPort& port);
-void fake_prompt_fill_port(ScreenPort& port);
-void fake_protocol_timers_fill_port(ScreenPort& port);
-void fake_panel_set_text(PanelEntry entry, const char* text);
-void fake_info_field_set(InfoField field, const char* text);
-prompt_box_t fake_show_prompt(const char* text);
-prompt_box_t fake_show_prompt_alert(const char* text);
-prompt_box_t fake_show_error(const char* text);
+/* fake_screen.cpp also defines the pieces it is made of (fake_panel_fill_port, fake_show_prompt,
+ * ...) for the fuzzers, which wrap some of them and declare what they use. */
