@@ -48,7 +48,6 @@ class PtyPair {
     PtyPair(const PtyPair&) = delete;
     PtyPair& operator=(const PtyPair&) = delete;
     const std::string& path() const { return path_; }
-    /* The servo sends bytes. */
     void send(const std::vector<uint8_t>& bytes) {
         for (size_t done = 0; done < bytes.size();) {
             const ssize_t n = write(master_, bytes.data() + done, bytes.size() - done);

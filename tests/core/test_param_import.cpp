@@ -12,7 +12,6 @@ class Import : public CoreFixture {
         CoreFixture::SetUp();
         params_load_defaults();
     }
-    /* Writes a file into the test folder; returns its path. */
     std::string file(const std::string& name, const std::string& content) { return write_file(dir / name, content); }
     int import(const std::string& name, const std::string& content) {
         return params_import_path(file(name, content).c_str());

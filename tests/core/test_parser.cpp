@@ -10,7 +10,6 @@ namespace {
 
 class ParserTest : public CoreFixture {
   protected:
-    /* A fresh parameter read. */
     static void start_param_read() {
         protocol_reset();
         fake_panel_reset();

@@ -39,7 +39,6 @@ inline std::string read_file(const std::string& path) {
     return ss.str();
 }
 
-/* Writes content to path; returns the path. */
 inline std::string write_file(const std::string& path, const std::string& content) {
     std::ofstream(path, std::ios::binary) << content;
     return path;
