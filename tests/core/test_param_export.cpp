@@ -6,7 +6,6 @@
 #include "tests/support/files.h"
 
 #include <filesystem>
-#include <unistd.h>
 
 namespace {
 
@@ -15,10 +14,12 @@ class Export : public CoreFixture {
     void SetUp() override {
         CoreFixture::SetUp();
         params_load_defaults();
-        ASSERT_NE(getcwd(start_dir, sizeof start_dir), nullptr);
         fake_file_dialog().move_to = dir.path; /* the dialog moves the current directory */
     }
-    void TearDown() override { EXPECT_EQ(chdir(start_dir), 0); }
+    void TearDown() override {
+        std::filesystem::current_path(start_dir);
+        CoreFixture::TearDown();
+    }
     static std::string cwd() { return std::filesystem::current_path().string(); }
     /* The panel as the servo's defaults show it, with the working values holding them. */
     static void show_defaults(int source) {
@@ -29,7 +30,7 @@ class Export : public CoreFixture {
         params_set_source(source);
     }
     TempDir dir;
-    char start_dir[4096];
+    const std::string start_dir = cwd();
 };
 
 } // namespace
@@ -44,7 +45,7 @@ TEST_F(Export, block_family_save_writes_the_hand_worked_defaults_file) {
     show_defaults(PARAM_SOURCE_BLOCK);
     fake_file_dialog().next_path = dir / "out.txt";
     EXPECT_EQ(param_action_save(), PARAM_FILE_OK);
-    EXPECT_EQ(read_file(dir / "out.txt"), read_file(data_file("configbuffer_defaults.txt")));
+    EXPECT_EQ(read_file(dir / "out.txt"), read_file(SERVO_TEST_DATA_DIR "/configbuffer_defaults.txt"));
     EXPECT_FALSE(fake_file_dialog().calls.at(0).overwrite_prompt);
     EXPECT_EQ(fake_prompts().back().text, "保存参数成功!\n文件路径: " + dir / "out.txt");
     EXPECT_EQ(cwd(), start_dir);
@@ -96,8 +97,8 @@ TEST_F(Export, jvn_save_checks_the_extension_and_restores_the_directory_only_on_
         fake_file_dialog().next_path = *c.name ? dir / c.name : "";
         EXPECT_EQ(params_export_jvn(record), c.result);
         EXPECT_EQ(prompt_texts(), c.message.empty() ? std::vector<std::string>{} : std::vector{c.message});
-        EXPECT_EQ(cwd(), c.result == PARAM_FILE_OK ? std::string(start_dir) : dir.path);
-        ASSERT_EQ(chdir(start_dir), 0);
+        EXPECT_EQ(cwd(), c.result == PARAM_FILE_OK ? start_dir : dir.path);
+        std::filesystem::current_path(start_dir);
     }
 }
 
