@@ -1,5 +1,6 @@
-/* Packing and unpacking between the 35-byte block, the working values and the panel. Expected
- * bytes are worked out by hand from the table, row by row. */
+/* The parameter table's rows over the 35-byte block, and packing and unpacking between the block,
+ * the working values and the panel. Expected bytes are worked out by hand from the table. */
+#include "params/param_table.h"
 #include "tests/core/core_test_support.h"
 
 #include <cstring>
@@ -30,6 +31,20 @@ class Packing : public CoreFixture {
 };
 
 } // namespace
+
+TEST(ParamTable, every_bit_of_the_block_belongs_to_exactly_one_row) {
+    uint8_t covered[PARAM_BLOCK_BYTES] = {};
+    for (const ParameterDescriptor& r : parameterTable) {
+        for (int k = 0; k < r.byteCount; ++k) {
+            const int b = params_row_byte(r, k);
+            ASSERT_LT(b, PARAM_BLOCK_BYTES);
+            EXPECT_EQ(covered[b] & params_row_mask(r, k), 0) << "row " << r.index << " overlaps in byte " << b;
+            covered[b] = static_cast<uint8_t>(covered[b] | params_row_mask(r, k));
+        }
+    }
+    for (int b = 0; b < PARAM_BLOCK_BYTES; ++b)
+        EXPECT_EQ(covered[b], 0xFF) << "byte " << b;
+}
 
 TEST_F(Packing, defaults_pack_into_the_hand_worked_block_and_not_all_of_them_unpack_back) {
     pack(params_state().defaultValues);
