@@ -46,7 +46,7 @@ TEST_F(Export, block_family_save_writes_the_hand_worked_defaults_file) {
     fake_file_dialog().next_path = dir / "out.txt";
     EXPECT_EQ(param_action_save(), PARAM_FILE_OK);
     EXPECT_EQ(read_file(dir / "out.txt"), read_file(SERVO_TEST_DATA_DIR "/configbuffer_defaults.txt"));
-    EXPECT_FALSE(fake_file_dialog().calls.at(0).overwrite_prompt);
+    EXPECT_EQ(fake_file_dialog().calls, std::vector<std::string>{"save"});
     EXPECT_EQ(fake_prompts().back().text, "保存参数成功!\n文件路径: " + dir / "out.txt");
     EXPECT_EQ(cwd(), start_dir);
 }
@@ -72,7 +72,7 @@ TEST_F(Export, register_family_save_writes_wire_values_from_the_panel) {
     EXPECT_EQ(param_action_save(), PARAM_FILE_OK);
     EXPECT_EQ(read_file(dir / "jvn.txt"), "KP:65\nKD:50\nLP:4000\nMP:8000\nOD:400\nOT:300000\nMD:8000\nDZ:3\nLA:596\n"
                                           "MA:3500\nCA:2048\nLD:0\nRS:1\nLS:1\n");
-    EXPECT_TRUE(fake_file_dialog().calls.at(0).overwrite_prompt);
+    EXPECT_EQ(fake_file_dialog().calls, std::vector<std::string>{"save, confirm overwrite"});
     EXPECT_EQ(fake_prompts().back().text, "JVN参数保存成功!\n路径: " + dir / "jvn.txt");
     EXPECT_EQ(cwd(), start_dir);
 }

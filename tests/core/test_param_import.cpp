@@ -159,5 +159,5 @@ TEST_F(Import, dialog_action_restores_the_directory_only_on_success) {
     fake_file_dialog().next_path.clear(); /* cancelled: nothing is shown */
     EXPECT_EQ(params_import_run(), PARAM_FILE_CANCELLED);
     EXPECT_TRUE(fake_prompts().empty());
-    EXPECT_EQ(fake_file_dialog().calls.back().kind, FakeFileDialogCall::Open);
+    EXPECT_EQ(fake_file_dialog().calls.back(), "open");
 }

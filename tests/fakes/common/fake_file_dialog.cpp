@@ -5,7 +5,7 @@
 #include <unistd.h>
 
 namespace {
-bool answer(FakeFileDialogCall call, char* out, size_t cap) {
+bool answer(const char* call, char* out, size_t cap) {
     FakeFileDialog& d = fake_file_dialog();
     d.calls.push_back(call);
     if (!d.move_to.empty() && chdir(d.move_to.c_str()) != 0) return false;
@@ -15,8 +15,8 @@ bool answer(FakeFileDialogCall call, char* out, size_t cap) {
 }
 } // namespace
 
-bool fake_file_dialog_open_txt(char* out, size_t cap) { return answer({FakeFileDialogCall::Open, false}, out, cap); }
+bool fake_file_dialog_open_txt(char* out, size_t cap) { return answer("open", out, cap); }
 
 bool fake_file_dialog_save_txt(char* out, size_t cap, bool overwrite_prompt) {
-    return answer({FakeFileDialogCall::Save, overwrite_prompt}, out, cap);
+    return answer(overwrite_prompt ? "save, confirm overwrite" : "save", out, cap);
 }

@@ -21,14 +21,9 @@ struct FakePlatform {
     std::vector<int> quit_codes;
 };
 
-struct FakeFileDialogCall {
-    enum Kind { Open, Save } kind;
-    bool overwrite_prompt;
-};
-
 struct FakeFileDialog {
-    std::string next_path; /* empty: the user cancels */
-    std::vector<FakeFileDialogCall> calls;
+    std::string next_path;          /* empty: the user cancels */
+    std::vector<std::string> calls; /* "open", "save", "save, confirm overwrite" */
     std::string move_to; /* when set, answering moves the current directory there, as some platforms' dialogs do */
 };
 
