@@ -32,7 +32,7 @@ void init_once() {
     lv_display_t* display = lv_display_create(W, H);
     lv_display_set_color_format(display, LV_COLOR_FORMAT_XRGB8888);
     g.buffer.assign(static_cast<size_t>(W) * H * 4 + 16, 0);
-    lv_display_set_flush_cb(display, [](lv_display_t* disp, const lv_area_t*, uint8_t*) { lv_display_flush_ready(disp); });
+    lv_display_set_flush_cb(display, [](lv_display_t* d, const lv_area_t*, uint8_t*) { lv_display_flush_ready(d); });
     lv_display_set_buffers(display, g.buffer.data(), nullptr, static_cast<uint32_t>(W) * H * 4,
                            LV_DISPLAY_RENDER_MODE_FULL);
     lv_indev_t* pointer = lv_indev_create();

@@ -18,5 +18,5 @@ TEST_F(EntryValues, an_imported_value_too_big_for_its_entry_restores_it_with_the
     EXPECT_EQ(text(PanelEntry::Deadband), "3");
     EXPECT_EQ(text(PanelEntry::SoftStart), "7") << "a value that fits stands";
     EXPECT_EQ(headless_msgbox_texts(), (std::vector<std::string>{"请输入 0-255 之间的数字", "请输入 0-10000 之间的数字",
-                                               "请输入 0-13 之间的数字", "导入成功!"}));
+                                                                 "请输入 0-13 之间的数字", "导入成功!"}));
 }
