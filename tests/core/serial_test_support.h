@@ -1,15 +1,16 @@
 /* Stand-ins for USB serial adapters in the serial link tests: pseudo-terminal pairs (the program
- * opens the slave by its path, the test plays the servo on the master) and a built sysfs/dev
- * tree that discovery can be pointed at. */
+ * opens the slave by its path, the test plays the servo on the master), a fixture with the port
+ * open on one, and a built sysfs/dev tree that discovery can be pointed at. */
 #pragma once
 
 #include "serial/comHandle.h"
+#include "serial/discovery_linux.h"
+#include "tests/core/core_test_support.h"
 
 #include <gtest/gtest.h>
 
 #include <chrono>
 #include <cstring>
-#include <dirent.h>
 #include <fcntl.h>
 #include <filesystem>
 #include <functional>
@@ -47,7 +48,6 @@ class PtyPair {
     PtyPair(const PtyPair&) = delete;
     PtyPair& operator=(const PtyPair&) = delete;
     const std::string& path() const { return path_; }
-    /* The servo sends bytes. */
     void send(const std::vector<uint8_t>& bytes) {
         for (size_t done = 0; done < bytes.size();) {
             const ssize_t n = write(master_, bytes.data() + done, bytes.size() - done);
@@ -80,6 +80,21 @@ class PtyPair {
     std::string path_;
 };
 
+/* The core's fresh start with the port open on a pseudo-terminal whose far end the test plays. */
+class PortFixture : public CoreFixture {
+  protected:
+    void SetUp() override {
+        CoreFixture::SetUp();
+        ASSERT_NE(SerialOpen(pty.path().c_str()), PORT_HANDLE_NONE);
+    }
+    void TearDown() override {
+        clock_set_source(nullptr); /* SerialClose sleeps on the real clock */
+        SerialClose();
+        CoreFixture::TearDown();
+    }
+    PtyPair pty;
+};
+
 /* Polls cond every millisecond for up to timeout_ms; true once it held. */
 inline bool wait_until(const std::function<bool()>& cond, int timeout_ms = 3000) {
     const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeout_ms);
@@ -90,21 +105,12 @@ inline bool wait_until(const std::function<bool()>& cond, int timeout_ms = 3000)
     return true;
 }
 
-/* Entries of a /proc folder: open descriptors (less the one listing them) or threads. */
-inline int count_entries(const char* path) {
-    int n = 0;
-    if (DIR* d = opendir(path)) {
-        while (const dirent* e = readdir(d))
-            n += e->d_name[0] != '.';
-        closedir(d);
-    }
-    return n;
-}
+/* Open descriptors (less the one listing them) and threads of this process. */
 inline int count_open_fds() {
-    return count_entries("/proc/self/fd") - 1;
+    return static_cast<int>(std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {})) - 1;
 }
 inline int count_threads() {
-    return count_entries("/proc/self/task");
+    return static_cast<int>(std::distance(std::filesystem::directory_iterator("/proc/self/task"), {}));
 }
 
 /* Bytes the open port's driver holds. */
@@ -170,6 +176,23 @@ class PortTree {
   private:
     std::string root_;
     std::map<std::string, std::string> device_dirs_;
+};
+
+/* The core's fresh start with discovery pointed at a built tree, on the test clock. */
+class TreeFixture : public CoreFixture {
+  protected:
+    void SetUp() override {
+        CoreFixture::SetUp();
+        g_test_now = 100000;
+        clock_set_source(test_now);
+        discovery_set_roots(tree.sys().c_str(), tree.dev().c_str(), true);
+    }
+    void TearDown() override {
+        SerialClose();
+        discovery_set_roots(nullptr, nullptr, true);
+        CoreFixture::TearDown();
+    }
+    PortTree tree;
 };
 
 } // namespace serial_test

@@ -3,23 +3,14 @@
  * block field as the panel or the parameter table does, in the panel's units. */
 #include "cli/cli_servo.h"
 #include "cli/cli_session.h"
-#include "common/clock.h"
 #include "common/debug_log.h"
-#include "common/lang.h"
-#include "tests/fakes/common/fake_platform.h"
-#include "tests/fakes/core/fake_screen.h"
-
-#include <gtest/gtest.h>
+#include "tests/core/core_test_support.h"
 
 namespace {
 
-uint64_t g_now = 0;
-uint64_t hand_clock() {
-    return g_now;
-}
 std::vector<uint64_t> g_runs;
 void record_run(protocol_timer_t) {
-    g_runs.push_back(g_now);
+    g_runs.push_back(g_test_now);
 }
 bool g_reply_in = false;
 bool reply_in() {
@@ -29,10 +20,10 @@ bool reply_in() {
 class CliSessionTest : public ::testing::Test {
   protected:
     void SetUp() override {
-        g_now = 1000;
+        g_test_now = 1000;
         g_runs.clear();
         g_reply_in = false;
-        clock_set_source(hand_clock);
+        clock_set_source(test_now);
         session_start(false);
     }
     void TearDown() override {
@@ -45,7 +36,7 @@ class CliSessionTest : public ::testing::Test {
         lang_reset();
     }
     static void turn_at(uint64_t t) {
-        g_now = t;
+        g_test_now = t;
         session_pump(0);
     }
 };

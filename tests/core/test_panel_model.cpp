@@ -1,30 +1,22 @@
 /* The headless parameter panel: a text written into an entry is checked once, whole, against the
  * limits the screen's panel uses. */
-#include "common/lang.h"
-#include "params/panel_fields.h"
 #include "params/panel_model.h"
-#include "params/param_values.h"
-#include "tests/fakes/core/fake_prompt.h"
-#include "tests/fakes/core/fake_screen.h"
-
-#include <gtest/gtest.h>
+#include "tests/core/core_test_support.h"
 
 namespace {
 
-class PanelModelTest : public ::testing::Test {
+class PanelModelTest : public CoreFixture {
   protected:
     void SetUp() override {
-        params_reset();
-        lang_reset();
+        CoreFixture::SetUp();
         lang_set_chinese(0);
         params_load_defaults();
         fake_screen_install(true);
         panel_model_reset();
-        fake_prompts().clear();
     }
     void TearDown() override {
         fake_screen_install();
-        lang_reset();
+        CoreFixture::TearDown();
     }
     static std::string text(PanelEntry e) {
         char buf[32];
@@ -71,10 +63,10 @@ TEST_F(PanelModelTest, texts_within_the_limits_are_kept_as_written_without_a_mes
 }
 
 TEST_F(PanelModelTest, a_block_shown_through_update_par_lands_whole_in_the_entries_and_boxes) {
-    const uint8_t block[PARAM_BLOCK_BYTES] = {0x41, 0x32, 0x07, 0xD0, 0x05, 0xDC, 0x03, 0xE8, 0x0D, 0xAC, 0x08, 0x00,
-                                              0x02, 0x54, 0x96, 0x1D, 0x00, 0x00, 0xC8, 0x63, 0x05, 0xE4, 0x64, 0x0A,
-                                              0x00, 0x50, 0x25, 0x21, 0x13, 0x0C, 0x00, 0x00, 0x1F, 0x48, 0x13};
-    params_show_block(block);
+    servo_bytes::Bytes block = servo_bytes::DEFAULT_BLOCK;
+    block[14] = 150;
+    block[27] = 0x21;
+    params_show_block(block.data());
     EXPECT_EQ(text(PanelEntry::Stall1Time), "10000"); /* 150 stored: held at 100, shown in ms */
     EXPECT_FALSE(panel_model_level_shown(2));
     EXPECT_FALSE(panel_get_checked(PanelCheck::Direction)); /* byte 27 = 0x21: ArmDir off */

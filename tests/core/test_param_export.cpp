@@ -1,34 +1,25 @@
 /* Parameter text export and the save action: both formats byte for byte, the dialogs' two
  * flavours, the messages and the current directory. */
-#include "common/lang.h"
-#include "params/param_files.h"
 #include "params/register_family.h"
-#include "params/param_values.h"
 #include "protocol/param_actions.h"
-#include "tests/fakes/common/fake_file_dialog.h"
-#include "tests/fakes/core/fake_panel.h"
-#include "tests/fakes/core/fake_prompt.h"
+#include "tests/core/core_test_support.h"
 #include "tests/support/files.h"
 
 #include <filesystem>
-#include <unistd.h>
 
 namespace {
 
-class Export : public ::testing::Test {
+class Export : public CoreFixture {
   protected:
     void SetUp() override {
-        params_reset();
-        params_import_reset();
-        fake_panel_reset();
-        fake_prompts().clear();
-        fake_file_dialog_reset();
-        lang_reset();
+        CoreFixture::SetUp();
         params_load_defaults();
-        ASSERT_NE(getcwd(start_dir, sizeof start_dir), nullptr);
         fake_file_dialog().move_to = dir.path; /* the dialog moves the current directory */
     }
-    void TearDown() override { EXPECT_EQ(chdir(start_dir), 0); }
+    void TearDown() override {
+        std::filesystem::current_path(start_dir);
+        CoreFixture::TearDown();
+    }
     static std::string cwd() { return std::filesystem::current_path().string(); }
     /* The panel as the servo's defaults show it, with the working values holding them. */
     static void show_defaults(int source) {
@@ -39,7 +30,7 @@ class Export : public ::testing::Test {
         params_set_source(source);
     }
     TempDir dir;
-    char start_dir[4096];
+    const std::string start_dir = cwd();
 };
 
 } // namespace
@@ -54,8 +45,8 @@ TEST_F(Export, block_family_save_writes_the_hand_worked_defaults_file) {
     show_defaults(PARAM_SOURCE_BLOCK);
     fake_file_dialog().next_path = dir / "out.txt";
     EXPECT_EQ(param_action_save(), PARAM_FILE_OK);
-    EXPECT_EQ(read_file(dir / "out.txt"), read_file(data_file("configbuffer_defaults.txt")));
-    EXPECT_FALSE(fake_file_dialog().calls.at(0).overwrite_prompt);
+    EXPECT_EQ(read_file(dir / "out.txt"), read_file(SERVO_TEST_DATA_DIR "/configbuffer_defaults.txt"));
+    EXPECT_EQ(fake_file_dialog().calls, std::vector<std::string>{"save"});
     EXPECT_EQ(fake_prompts().back().text, "保存参数成功!\n文件路径: " + dir / "out.txt");
     EXPECT_EQ(cwd(), start_dir);
 }
@@ -81,7 +72,7 @@ TEST_F(Export, register_family_save_writes_wire_values_from_the_panel) {
     EXPECT_EQ(param_action_save(), PARAM_FILE_OK);
     EXPECT_EQ(read_file(dir / "jvn.txt"), "KP:65\nKD:50\nLP:4000\nMP:8000\nOD:400\nOT:300000\nMD:8000\nDZ:3\nLA:596\n"
                                           "MA:3500\nCA:2048\nLD:0\nRS:1\nLS:1\n");
-    EXPECT_TRUE(fake_file_dialog().calls.at(0).overwrite_prompt);
+    EXPECT_EQ(fake_file_dialog().calls, std::vector<std::string>{"save, confirm overwrite"});
     EXPECT_EQ(fake_prompts().back().text, "JVN参数保存成功!\n路径: " + dir / "jvn.txt");
     EXPECT_EQ(cwd(), start_dir);
 }
@@ -106,8 +97,8 @@ TEST_F(Export, jvn_save_checks_the_extension_and_restores_the_directory_only_on_
         fake_file_dialog().next_path = *c.name ? dir / c.name : "";
         EXPECT_EQ(params_export_jvn(record), c.result);
         EXPECT_EQ(prompt_texts(), c.message.empty() ? std::vector<std::string>{} : std::vector{c.message});
-        EXPECT_EQ(cwd(), c.result == PARAM_FILE_OK ? std::string(start_dir) : dir.path);
-        ASSERT_EQ(chdir(start_dir), 0);
+        EXPECT_EQ(cwd(), c.result == PARAM_FILE_OK ? start_dir : dir.path);
+        std::filesystem::current_path(start_dir);
     }
 }
 

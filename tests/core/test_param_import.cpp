@@ -1,30 +1,17 @@
 /* Parameter text import: both formats, the per-line messages, damaged and unusual files. */
-#include "common/lang.h"
-#include "params/param_files.h"
-#include "params/param_values.h"
-#include "tests/fakes/common/fake_file_dialog.h"
-#include "tests/fakes/core/fake_panel.h"
-#include "tests/fakes/core/fake_prompt.h"
+#include "tests/core/core_test_support.h"
 #include "tests/support/files.h"
 
-#include <climits>
 #include <filesystem>
-#include <unistd.h>
 
 namespace {
 
-class Import : public ::testing::Test {
+class Import : public CoreFixture {
   protected:
     void SetUp() override {
-        params_reset();
-        params_import_reset();
-        fake_panel_reset();
-        fake_prompts().clear();
-        fake_file_dialog_reset();
-        lang_reset();
+        CoreFixture::SetUp();
         params_load_defaults();
     }
-    /* Writes a file into the test folder; returns its path. */
     std::string file(const std::string& name, const std::string& content) { return write_file(dir / name, content); }
     int import(const std::string& name, const std::string& content) {
         return params_import_path(file(name, content).c_str());
@@ -159,19 +146,18 @@ TEST_F(Import, damaged_files_end_without_harm_and_with_few_boxes) {
 }
 
 TEST_F(Import, dialog_action_restores_the_directory_only_on_success) {
-    char start[4096], now[4096];
-    ASSERT_NE(getcwd(start, sizeof start), nullptr);
+    const std::filesystem::path start = std::filesystem::current_path();
     fake_file_dialog().move_to = dir.path;
     fake_file_dialog().next_path = file("ok.txt", "KP:1\n");
     EXPECT_EQ(params_import_run(), PARAM_FILE_OK);
-    EXPECT_STREQ(getcwd(now, sizeof now), start);
+    EXPECT_EQ(std::filesystem::current_path(), start);
     fake_file_dialog().next_path = file("bad.dat", "KP:1\n");
     EXPECT_EQ(params_import_run(), PARAM_FILE_BAD_EXTENSION);
-    EXPECT_STREQ(getcwd(now, sizeof now), dir.path.c_str());
-    ASSERT_EQ(chdir(start), 0);
+    EXPECT_EQ(std::filesystem::current_path(), dir.path);
+    std::filesystem::current_path(start);
     fake_prompts().clear();
     fake_file_dialog().next_path.clear(); /* cancelled: nothing is shown */
     EXPECT_EQ(params_import_run(), PARAM_FILE_CANCELLED);
     EXPECT_TRUE(fake_prompts().empty());
-    EXPECT_EQ(fake_file_dialog().calls.back().kind, FakeFileDialogCall::Open);
+    EXPECT_EQ(fake_file_dialog().calls.back(), "open");
 }

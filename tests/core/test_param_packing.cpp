@@ -1,9 +1,7 @@
-/* Packing and unpacking between the 35-byte block, the working values and the panel. Expected
- * bytes are worked out by hand from the table, row by row. */
-#include "params/param_values.h"
-#include "tests/fakes/core/fake_panel.h"
-
-#include <gtest/gtest.h>
+/* The parameter table's rows over the 35-byte block, and packing and unpacking between the block,
+ * the working values and the panel. Expected bytes are worked out by hand from the table. */
+#include "params/param_table.h"
+#include "tests/core/core_test_support.h"
 
 #include <cstring>
 #include <vector>
@@ -17,11 +15,10 @@ const uint8_t DEFAULT_BLOCK[PARAM_BLOCK_BYTES] = {
     0xC8, 0x73, 0x05, 0xE4, 0x64, 0x0A, 0x00, 0x50, 0x25, 0x31, 0x13, 0x0C, 0x00, 0x00, 0x1F, 0x48, 0x13,
 };
 
-class Packing : public ::testing::Test {
+class Packing : public CoreFixture {
   protected:
     void SetUp() override {
-        params_reset();
-        fake_panel_reset();
+        CoreFixture::SetUp();
         params_load_defaults();
         memcpy(values, params_state().defaultValues, sizeof values);
     }
@@ -34,6 +31,20 @@ class Packing : public ::testing::Test {
 };
 
 } // namespace
+
+TEST(ParamTable, every_bit_of_the_block_belongs_to_exactly_one_row) {
+    uint8_t covered[PARAM_BLOCK_BYTES] = {};
+    for (const ParameterDescriptor& r : parameterTable) {
+        for (int k = 0; k < r.byteCount; ++k) {
+            const int b = params_row_byte(r, k);
+            ASSERT_LT(b, PARAM_BLOCK_BYTES);
+            EXPECT_EQ(covered[b] & params_row_mask(r, k), 0) << "row " << r.index << " overlaps in byte " << b;
+            covered[b] = static_cast<uint8_t>(covered[b] | params_row_mask(r, k));
+        }
+    }
+    for (int b = 0; b < PARAM_BLOCK_BYTES; ++b)
+        EXPECT_EQ(covered[b], 0xFF) << "byte " << b;
+}
 
 TEST_F(Packing, defaults_pack_into_the_hand_worked_block_and_not_all_of_them_unpack_back) {
     pack(params_state().defaultValues);

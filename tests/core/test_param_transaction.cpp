@@ -1,10 +1,7 @@
 /* Writing the parameters by parameter source: the refusals, the block frame and its
  * acknowledgement, the register sequence with the cache rules. The port is a pseudo-terminal. */
-#include "common/clock.h"
 #include "protocol/param_actions.h"
 #include "protocol/param_transaction.h"
-#include "serial/comHandle.h"
-#include "tests/core/protocol_test_support.h"
 #include "tests/core/serial_test_support.h"
 
 #include <cstring>
@@ -13,17 +10,8 @@ using namespace servo_bytes;
 
 namespace {
 
-class ParamTransactionTest : public ProtocolFixture {
+class ParamTransactionTest : public serial_test::PortFixture {
   protected:
-    void SetUp() override {
-        ProtocolFixture::SetUp();
-        ASSERT_NE(SerialOpen(pty.path().c_str()), PORT_HANDLE_NONE);
-    }
-    void TearDown() override {
-        SerialClose();
-        ProtocolFixture::TearDown();
-    }
-    Bytes sent(size_t expect, int timeout_ms = 300) { return pty.receive(expect, timeout_ms); }
     /* A register-family read answered with these DATA0/DATA1 words, echo included. */
     void register_read(const uint16_t regs[8][2]) {
         ASSERT_EQ(param_transaction_read(), PARAM_CMD_STARTED);
@@ -35,7 +23,7 @@ class ParamTransactionTest : public ProtocolFixture {
         }
         fake_timer_fire(timer);
         ASSERT_EQ(params_state().parameterSource, PARAM_SOURCE_REGISTER);
-        sent(4 + 8 * 10); /* the read's requests are not what these tests look at */
+        pty.receive(4 + 8 * 10); /* the read's requests are not what these tests look at */
         fake_prompts().clear();
     }
     /* Runs the write timer to its end; returns the frames it sent, one per call. */
@@ -46,14 +34,13 @@ class ParamTransactionTest : public ProtocolFixture {
         EXPECT_EQ(timer->period_ms, 50u) << "a register-family servo takes a frame every 50 ms";
         for (int i = 0; i < 12; ++i) {
             fake_timer_fire(timer);
-            frames.push_back(sent(10));
+            frames.push_back(pty.receive(10));
         }
         EXPECT_TRUE(fake_prompts().empty()) << "success comes with the closing call";
         fake_timer_fire(timer);
         EXPECT_FALSE(timer->alive);
         return frames;
     }
-    serial_test::PtyPair pty;
 };
 
 /* A servo whose registers hold remainders the panel cannot show (OD 100 = 1 x 80 + 20). */
@@ -106,7 +93,7 @@ TEST_F(ParamTransactionTest, refused_or_failed_writes_send_no_parameters) {
         fake_timers().fail_next_start = c.timer_fails;
         EXPECT_EQ(param_transaction_write(), c.result);
         EXPECT_EQ(prompt_texts(), *c.message ? std::vector<std::string>{c.message} : std::vector<std::string>{});
-        EXPECT_EQ(sent(42, 100), c.sent);
+        EXPECT_EQ(pty.receive(42, 100), c.sent);
     }
 }
 
@@ -159,12 +146,12 @@ TEST_F(ParamTransactionTest, block_write_is_acknowledged_by_four_0x80_in_a_row_a
     ASSERT_EQ(param_transaction_read(), PARAM_CMD_STARTED);
     feed(cat({PARAM_REQUEST, block_frame(data)}));
     ASSERT_EQ(params_state().parameterSource, PARAM_SOURCE_BLOCK);
-    sent(4); /* the read request */
+    pty.receive(4); /* the read request */
     fake_prompts().clear();
     ASSERT_EQ(param_transaction_write(), PARAM_CMD_STARTED);
     Bytes written = data;
     written[19] = 0x73; /* the deadband byte: (3 + 2) << 4 | 3, with row 15's 6 << 4 ORed on */
-    const Bytes echo = sent(4 + 38);
+    const Bytes echo = pty.receive(4 + 38);
     EXPECT_EQ(echo, cat({PARAM_REQUEST, block_frame(written)}));
     feed(echo);
     EXPECT_TRUE(fake_prompts().empty()) << "the 0x80 of the echoed data acknowledged the write";

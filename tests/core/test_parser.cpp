@@ -2,15 +2,14 @@
  * ahead of a good frame, the register replies and both information replies. */
 #include "protocol/info_transaction.h"
 #include "protocol/param_transaction.h"
-#include "tests/core/protocol_test_support.h"
+#include "tests/core/core_test_support.h"
 
 using namespace servo_bytes;
 
 namespace {
 
-class ParserTest : public ProtocolFixture {
+class ParserTest : public CoreFixture {
   protected:
-    /* A fresh parameter read. */
     static void start_param_read() {
         protocol_reset();
         fake_panel_reset();
@@ -45,16 +44,20 @@ TEST_F(ParserTest, info_reply_completes_at_its_last_byte_and_fills_the_fields) {
     struct Case {
         const char* label;
         Bytes before; /* ahead of the frame: the echo, garbage */
-        const char *type, *shown;
+        const char *type, *shown, *date_shown;
         int chinese;
+        FakePrompt::Kind kind;
         const char* prompt;
     };
+    const char* ok = "舵机信息读取成功!";
     const Case cases[] = {
-        {"echo", INFO_REQUEST, "SIM-BLOCK-01", "SIM-BLOCK-01", 1, "舵机信息读取成功!"},
-        {"no echo", {}, "SIM-BLOCK-01", "SIM-BLOCK-01", 1, "舵机信息读取成功!"},
+        {"echo", INFO_REQUEST, "SIM-BLOCK-01", "SIM-BLOCK-01", "20260115", 1, FakePrompt::Prompt, ok},
+        {"no echo", {}, "SIM-BLOCK-01", "SIM-BLOCK-01", "20260115", 1, FakePrompt::Prompt, ok},
         {"garbage before the tag, type cut at the first space", cat({{0x00, 0x5A, 0xC3}, INFO_REQUEST}), "AB CD", "AB",
-         0, "Servo information read successfully!"},
-        {"bytes that are not UTF-8 made valid", {}, "A\xFF", "A\xEF\xBF\xBD", 1, "舵机信息读取成功!"},
+         "20260115", 0, FakePrompt::Prompt, "Servo information read successfully!"},
+        {"bytes that are not UTF-8 made valid", {}, "A\xFF", "A\xEF\xBF\xBD", "20260115", 1, FakePrompt::Prompt, ok},
+        {"byte 1 at 0x80: refused in Chinese whatever the language, no field written", INFO_REQUEST, "\x80SERVO", "",
+         "20260101", 0, FakePrompt::Error, "读取信息失败！"},
     };
     serial_ports_set_open(1);
     for (const Case& c : cases) {
@@ -68,36 +71,20 @@ TEST_F(ParserTest, info_reply_completes_at_its_last_byte_and_fills_the_fields) {
         EXPECT_TRUE(fake_prompts().empty()) << "one byte short";
         feed({stream.back()});
         EXPECT_EQ(fake_info(InfoField::Type), c.shown);
-        EXPECT_EQ(fake_info(InfoField::Year) + fake_info(InfoField::Month) + fake_info(InfoField::Day), "20260115");
+        EXPECT_EQ(fake_info(InfoField::Year) + fake_info(InfoField::Month) + fake_info(InfoField::Day), c.date_shown);
         EXPECT_EQ(prompt_texts(), std::vector<std::string>{c.prompt});
+        EXPECT_EQ(fake_prompts()[0].kind, c.kind);
+        EXPECT_EQ(fake_info_fields().writes == 0, c.kind == FakePrompt::Error);
     }
 }
 
-TEST_F(ParserTest, info_reply_with_byte_1_at_0x80_is_refused_in_chinese_whatever_the_language) {
-    serial_ports_set_open(1);
-    lang_set_chinese(0);
-    info_transaction_read();
-    feed(cat({INFO_REQUEST, info_frame("\x80SERVO", "20260115")}));
-    EXPECT_EQ(prompt_texts(), std::vector<std::string>{"读取信息失败！"});
-    EXPECT_EQ(fake_prompts()[0].kind, FakePrompt::Error);
-    EXPECT_EQ(fake_info_fields().writes, 0);
-}
-
-TEST_F(ParserTest, block_read_after_its_echo_fills_the_panel) {
-    start_param_read();
-    feed(cat({PARAM_REQUEST, block_frame(DEFAULT_BLOCK)}));
-    EXPECT_EQ(Bytes(params_state().parmeterBuff, params_state().parmeterBuff + 35), DEFAULT_BLOCK);
-    EXPECT_EQ(fake_entry(PanelEntry::MaxAngle), "3500");
-    EXPECT_TRUE(fake_checked(PanelCheck::Direction));
-    EXPECT_EQ(prompt_texts(), std::vector<std::string>{"读取参数成功!"});
-}
-
-TEST_F(ParserTest, block_lost_to_a_bad_checksum_or_a_data_byte_taken_for_echo_is_followed_by_a_good_one) {
+TEST_F(ParserTest, block_read_after_its_echo_fills_the_panel_even_after_a_block_lost_to_a_bad_sum_or_echo) {
     Bytes bad_sum = block_frame(DEFAULT_BLOCK);
     bad_sum.back() = static_cast<uint8_t>(bad_sum.back() + 1); /* the plain sum */
     Bytes data = DEFAULT_BLOCK;
     data[22] = 0x81; /* the request's first byte: swallowed, so the checksum becomes the last data byte */
     const std::pair<const char*, Bytes> cases[] = {
+        {"nothing lost", {}},
         {"bad checksum", bad_sum},
         {"0x81 in the data", cat({block_frame(data), {0x00} /* taken for the checksum */})},
     };
@@ -107,7 +94,10 @@ TEST_F(ParserTest, block_lost_to_a_bad_checksum_or_a_data_byte_taken_for_echo_is
         feed(cat({PARAM_REQUEST, lost}));
         EXPECT_EQ(fake_entry(PanelEntry::Gain), "");
         feed(block_frame(DEFAULT_BLOCK));
+        EXPECT_EQ(Bytes(params_state().parmeterBuff, params_state().parmeterBuff + 35), DEFAULT_BLOCK);
         EXPECT_EQ(fake_entry(PanelEntry::Gain), "65");
+        EXPECT_EQ(fake_entry(PanelEntry::MaxAngle), "3500");
+        EXPECT_TRUE(fake_checked(PanelCheck::Direction));
         EXPECT_EQ(prompt_texts(), std::vector<std::string>{"读取参数成功!"});
     }
 }

@@ -1,42 +1,23 @@
 /* Faults found by running the tool against a misbehaving servo, a late UI thread, a full disk and
  * files that are not files: each case replays that run and checks what the user is shown. */
-#include "params/param_files.h"
 #include "params/register_family.h"
 #include "protocol/info_transaction.h"
 #include "protocol/param_transaction.h"
-#include "serial/comHandle.h"
-#include "serial/rx_ring.h"
-#include "tests/core/protocol_test_support.h"
 #include "tests/core/serial_test_support.h"
 #include "tests/support/files.h"
 
-#include <algorithm>
 #include <csignal>
-#include <filesystem>
-#include <sys/resource.h>
 #include <sys/stat.h>
-#include <thread>
-#include <unistd.h>
 
 using namespace servo_bytes;
 
 namespace {
 
-uint64_t g_now = 0;
-uint64_t test_clock() { return g_now; }
-
-class ReliabilityTest : public ProtocolFixture {
+class ReliabilityTest : public serial_test::PortFixture {
   protected:
     void SetUp() override {
-        ProtocolFixture::SetUp();
-        rx_ring_reset();
-        ASSERT_NE(SerialOpen(pty.path().c_str()), PORT_HANDLE_NONE);
+        PortFixture::SetUp();
         serial_ports_set_open(1);
-    }
-    void TearDown() override {
-        clock_set_source(nullptr);
-        if (port_handle_valid(serial_link_state().g_comm.hCom)) SerialClose();
-        ProtocolFixture::TearDown();
     }
     static int errors_shown() {
         return static_cast<int>(std::count_if(fake_prompts().begin(), fake_prompts().end(),
@@ -52,16 +33,16 @@ class ReliabilityTest : public ProtocolFixture {
         ASSERT_TRUE(serial_test::wait_until(
             [&] { return serial_test::queued_at_port() >= before + static_cast<int>(sent.size() + reply.size()); }));
     }
-    serial_test::PtyPair pty;
 };
+using FileFaults = CoreFixture;
 
 } // namespace
 
 /* A servo that stays silent once: the information write times out after its echo came back
  * whole but for the byte beyond the frame; the next read must still see its answer. */
 TEST_F(ReliabilityTest, an_information_read_after_a_timed_out_write_fills_the_fields) {
-    g_now = 1000;
-    clock_set_source(test_clock);
+    g_test_now = 1000;
+    clock_set_source(test_now);
     fake_info(InfoField::Type) = "SERVO-7";
     fake_info(InfoField::Year) = "2026";
     fake_info(InfoField::Month) = "01";
@@ -69,7 +50,7 @@ TEST_F(ReliabilityTest, an_information_read_after_a_timed_out_write_fills_the_fi
     ASSERT_EQ(info_transaction_write(), INFO_SENT);
     answer(FRAME_INFO_LEN, {});
     protocol_take_received();
-    g_now += INFO_TIMEOUT_MS + 1;
+    g_test_now += INFO_TIMEOUT_MS + 1;
     ASSERT_EQ(info_transaction_check_timeout(), 1);
     ASSERT_EQ(errors_shown(), 1) << "the write timed out";
     ASSERT_EQ(info_transaction_read(), INFO_SENT);
@@ -111,9 +92,7 @@ TEST_F(ReliabilityTest, a_register_read_with_a_late_ui_thread_reads_all_eight_re
 
 /* A save that runs out of room half-way (a file-size limit stands in for a full disk) reports the
  * failure and leaves the file it was to replace whole, in both formats, with nothing left over. */
-TEST(SaveFailure, a_save_that_fails_half_way_leaves_the_old_file_whole) {
-    lang_reset();
-    fake_prompts().clear();
+TEST_F(FileFaults, a_save_that_fails_half_way_leaves_the_old_file_whole) {
     TempDir dir;
     const std::string old_block = "ConfigBuffer[0] = 64;\nConfigBuffer[1] = 65;\n";
     const std::string old_keys = "KP:65\nKD:50\n";
@@ -141,9 +120,7 @@ TEST(SaveFailure, a_save_that_fails_half_way_leaves_the_old_file_whole) {
 
 /* Only regular files are imported: a link to an endless device and a named pipe are refused at
  * once instead of holding the screen. */
-TEST(ImportSpecialFiles, a_device_or_a_pipe_is_refused_without_waiting) {
-    lang_reset();
-    fake_prompts().clear();
+TEST_F(FileFaults, a_device_or_a_pipe_is_refused_without_waiting) {
     TempDir dir;
     ASSERT_EQ(symlink("/dev/zero", (dir / "zero.txt").c_str()), 0);
     ASSERT_EQ(mkfifo((dir / "pipe.txt").c_str(), 0600), 0);

@@ -1,5 +1,4 @@
-/* Files for tests: a temporary folder removed afterwards, whole-file reads and writes, and the
- * sample files under tests/data. */
+/* Files for tests: a temporary folder removed afterwards, whole-file reads and writes. */
 #pragma once
 
 #include <gtest/gtest.h>
@@ -39,14 +38,7 @@ inline std::string read_file(const std::string& path) {
     return ss.str();
 }
 
-/* Writes content to path; returns the path. */
 inline std::string write_file(const std::string& path, const std::string& content) {
     std::ofstream(path, std::ios::binary) << content;
     return path;
 }
-
-/* The sample files' folder: the core tests start in it (tests/CMakeLists.txt); taken before any
- * test changes directory. */
-inline const std::string g_test_data_dir = std::filesystem::current_path().string();
-
-inline std::string data_file(const char* name) { return g_test_data_dir + "/" + name; }

@@ -6,8 +6,11 @@
 
 #include "lvgl.h"
 
+#include <gtest/gtest.h>
+
 #include <cstdint>
 #include <string>
+#include <vector>
 
 /* Initialises LVGL and the headless display once per process, then gives the test a fresh
  * empty active screen (the previous one is deleted). */
@@ -22,8 +25,16 @@ void headless_click_obj(lv_obj_t* obj);
 /* Text of a label, or of the first label among obj's children (depth-first); "" when none. */
 std::string headless_label_text(lv_obj_t* obj);
 
-/* Number of message boxes on the active screen, and the title / content text of box i. */
-int headless_msgbox_count();
-lv_obj_t* headless_msgbox(int i);
+/* The message boxes on the active screen, oldest first; a box's title and text; all their texts. */
+std::vector<lv_obj_t*> headless_msgboxes();
 std::string headless_msgbox_title(lv_obj_t* box);
 std::string headless_msgbox_text(lv_obj_t* box);
+std::vector<std::string> headless_msgbox_texts();
+
+/* The program's main screen built on a fresh screen, with parameters, protocol, ports, language
+ * and the recording platform back at their start. */
+class ScreenFixture : public ::testing::Test {
+  protected:
+    void SetUp() override;
+    void TearDown() override;
+};

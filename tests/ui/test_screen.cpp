@@ -1,16 +1,14 @@
 /* The main screen: the language button reaching every panel, the type field's filter, the
- * picture rule. */
+ * picture rule; the three prompt boxes: titles by language, red text for alerts and errors, none
+ * replacing another, cut texts, closing. */
 #include "common/lang.h"
+#include "common/prompt.h"
 #include "ui/param_panel.h"
 #include "tests/fakes/common/fake_platform.h"
 #include "tests/support/files.h"
 #include "tests/support/headless.h"
 #include "ui/screen.h"
 #include "ui/text_cursor.h"
-
-#include <gtest/gtest.h>
-
-#include <vector>
 
 #include <unistd.h>
 
@@ -25,6 +23,7 @@ class ScreenTest : public ::testing::Test {
     }
     void TearDown() override { lang_reset(); }
 };
+using PromptTest = ScreenTest;
 
 /* The pixels of a whole frame drawn now. */
 std::vector<uint32_t> draw_frame() {
@@ -101,4 +100,45 @@ TEST_F(ScreenTest, missing_picture_tells_the_user_posts_quit_and_stops_the_build
     EXPECT_EQ(fake_platform().message_boxes[0].text, "检查是否存在\"QRX_V107_config.bin\"文件");
     EXPECT_EQ(fake_platform().message_boxes[0].caption, "Error");
     EXPECT_EQ(fake_platform().quit_codes, std::vector<int>{0});
+}
+
+TEST_F(PromptTest, boxes_have_their_title_by_language_and_red_text_for_alerts_and_errors) {
+    const struct {
+        prompt_box_t (*show)(const char*);
+        int chinese;
+        const char* title;
+        bool red;
+    } cases[] = {{show_prompt, 1, "提示", false},
+                 {show_error, 1, "错误", true},
+                 {show_prompt_alert, 0, "Prompt", true},
+                 {show_error, 0, "Error", true}};
+    for (const auto& c : cases) {
+        lang_set_chinese(c.chinese);
+        lv_obj_t* box = static_cast<lv_obj_t*>(c.show("text"));
+        EXPECT_EQ(headless_msgbox_title(box), c.title);
+        EXPECT_EQ(headless_msgbox_text(box), "text");
+        lv_obj_t* label = lv_obj_get_child(lv_msgbox_get_content(box), 0);
+        const uint32_t colour = lv_color_to_u32(lv_obj_get_style_text_color(label, LV_PART_MAIN)) & 0xFFFFFF;
+        EXPECT_EQ(colour == 0xCA1515u, c.red) << c.title << " " << std::hex << colour;
+    }
+    headless_run(20);
+    EXPECT_EQ(headless_msgboxes().size(), 4u) << "none blocks or replaces another";
+}
+
+TEST_F(PromptTest, long_text_is_cut_to_1023_bytes_on_a_character_boundary) {
+    std::string text = "a";
+    while (text.size() < 1500)
+        text += "舵机"; /* 3-byte characters after one byte: 1023 falls mid-character */
+    const std::string shown = headless_msgbox_text(static_cast<lv_obj_t*>(show_prompt(text.c_str())));
+    EXPECT_EQ(shown, text.substr(0, 1 + 340 * 3));
+}
+
+TEST_F(PromptTest, the_close_button_and_prompt_close_remove_a_box) {
+    lv_obj_t* first = static_cast<lv_obj_t*>(show_prompt("one"));
+    prompt_close(show_prompt_alert("two"));
+    headless_run(20);
+    ASSERT_EQ(headless_msgboxes().size(), 1u);
+    prompt_close(nullptr);
+    headless_click_obj(lv_obj_get_child(lv_msgbox_get_header(first), -1));
+    EXPECT_TRUE(headless_msgboxes().empty());
 }

@@ -1,36 +1,22 @@
-/* Recording file dialogs for tests: they return the path the test set. */
-#include "tests/fakes/common/fake_file_dialog.h"
-
-#include "params/file_dialog.h"
+/* The recording file dialogs (fake_platform.h); the benches link them alone. */
+#include "tests/fakes/common/fake_platform.h"
 
 #include <cstring>
 #include <unistd.h>
 
-FakeFileDialog& fake_file_dialog() {
-    static FakeFileDialog state;
-    return state;
-}
-
-void fake_file_dialog_reset() {
-    fake_file_dialog() = FakeFileDialog{};
-}
-
 namespace {
-bool answer(char* out, size_t cap) {
-    const std::string& path = fake_file_dialog().next_path;
-    if (!fake_file_dialog().move_to.empty() && chdir(fake_file_dialog().move_to.c_str()) != 0) return false;
-    if (out == nullptr || cap == 0 || path.empty() || path.size() + 1 > cap) return false;
-    memcpy(out, path.c_str(), path.size() + 1);
+bool answer(const char* call, char* out, size_t cap) {
+    FakeFileDialog& d = fake_file_dialog();
+    d.calls.push_back(call);
+    if (!d.move_to.empty() && chdir(d.move_to.c_str()) != 0) return false;
+    if (out == nullptr || d.next_path.empty() || d.next_path.size() + 1 > cap) return false;
+    memcpy(out, d.next_path.c_str(), d.next_path.size() + 1);
     return true;
 }
 } // namespace
 
-bool fake_file_dialog_open_txt(char* out, size_t cap) {
-    fake_file_dialog().calls.push_back({FakeFileDialogCall::Open, false});
-    return answer(out, cap);
-}
+bool fake_file_dialog_open_txt(char* out, size_t cap) { return answer("open", out, cap); }
 
 bool fake_file_dialog_save_txt(char* out, size_t cap, bool overwrite_prompt) {
-    fake_file_dialog().calls.push_back({FakeFileDialogCall::Save, overwrite_prompt});
-    return answer(out, cap);
+    return answer(overwrite_prompt ? "save, confirm overwrite" : "save", out, cap);
 }

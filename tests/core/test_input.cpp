@@ -1,12 +1,21 @@
-/* Keypad translation and the poll rules: one report per new press, repeat only for Backspace
- * and the arrows, nothing while another window has the focus. */
+/* The window's input between polls. Keypad: translation, one report per new press, repeat only for
+ * Backspace and the arrows, nothing while another window has the focus. Pointer: quick clicks
+ * survive, a flood of changes does not overflow. */
 #include "app/keypad.h"
+#include "app/pointer_input.h"
 
 #include <gtest/gtest.h>
 
 #include <set>
 
 namespace {
+
+bool poll_pressed(PointerInput& p) {
+    int32_t x = 0, y = 0;
+    bool pressed = false;
+    pointer_input_poll(p, &x, &y, &pressed);
+    return pressed;
+}
 
 struct FakeKeyboard {
     std::set<int> down;   /* virtual-key codes held */
@@ -102,4 +111,26 @@ TEST_F(KeypadTest, focus_loss_reports_nothing_and_forgets_held_keys) {
     EXPECT_EQ(kb.queries, queries) << "nothing is asked while another window has the focus";
     kb.focus = true;
     EXPECT_TRUE(poll().pressed); /* the still-held key counts as new once the window has the focus */
+}
+
+TEST(PointerInput, quick_clicks_between_two_polls_each_give_a_press_then_a_release) {
+    PointerInput p;
+    for (int i = 0; i < 5; ++i) {
+        pointer_input_button(p, true);
+        pointer_input_button(p, false);
+    }
+    for (int i = 0; i < 5; ++i) {
+        EXPECT_TRUE(poll_pressed(p)) << "click " << i;
+        EXPECT_FALSE(poll_pressed(p)) << "click " << i;
+    }
+    EXPECT_FALSE(poll_pressed(p));
+}
+
+TEST(PointerInput, a_flood_of_changes_keeps_the_oldest_and_ends_in_the_current_state) {
+    PointerInput p;
+    for (int i = 0; i < 3 * POINTER_QUEUE_SIZE; ++i)
+        pointer_input_button(p, i % 2 == 0);
+    for (int i = 0; i < POINTER_QUEUE_SIZE; ++i)
+        EXPECT_EQ(poll_pressed(p), i % 2 == 0) << i;
+    EXPECT_FALSE(poll_pressed(p)); /* the last change was a release */
 }

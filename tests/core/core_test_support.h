@@ -1,16 +1,16 @@
-/* Servo byte streams written from the wire tables (not with the tool's own frame code), and a
- * fixture base that puts every module the protocol touches back to a fresh start. */
+/* Servo byte streams written from the wire tables (not with the tool's own frame code), a clock the
+ * test sets, and a fixture base that puts every module of the core back to a fresh start. */
 #pragma once
 
 #include "common/clock.h"
 #include "common/lang.h"
+#include "params/param_files.h"
 #include "params/param_values.h"
 #include "protocol/protocol_state.h"
 #include "serial/Serial.h"
-#include "tests/fakes/core/fake_info_fields.h"
-#include "tests/fakes/core/fake_panel.h"
-#include "tests/fakes/core/fake_prompt.h"
-#include "tests/fakes/core/fake_protocol_timers.h"
+#include "serial/rx_ring.h"
+#include "tests/fakes/common/fake_platform.h"
+#include "tests/fakes/core/fake_screen.h"
 
 #include <gtest/gtest.h>
 
@@ -84,23 +84,27 @@ inline const uint16_t DEFAULT_REGS[8][2] = {{80, 3000},  {65, 50},  {8000, 0}, {
 
 } // namespace servo_bytes
 
-/* Fresh protocol, parameters, panel, fields, prompts, timers, language and clock for each case. */
-class ProtocolFixture : public ::testing::Test {
+inline uint64_t g_test_now = 0;
+inline uint64_t test_now() { return g_test_now; }
+
+/* Fresh protocol, parameters, recordings, language, clock and port state for each case. */
+class CoreFixture : public ::testing::Test {
   protected:
     void SetUp() override {
         protocol_reset();
         params_reset();
-        fake_panel_reset();
-        fake_info_fields_reset();
-        fake_prompts().clear();
-        fake_timers_reset();
+        params_import_reset();
+        fake_screen_reset();
+        fake_platform_reset();
         lang_reset();
         clock_set_source(nullptr);
-        serial_ports_set_open(0);
+        serial_ports_reset();
+        rx_ring_reset();
     }
     void TearDown() override {
         clock_set_source(nullptr);
         serial_ports_set_open(0);
+        lang_reset();
     }
     static void feed(const servo_bytes::Bytes& bytes) {
         for (uint8_t b : bytes)
