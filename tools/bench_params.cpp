@@ -7,7 +7,7 @@
 #include "params/param_files.h"
 #include "params/param_values.h"
 #include "protocol/param_actions.h"
-#include "tests/fakes/common/fake_file_dialog.h"
+#include "tests/fakes/common/fake_platform.h"
 #include "ui/screen.h"
 
 #include "lvgl.h"

@@ -1,7 +1,7 @@
 #include "tools/bench_platform.h"
 
 #include "common/platform.h"
-#include "tests/fakes/common/fake_file_dialog.h"
+#include "tests/fakes/common/fake_platform.h"
 
 #include <condition_variable>
 #include <cstdio>

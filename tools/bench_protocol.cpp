@@ -16,7 +16,7 @@
 #include "serial/Serial.h"
 #include "serial/comHandle.h"
 #include "serial/rx_ring.h"
-#include "tests/fakes/core/fake_info_fields.h"
+#include "tests/fakes/core/fake_screen.h"
 
 #include <algorithm>
 #include <chrono>

@@ -4,7 +4,7 @@
 #include "common/lang.h"
 #include "params/param_files.h"
 #include "params/param_values.h"
-#include "tests/fakes/core/fake_panel.h"
+#include "tests/fakes/core/fake_screen.h"
 #include "tests/fuzz/fuzz_support.h"
 
 #include <cstdio>

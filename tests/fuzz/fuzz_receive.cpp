@@ -14,9 +14,7 @@
 #include "serial/Serial.h"
 #include "serial/comHandle.h"
 #include "serial/rx_ring.h"
-#include "tests/fakes/core/fake_info_fields.h"
-#include "tests/fakes/core/fake_panel.h"
-#include "tests/fakes/core/fake_protocol_timers.h"
+#include "tests/fakes/core/fake_screen.h"
 #include "tests/fuzz/fuzz_support.h"
 
 #include <fuzzer/FuzzedDataProvider.h>

@@ -10,10 +10,7 @@
 #include "serial/Serial.h"
 #include "serial/rx_ring.h"
 #include "tests/fakes/common/fake_platform.h"
-#include "tests/fakes/core/fake_info_fields.h"
-#include "tests/fakes/core/fake_panel.h"
-#include "tests/fakes/core/fake_prompt.h"
-#include "tests/fakes/core/fake_protocol_timers.h"
+#include "tests/fakes/core/fake_screen.h"
 
 #include <cstdio>
 #include <cstdlib>

@@ -1,8 +1,7 @@
 /* The Windows main window (app/window_win32.cpp) under wine's null display driver, with the
  * shell and the loop it calls replaced by recorders: what the end-to-end run under wine does not
  * reach (quit requests, the key latch, input dropped while a modal box is open). And the compiled
- * resources as the window loads them: the UTF-8 texts survive the resource compiler, the
- * accelerators are character keys with Alt, the About dialog has its layout. */
+ * resources as the window loads them. */
 #include "app/app.h"
 #include "app/keypad.h"
 #include "app/main_loop.h"
@@ -19,35 +18,10 @@
 
 namespace {
 
-std::wstring string_resource(UINT id) {
-    const wchar_t* text = nullptr;
-    const int n = LoadStringW(GetModuleHandleW(nullptr), id, reinterpret_cast<LPWSTR>(&text), 0);
-    return n > 0 ? std::wstring(text, static_cast<size_t>(n)) : std::wstring();
-}
-
 std::wstring menu_text(HMENU menu, UINT item, UINT by) {
     wchar_t buf[128] = L"";
     GetMenuStringW(menu, item, buf, 128, by);
     return buf;
-}
-
-INT_PTR CALLBACK quiet_dialog_proc(HWND, UINT, WPARAM, LPARAM) { return FALSE; }
-
-std::wstring window_text(HWND w) {
-    wchar_t buf[128] = L"";
-    GetWindowTextW(w, buf, 128);
-    return buf;
-}
-
-/* A control's place in dialog units. */
-RECT dialog_units(HWND dialog, HWND control) {
-    RECT r;
-    GetWindowRect(control, &r);
-    MapWindowPoints(nullptr, dialog, reinterpret_cast<POINT*>(&r), 2);
-    RECT unit = {0, 0, 4, 8}; /* 4 x 8 dialog units are one average character */
-    MapDialogRect(dialog, &unit);
-    return {MulDiv(r.left, 4, unit.right), MulDiv(r.top, 8, unit.bottom), MulDiv(r.right - r.left, 4, unit.right),
-            MulDiv(r.bottom - r.top, 8, unit.bottom)};
 }
 
 /* What the window handed to the shell and the loop. */
@@ -58,7 +32,9 @@ struct Calls {
 };
 Calls g_calls;
 
-HWND main_window() { return FindWindowW(L"QRXSERVOTOOLV106", L"QRX_SERVO_TOOL_V_1_0_7"); }
+HWND main_window() {
+    return FindWindowW(L"QRXSERVOTOOLV106", L"QRX_SERVO_TOOL_V_1_0_7");
+}
 
 /* Handles what is waiting, several rounds: a posted message may need one to arrive. */
 void pump() {
@@ -87,14 +63,22 @@ class WinWindow : public ::testing::Test {
 
 /* ---- the shell and the loop, recorded ---- */
 
-void app_on_pointer_move(int32_t, int32_t) { ++g_calls.moves; }
-void app_on_pointer_button(bool pressed) { g_calls.buttons.push_back(pressed); }
+void app_on_pointer_move(int32_t, int32_t) {
+    ++g_calls.moves;
+}
+void app_on_pointer_button(bool pressed) {
+    g_calls.buttons.push_back(pressed);
+}
 void app_on_activity() {}
 void app_on_about() {}
 void app_on_serial_rx() {}
 void app_on_expose() {}
-void main_loop_quit(int code) { g_calls.quits.push_back(code); }
-bool main_loop_quitting() { return false; }
+void main_loop_quit(int code) {
+    g_calls.quits.push_back(code);
+}
+bool main_loop_quitting() {
+    return false;
+}
 void main_loop_tick_if_due() {}
 
 /* ---- the tests ---- */
@@ -141,50 +125,24 @@ TEST_F(WinWindow, input_is_dropped_while_boxes_are_open_and_a_press_begun_before
     EXPECT_FALSE(window_keyboard().key_down('A')) << "a key pressed at a box reached the screen";
 }
 
-TEST(WinResources, title_class_and_menu_texts_are_loaded_as_written) {
-    EXPECT_EQ(string_resource(IDS_APP_TITLE), L"QRX_SERVO_TOOL_V_1_0_7");
-    EXPECT_EQ(string_resource(IDC_SERVO_TOOL), L"QRXSERVOTOOLV106");
-    const HMENU menu = LoadMenuW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(IDC_SERVO_TOOL));
+/* The window is found by its class and title in every case above, and the wine session opens the
+ * About box by its caption with Alt+/: what is left are the menu's Chinese texts through the
+ * resource compiler, Alt+? and the icons. */
+TEST(WinResources, menu_texts_survive_the_resource_compiler_and_both_alt_keys_open_the_about_box) {
+    const HMODULE self = GetModuleHandleW(nullptr);
+    const HMENU menu = LoadMenuW(self, MAKEINTRESOURCEW(IDC_SERVO_TOOL));
     ASSERT_NE(menu, nullptr);
-    ASSERT_EQ(GetMenuItemCount(menu), 2);
-    EXPECT_EQ(menu_text(menu, 0, MF_BYPOSITION), L"文件(&F)");
-    EXPECT_EQ(menu_text(GetSubMenu(menu, 0), IDM_EXIT, MF_BYCOMMAND), L"退出(&X)");
-    EXPECT_EQ(menu_text(menu, 1, MF_BYPOSITION), L"帮助(&H)");
-    EXPECT_EQ(menu_text(GetSubMenu(menu, 1), IDM_ABOUT, MF_BYCOMMAND), L"关于(&A) ...");
+    EXPECT_EQ(menu_text(menu, 0, MF_BYPOSITION) + menu_text(GetSubMenu(menu, 0), IDM_EXIT, MF_BYCOMMAND) +
+                  menu_text(menu, 1, MF_BYPOSITION) + menu_text(GetSubMenu(menu, 1), IDM_ABOUT, MF_BYCOMMAND),
+              L"文件(&F)退出(&X)帮助(&H)关于(&A) ...");
     DestroyMenu(menu);
     for (int id : {IDI_SERVO_TOOL, IDI_SMALL})
-        EXPECT_NE(FindResourceW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(id), RT_GROUP_ICON), nullptr) << id;
-}
-
-TEST(WinResources, alt_question_mark_and_alt_slash_open_the_about_box) {
-    const HACCEL table = LoadAcceleratorsW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(IDC_SERVO_TOOL));
-    ASSERT_NE(table, nullptr);
+        EXPECT_NE(FindResourceW(self, MAKEINTRESOURCEW(id), RT_GROUP_ICON), nullptr) << id;
+    const HACCEL table = LoadAcceleratorsW(self, MAKEINTRESOURCEW(IDC_SERVO_TOOL));
     ACCEL keys[4] = {};
     ASSERT_EQ(CopyAcceleratorTableW(table, keys, 4), 2);
-    for (int i = 0; i < 2; ++i) {
-        EXPECT_EQ(keys[i].cmd, IDM_ABOUT);
-        EXPECT_EQ(keys[i].fVirt & (FALT | FVIRTKEY), FALT) << "a character key with Alt";
-    }
-    EXPECT_EQ(keys[0].key, '?');
-    EXPECT_EQ(keys[1].key, '/');
+    for (int i = 0; i < 2; ++i)
+        EXPECT_TRUE(keys[i].cmd == IDM_ABOUT && (keys[i].fVirt & (FALT | FVIRTKEY)) == FALT && keys[i].key == "?/"[i])
+            << i;
     DestroyAcceleratorTable(table);
-}
-
-TEST(WinResources, about_dialog_has_its_caption_texts_and_ok_button) {
-    const HWND dialog = CreateDialogParamW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(IDD_ABOUTBOX), nullptr,
-                                           quiet_dialog_proc, 0);
-    ASSERT_NE(dialog, nullptr);
-    EXPECT_EQ(window_text(dialog), L"关于 QRX_SERVO_TOOL_V_1_0_6");
-    std::vector<std::wstring> texts;
-    for (HWND c = GetWindow(dialog, GW_CHILD); c != nullptr; c = GetWindow(c, GW_HWNDNEXT))
-        texts.push_back(window_text(c));
-    ASSERT_EQ(texts.size(), 4u);
-    EXPECT_EQ(texts[1], L"QRX_SERVO_TOOL_V_1_0_6, 版本 1.0");
-    EXPECT_EQ(texts[3], L"确定");
-    const RECT ok = dialog_units(dialog, GetDlgItem(dialog, IDOK));
-    EXPECT_EQ(ok.left, 113);
-    EXPECT_EQ(ok.top, 41);
-    EXPECT_EQ(ok.right, 50);
-    EXPECT_EQ(ok.bottom, 14);
-    DestroyWindow(dialog);
 }
