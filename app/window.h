@@ -7,6 +7,7 @@
  *   key event, other button         app_on_activity
  *   Alt+"/" or Alt+"?"              app_on_about
  *   serial wake-up                  app_on_serial_rx
+ *   ports came or went (Linux)      app_on_ports_changed
  *   exposure                        app_on_expose
  *   close, quit request             main_loop_quit
  *

@@ -8,7 +8,8 @@
  *  - the wait for events up to a deadline, with the serial-receive wake-up and quit as SDL user
  *    events; on X11 it sleeps in poll(2) on the X connection and a wake-up descriptor and pumps
  *    SDL only when there is something to read (SDL's own timed wait costs ~2 % of a core at
- *    200 wake-ups a second);
+ *    200 wake-ups a second); the same poll(2) watches port discovery's change notification, so
+ *    a plugged adapter is checked for at once and an idle tick reads nothing;
  *  - keyboard state for the keypad (with a latch for presses shorter than a poll), the focus
  *    test, the modal state in which input is dropped, the user's language;
  *  - SIGTERM and SIGINT taken as a window close.
@@ -21,6 +22,7 @@
 #include "app/window.h"
 #include "common/clock.h"
 #include "common/debug_log.h"
+#include "serial/discovery.h"
 
 #include <SDL.h>
 #include <SDL_syswm.h>
@@ -185,11 +187,16 @@ void handle_waiting_events() {
         handle_event(ev);
 }
 
-/* X11: sleep in poll(2) until the X connection has input, a wake-up arrives or the deadline. */
+/* X11: sleep in poll(2) until the X connection has input, a wake-up or a port change arrives, or
+ * the deadline. */
 void wait_with_poll(uint64_t deadline_ms) {
     const int wait_ms = g_win.pump_needed ? 0 : wait_ms_until(deadline_ms);
-    pollfd fds[2] = {{g_win.x_fd, POLLIN, 0}, {g_win.wake_fd, POLLIN, 0}};
-    const int ready = poll(fds, 2, wait_ms);
+    pollfd fds[3] = {{g_win.x_fd, POLLIN, 0}, {g_win.wake_fd, POLLIN, 0}, {discovery_wait_handle(), POLLIN, 0}};
+    const int ready = poll(fds, 3, wait_ms); /* a negative descriptor is left out */
+    if (ready > 0 && (fds[2].revents & POLLIN) != 0) {
+        discovery_wait_handle_ready();
+        app_on_ports_changed();
+    }
     if (ready > 0 && (fds[1].revents & POLLIN) != 0) {
         uint64_t count;
         ssize_t n = read(g_win.wake_fd, &count, sizeof count);
