@@ -248,7 +248,10 @@ int note_x_error(Display*, XErrorEvent*) {
 
 void shm_close() {
     ShmPresent& shm = g_win.shm;
-    if (shm.dpy == nullptr) return;
+    if (shm.dpy == nullptr) {
+        shm = ShmPresent{};
+        return;
+    }
     if (shm.segment.shmaddr != nullptr) {
         XShmDetach(shm.dpy, &shm.segment);
         XSync(shm.dpy, False);
