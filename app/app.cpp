@@ -55,6 +55,8 @@ void run_once(Work& w) {
     w.running = false;
 }
 
+constexpr int HOT_PLUG_WORK = 1; /* the hot-plug check's place in the tick */
+
 struct AppState {
     /* The tick sequence, in its order. */
     Work tick[4] = {{run_lvgl, false}, {hot_plug_check, false}, {check_info_timeout, false},
@@ -132,6 +134,8 @@ void app_on_serial_rx() {
     g_app.last_rx_ms = clock_ms32();
     run_once(g_app.serial_rx);
 }
+
+void app_on_ports_changed() { run_once(g_app.tick[HOT_PLUG_WORK]); }
 
 void app_on_expose() {
     /* Before LVGL's first frame the back buffer holds nothing to show; that frame follows within

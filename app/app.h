@@ -55,6 +55,10 @@ void app_on_about();                      /* opens the About box (modal) */
 /* Moves received bytes into the receive ring and drains it into the parser. */
 void app_on_serial_rx();
 
+/* Port discovery reported ports coming or going (the wait's discovery_wait_handle turned
+ * readable): the hot-plug check runs at once instead of at the next tick. */
+void app_on_ports_changed();
+
 /* Repaints the whole window from the back buffer (once LVGL has drawn into it). */
 void app_on_expose();
 

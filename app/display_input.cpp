@@ -29,8 +29,9 @@ KeypadState g_keypad;
 
 void creation_error(const char* text) { platform_message_box(text, "错误", MsgBoxIcon::Error); }
 
-/* LVGL's flush callback: the rendered rows into the back buffer, then onto the window. */
-void display_flush_cb(lv_display_t* disp, const lv_area_t* area, uint8_t* px_map) {
+/* LVGL's flush callback: the rendered rows into the back buffer, then onto the window. The
+ * flush is done when the window has read them (display_flush_wait_cb), not on return. */
+void display_flush_cb(lv_display_t*, const lv_area_t* area, uint8_t* px_map) {
     if (g_di.frameBits != nullptr && window_exists()) {
         /* In full-screen mode px_map is frameBits itself and nothing moves; the copy keeps a
          * partial-render configuration working. */
@@ -44,8 +45,11 @@ void display_flush_cb(lv_display_t* disp, const lv_area_t* area, uint8_t* px_map
         window_present(area->x1, area->y1, area->x2, area->y2);
         g_di.drawn = true;
     }
-    lv_display_flush_ready(disp);
 }
+
+/* Before LVGL draws into the buffer again: the window must have read the last frame, or it could
+ * show a half-drawn one. */
+void display_flush_wait_cb(lv_display_t*) { window_present_wait(); }
 
 /* LVGL's read callbacks of the keypad and the pointer. */
 void keypad_read_cb(lv_indev_t*, lv_indev_data_t* data) {
@@ -88,6 +92,7 @@ int display_input_create() {
     }
     lv_display_set_color_format(g_di.display, LV_COLOR_FORMAT_XRGB8888);
     lv_display_set_flush_cb(g_di.display, display_flush_cb);
+    lv_display_set_flush_wait_cb(g_di.display, display_flush_wait_cb);
     lv_display_set_buffers(g_di.display, g_di.frameBits, nullptr, FRAME_BYTES, LV_DISPLAY_RENDER_MODE_FULL);
 
     memset(&g_keypad, 0, sizeof g_keypad);

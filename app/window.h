@@ -7,6 +7,7 @@
  *   key event, other button         app_on_activity
  *   Alt+"/" or Alt+"?"              app_on_about
  *   serial wake-up                  app_on_serial_rx
+ *   ports came or went (Linux)      app_on_ports_changed
  *   exposure                        app_on_expose
  *   close, quit request             main_loop_quit
  *
@@ -73,8 +74,13 @@ uint8_t* window_back_buffer(BackBufferResult* result);
 /* True once the main window exists. */
 bool window_exists();
 
-/* Shows the back buffer's rectangle x1..x2, y1..y2 (inclusive) on the window. */
+/* Shows the back buffer's rectangle x1..x2, y1..y2 (inclusive) on the window. The window system
+ * may still be reading the buffer when this returns: see window_present_wait. */
 void window_present(int32_t x1, int32_t y1, int32_t x2, int32_t y2);
+
+/* Returns once the window system has read every rectangle presented so far, so the back buffer
+ * may be drawn into again (at once when a present copies before it returns). Never spins. */
+void window_present_wait();
 
 /* True while the window has the keyboard focus. */
 bool window_has_focus();

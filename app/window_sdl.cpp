@@ -3,12 +3,17 @@
  *
  * Implements:
  *  - the main window: title, X11 class, 970 x 660 client, fixed size, centred by client size;
- *  - the back buffer: the window surface itself when it is XRGB8888 with a 3880-byte pitch,
- *    else an aligned buffer of ours converted into the surface on present;
+ *  - the back buffer: on X11 a shared-memory image the X server reads itself (MIT-SHM) through
+ *    a connection of our own, presented without waiting for the server: the next frame waits
+ *    for its completion event before drawing into the buffer (window_present_wait), by when it
+ *    has long arrived. Without MIT-SHM (a remote display, another video driver): the SDL window
+ *    surface itself when it is XRGB8888 with a 3880-byte pitch, else an aligned buffer of ours
+ *    converted into the surface on present;
  *  - the wait for events up to a deadline, with the serial-receive wake-up and quit as SDL user
  *    events; on X11 it sleeps in poll(2) on the X connection and a wake-up descriptor and pumps
  *    SDL only when there is something to read (SDL's own timed wait costs ~2 % of a core at
- *    200 wake-ups a second);
+ *    200 wake-ups a second); the same poll(2) watches port discovery's change notification, so
+ *    a plugged adapter is checked for at once and an idle tick reads nothing;
  *  - keyboard state for the keypad (with a latch for presses shorter than a poll), the focus
  *    test, the modal state in which input is dropped, the user's language;
  *  - SIGTERM and SIGINT taken as a window close.
@@ -21,10 +26,13 @@
 #include "app/window.h"
 #include "common/clock.h"
 #include "common/debug_log.h"
+#include "serial/discovery.h"
 
 #include <SDL.h>
 #include <SDL_syswm.h>
 #include <X11/Xlib.h>
+#include <X11/Xutil.h>
+#include <X11/extensions/XShm.h>
 
 #include <cerrno>
 #include <csignal>
@@ -32,9 +40,25 @@
 #include <cstring>
 #include <poll.h>
 #include <sys/eventfd.h>
+#include <sys/ipc.h>
+#include <sys/shm.h>
 #include <unistd.h>
 
 namespace {
+
+/* The shared-memory present: SDL's own window update is an XShmPutImage followed by a blocking
+ * XSync (a round trip while the server copies 2.5 MB). Ours only queues the request; the
+ * server's completion event says when the buffer may be drawn into again. The connection is our
+ * own so that SDL's event pump never swallows those events. */
+struct ShmPresent {
+    Display* dpy = nullptr;
+    XShmSegmentInfo segment = {};
+    XImage* image = nullptr;
+    GC gc = nullptr;
+    Window window = 0;
+    int completion_event = 0;
+    unsigned pending = 0; /* presents the server has not finished reading */
+};
 
 struct SdlWindowState {
     SDL_Window* window = nullptr;
@@ -46,6 +70,8 @@ struct SdlWindowState {
     uint64_t start_ms = 0;
     int modal_depth = 0;
     unsigned long x11_window = 0;
+    Display* x11_display = nullptr; /* SDL's connection */
+    ShmPresent shm;
 
     /* poll(2) wait: the X connection, and an eventfd written by wake-ups from any thread */
     int x_fd = -1;
@@ -185,11 +211,16 @@ void handle_waiting_events() {
         handle_event(ev);
 }
 
-/* X11: sleep in poll(2) until the X connection has input, a wake-up arrives or the deadline. */
+/* X11: sleep in poll(2) until the X connection has input, a wake-up or a port change arrives, or
+ * the deadline. */
 void wait_with_poll(uint64_t deadline_ms) {
     const int wait_ms = g_win.pump_needed ? 0 : wait_ms_until(deadline_ms);
-    pollfd fds[2] = {{g_win.x_fd, POLLIN, 0}, {g_win.wake_fd, POLLIN, 0}};
-    const int ready = poll(fds, 2, wait_ms);
+    pollfd fds[3] = {{g_win.x_fd, POLLIN, 0}, {g_win.wake_fd, POLLIN, 0}, {discovery_wait_handle(), POLLIN, 0}};
+    const int ready = poll(fds, 3, wait_ms); /* a negative descriptor is left out */
+    if (ready > 0 && (fds[2].revents & POLLIN) != 0) {
+        discovery_wait_handle_ready();
+        app_on_ports_changed();
+    }
     if (ready > 0 && (fds[1].revents & POLLIN) != 0) {
         uint64_t count;
         ssize_t n = read(g_win.wake_fd, &count, sizeof count);
@@ -207,6 +238,91 @@ void wait_with_sdl(uint64_t deadline_ms) {
     SDL_Event ev;
     if (SDL_WaitEventTimeout(&ev, wait_ms_until(deadline_ms)) != 0) handle_event(ev);
     handle_waiting_events();
+}
+
+bool g_x_request_failed = false;
+int note_x_error(Display*, XErrorEvent*) {
+    g_x_request_failed = true;
+    return 0;
+}
+
+void shm_close() {
+    ShmPresent& shm = g_win.shm;
+    if (shm.dpy == nullptr) {
+        shm = ShmPresent{};
+        return;
+    }
+    if (shm.segment.shmaddr != nullptr) {
+        XShmDetach(shm.dpy, &shm.segment);
+        XSync(shm.dpy, False);
+        shmdt(shm.segment.shmaddr);
+    }
+    if (shm.image != nullptr) {
+        shm.image->data = nullptr;
+        XDestroyImage(shm.image);
+    }
+    if (shm.gc != nullptr) XFreeGC(shm.dpy, shm.gc);
+    XCloseDisplay(shm.dpy);
+    shm = ShmPresent{};
+}
+
+/* The shared-memory back buffer on the window, or null (logged) when the server cannot share
+ * memory with us (a remote display) or its pixels are not XRGB8888 in 3880-byte rows. */
+uint8_t* shm_open() {
+    ShmPresent& shm = g_win.shm;
+    if (g_win.x11_display == nullptr || g_win.x11_window == 0) return nullptr;
+    shm.dpy = XOpenDisplay(DisplayString(g_win.x11_display));
+    shm.window = g_win.x11_window;
+    XWindowAttributes attr;
+    if (shm.dpy == nullptr || !XShmQueryExtension(shm.dpy) || XGetWindowAttributes(shm.dpy, shm.window, &attr) == 0 ||
+        attr.visual->red_mask != 0xFF0000 || attr.visual->green_mask != 0xFF00 || attr.visual->blue_mask != 0xFF) {
+        dbg_log("[Information] no shared-memory present (MIT-SHM or a 24-bit visual missing)\n");
+        shm_close();
+        return nullptr;
+    }
+    shm.image = XShmCreateImage(shm.dpy, attr.visual, static_cast<unsigned>(attr.depth), ZPixmap, nullptr, &shm.segment,
+                                WINDOW_CLIENT_WIDTH, WINDOW_CLIENT_HEIGHT);
+    if (shm.image == nullptr || shm.image->bits_per_pixel != 32 || shm.image->bytes_per_line != WINDOW_STRIDE ||
+        shm.image->byte_order != LSBFirst) {
+        dbg_log("[Information] no shared-memory present (image layout)\n");
+        shm_close();
+        return nullptr;
+    }
+    shm.segment.shmid = shmget(IPC_PRIVATE, static_cast<size_t>(WINDOW_STRIDE) * WINDOW_CLIENT_HEIGHT, IPC_CREAT | 0600);
+    void* addr = shm.segment.shmid >= 0 ? shmat(shm.segment.shmid, nullptr, 0) : reinterpret_cast<void*>(-1);
+    if (addr == reinterpret_cast<void*>(-1)) {
+        dbg_log("[Information] no shared-memory present (shmget/shmat: %s)\n", strerror(errno));
+        if (shm.segment.shmid >= 0) shmctl(shm.segment.shmid, IPC_RMID, nullptr);
+        shm_close();
+        return nullptr;
+    }
+    shm.segment.shmaddr = shm.image->data = static_cast<char*>(addr);
+    shm.segment.readOnly = True;
+    /* A server on another machine accepts the extension but fails the attach. */
+    g_x_request_failed = false;
+    XErrorHandler previous = XSetErrorHandler(note_x_error);
+    const bool attached = XShmAttach(shm.dpy, &shm.segment) != 0;
+    XSync(shm.dpy, False);
+    XSetErrorHandler(previous);
+    shmctl(shm.segment.shmid, IPC_RMID, nullptr); /* freed once both sides detach */
+    if (!attached || g_x_request_failed) {
+        dbg_log("[Information] no shared-memory present (the server cannot attach)\n");
+        shmdt(shm.segment.shmaddr);
+        shm.segment.shmaddr = nullptr;
+        shm_close();
+        return nullptr;
+    }
+    shm.gc = XCreateGC(shm.dpy, shm.window, 0, nullptr);
+    shm.completion_event = XShmGetEventBase(shm.dpy) + ShmCompletion;
+    return reinterpret_cast<uint8_t*>(shm.segment.shmaddr);
+}
+
+void shm_present(const SDL_Rect& r) {
+    ShmPresent& shm = g_win.shm;
+    XShmPutImage(shm.dpy, shm.window, shm.gc, shm.image, r.x, r.y, r.x, r.y, static_cast<unsigned>(r.w),
+                 static_cast<unsigned>(r.h), True);
+    ++shm.pending;
+    XFlush(shm.dpy);
 }
 
 /* Starts the first video driver that shows a real window. SDL would otherwise fall back to its
@@ -229,12 +345,28 @@ bool init_video() {
     return false;
 }
 
+/* SDL's window update from the surface (or from our buffer converted into it). */
+void present_surface(const SDL_Rect& r) {
+    if (g_win.own_buffer != nullptr) {
+        if (SDL_MUSTLOCK(g_win.surface)) SDL_LockSurface(g_win.surface);
+        const uint8_t* src = g_win.own_buffer + static_cast<size_t>(r.y) * WINDOW_STRIDE + static_cast<size_t>(r.x) * 4;
+        uint8_t* dst = static_cast<uint8_t*>(g_win.surface->pixels) + static_cast<size_t>(r.y) * g_win.surface->pitch +
+                       static_cast<size_t>(r.x) * g_win.surface->format->BytesPerPixel;
+        SDL_ConvertPixels(r.w, r.h, SDL_PIXELFORMAT_RGB888, src, WINDOW_STRIDE, g_win.surface->format->format, dst,
+                          g_win.surface->pitch);
+        if (SDL_MUSTLOCK(g_win.surface)) SDL_UnlockSurface(g_win.surface);
+    }
+    SDL_UpdateWindowSurfaceRects(g_win.window, &r, 1);
+    g_win.pump_needed = true; /* the update syncs with the X server and may queue events */
+}
+
 } // namespace
 
 /* ---- window.h ---- */
 
 uint8_t* window_back_buffer(BackBufferResult* result) {
     *result = BackBufferResult::Ok;
+    if (uint8_t* shared = shm_open()) return shared;
     g_win.surface = g_win.window ? SDL_GetWindowSurface(g_win.window) : nullptr;
     if (g_win.surface == nullptr) {
         dbg_log("[Error] SDL_GetWindowSurface: %s\n", SDL_GetError());
@@ -257,27 +389,30 @@ bool window_exists() { return g_win.window != nullptr; }
 bool window_has_focus() { return kb_has_focus(); }
 
 void window_present(int32_t x1, int32_t y1, int32_t x2, int32_t y2) {
-    if (g_win.window == nullptr || g_win.surface == nullptr) return;
+    if (g_win.window == nullptr || (g_win.surface == nullptr && g_win.shm.dpy == nullptr)) return;
     x1 = SDL_max(x1, 0);
     y1 = SDL_max(y1, 0);
     x2 = SDL_min(x2, WINDOW_CLIENT_WIDTH - 1);
     y2 = SDL_min(y2, WINDOW_CLIENT_HEIGHT - 1);
     if (x2 < x1 || y2 < y1) return;
     SDL_Rect r = {x1, y1, x2 - x1 + 1, y2 - y1 + 1};
-    if (g_win.own_buffer != nullptr) {
-        if (SDL_MUSTLOCK(g_win.surface)) SDL_LockSurface(g_win.surface);
-        const uint8_t* src = g_win.own_buffer + static_cast<size_t>(r.y) * WINDOW_STRIDE + static_cast<size_t>(r.x) * 4;
-        uint8_t* dst = static_cast<uint8_t*>(g_win.surface->pixels) + static_cast<size_t>(r.y) * g_win.surface->pitch +
-                       static_cast<size_t>(r.x) * g_win.surface->format->BytesPerPixel;
-        SDL_ConvertPixels(r.w, r.h, SDL_PIXELFORMAT_RGB888, src, WINDOW_STRIDE, g_win.surface->format->format, dst,
-                          g_win.surface->pitch);
-        if (SDL_MUSTLOCK(g_win.surface)) SDL_UnlockSurface(g_win.surface);
+    if (g_win.shm.dpy != nullptr) {
+        shm_present(r);
+    } else {
+        present_surface(r);
     }
-    SDL_UpdateWindowSurfaceRects(g_win.window, &r, 1);
-    g_win.pump_needed = true; /* the update syncs with the X server and may queue events */
     if (!g_win.first_frame_logged) {
         g_win.first_frame_logged = true;
         dbg_log("[Debug] first frame shown %u ms after start\n", static_cast<unsigned>(clock_ms() - g_win.start_ms));
+    }
+}
+
+void window_present_wait() {
+    ShmPresent& shm = g_win.shm;
+    XEvent ev;
+    while (shm.dpy != nullptr && shm.pending > 0) {
+        XNextEvent(shm.dpy, &ev); /* sleeps on the connection */
+        if (ev.type == shm.completion_event) --shm.pending;
     }
 }
 
@@ -361,6 +496,7 @@ int window_create() {
     SDL_VERSION(&info.version);
     if (SDL_GetWindowWMInfo(g_win.window, &info) == SDL_TRUE && info.subsystem == SDL_SYSWM_X11) {
         g_win.x11_window = info.info.x11.window;
+        g_win.x11_display = info.info.x11.display;
         g_win.x_fd = XConnectionNumber(info.info.x11.display);
         g_win.wake_fd = eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
     }
@@ -374,6 +510,7 @@ void window_show() {
 
 void window_destroy() {
     if (g_win.window == nullptr) return;
+    shm_close();
     SDL_DestroyWindow(g_win.window);
     g_win.window = nullptr;
     g_win.surface = nullptr;

@@ -368,6 +368,9 @@ void window_present(int32_t x1, int32_t y1, int32_t x2, int32_t y2) {
     InvalidateRect(g_win.hwnd, &r, FALSE);
 }
 
+/* WM_PAINT copies from the back buffer on this thread: nothing is ever read behind our back. */
+void window_present_wait() {}
+
 bool window_has_focus() { return kb_has_focus(); }
 
 const KeyboardPort& window_keyboard() { return g_keyboard_port; }

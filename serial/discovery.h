@@ -26,6 +26,16 @@ PortTable& serial_port_table_mut();
  * one port is listed. */
 int discovery_scan_or_keep(bool changed, void (*scan)());
 
+/* The descriptor that turns readable when the platform reports ports coming or going (Linux: the
+ * change-notification descriptor), for the loop's wait to sleep on beside its own; -1 when there
+ * is none (Windows, or no notification). From the first call on, the hot-plug check reads the
+ * descriptor only after discovery_wait_handle_ready: a caller that takes the handle must wait on
+ * it in every round. */
+int discovery_wait_handle();
+
+/* The loop's wait found the handle readable: the next enumerate_com_ports reads what changed. */
+void discovery_wait_handle_ready();
+
 /* Drops the kept scan: the next enumerate_com_ports scans again. */
 void discovery_invalidate();
 

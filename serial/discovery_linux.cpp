@@ -7,7 +7,8 @@
  *  - the cheap check between scans: one inotify descriptor watching both directories for
  *    entries coming and going. A kept scan is reused until an event arrives or 50 ms pass, so a
  *    system that sends no events (sysfs never does; some /dev setups don't either) still sees
- *    an adapter within 50 ms;
+ *    an adapter within 50 ms. Once the loop's wait sleeps on the descriptor it is read only when
+ *    that wait found it readable, not in every tick (an idle window ticks 62 times a second);
  *  - cheap scans: resolving an entry's device link is what costs (some 15 us each, with 60-odd
  *    virtual terminals listed), so each name's verdict is kept while the name stays listed. A
  *    name belongs to one driver, so it cannot change bus without leaving the list first.
@@ -46,6 +47,8 @@ struct DiscoveryState {
     bool watch = true;
     bool watch_ready = false; /* set-up tried for the current roots */
     int notify_fd = -1;
+    bool waited_on = false; /* the loop's wait polls notify_fd and reports it readable */
+    bool readable = false;  /* reported readable since the last read */
     UsbVerdicts usb_by_name; /* of the names listed by the last scan */
 };
 
@@ -55,6 +58,8 @@ void watch_close() {
     if (g_disc.notify_fd >= 0) close(g_disc.notify_fd);
     g_disc.notify_fd = -1;
     g_disc.watch_ready = false;
+    g_disc.waited_on = false;
+    g_disc.readable = false;
 }
 
 void watch_open() {
@@ -77,6 +82,8 @@ void watch_open() {
 /* True when an entry came or went since the last look; reads every pending event. */
 bool watch_changed() {
     if (g_disc.notify_fd < 0) return false;
+    if (g_disc.waited_on && !g_disc.readable) return false; /* the wait saw nothing arrive */
+    g_disc.readable = false;
     alignas(inotify_event) char buf[4096];
     bool changed = false;
     while (read(g_disc.notify_fd, buf, sizeof buf) > 0) changed = true;
@@ -134,6 +141,14 @@ int enumerate_com_ports() {
         scan_ports(g_disc.sys_root.c_str(), g_disc.dev_root.c_str(), g_disc.usb_by_name);
     });
 }
+
+int discovery_wait_handle() {
+    if (!g_disc.watch_ready) watch_open();
+    if (g_disc.notify_fd >= 0) g_disc.waited_on = true;
+    return g_disc.notify_fd;
+}
+
+void discovery_wait_handle_ready() { g_disc.readable = true; }
 
 void discovery_set_roots(const char* sys_root, const char* dev_root, bool watch) {
     watch_close();

@@ -133,6 +133,11 @@ int scan_ports() {
 
 int enumerate_com_ports() { return discovery_scan_or_keep(false, [] { scan_ports(); }); }
 
+/* No change notification here: the kept scan's 50 ms rescan finds new ports. */
+int discovery_wait_handle() { return -1; }
+
+void discovery_wait_handle_ready() {}
+
 
 void discovery_set_source(const ComDeviceSource* source) {
     g_disc.source = source != nullptr ? *source : SETUP_SOURCE;

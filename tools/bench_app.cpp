@@ -38,6 +38,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <climits>
 #include <ctime>
 #include <dirent.h>
 #include <fcntl.h>
@@ -585,10 +586,12 @@ int main(int argc, char** argv) {
         else if (strcmp(argv[i], "--launches") == 0 && i + 1 < argc) launches = std::max(0, atoi(argv[++i]));
         else program = argv[i];
     }
-    if (access(program.c_str(), X_OK) != 0) {
+    char resolved[PATH_MAX];
+    if (access(program.c_str(), X_OK) != 0 || realpath(program.c_str(), resolved) == nullptr) {
         fprintf(stderr, "program %s not found\n", program.c_str());
         return 1;
     }
+    program = resolved; /* each launch starts in the program's folder: a relative path would not hold there */
     if (chdir(dir_of(program).c_str()) != 0) perror("chdir");
     print_machine();
     if (!ensure_display()) {

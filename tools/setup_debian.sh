@@ -5,7 +5,7 @@ set -euo pipefail
 
 packages=(
     cmake g++ make ninja-build pkg-config git      # build tools
-    libsdl2-dev libx11-dev                         # the window
+    libsdl2-dev libx11-dev libxext-dev             # the window (MIT-SHM present)
     libgtk-3-dev                                   # message boxes, About box, file dialogs
     libgtest-dev                                   # unit tests
     clang libclang-rt-dev                          # fuzzers (libFuzzer and the sanitizers)

@@ -3,6 +3,7 @@
  * pseudo-terminals. */
 #include "tests/core/serial_test_support.h"
 
+#include <poll.h>
 #include <sys/file.h>
 
 using namespace serial_test;
@@ -141,21 +142,32 @@ TEST_F(PortDiscoveryTest, lists_only_usb_ports_with_a_node_in_natural_order) {
 }
 
 TEST_F(PortDiscoveryTest, a_port_that_comes_or_goes_is_seen_at_the_next_look) {
-    for (bool notified : {true, false}) {
-        SCOPED_TRACE(notified ? "change notifications" : "no change notifications");
-        discovery_set_roots(tree.sys().c_str(), tree.dev().c_str(), notified);
+    enum Mode { Read, Waited, Unnotified }; /* notifications read by the check, through the loop's wait, none */
+    for (Mode mode : {Read, Waited, Unnotified}) {
+        SCOPED_TRACE(mode);
+        discovery_set_roots(tree.sys().c_str(), tree.dev().c_str(), mode != Unnotified);
+        const int handle = mode == Waited ? discovery_wait_handle() : -1;
+        if (mode == Waited) {
+            ASSERT_GE(handle, 0);
+        }
+        auto loop_wait = [&] { /* sleeps until the handle turns readable, then says so */
+            pollfd p = {handle, POLLIN, 0};
+            if (handle >= 0 && poll(&p, 1, 10000) == 1) discovery_wait_handle_ready();
+        };
         EXPECT_EQ(discover_ports(), 0);
         EXPECT_EQ(serial_ports_state().autoPortIndex, -1);
         tree.add("ttyUSB0", USB);
+        loop_wait();
         int waited = 0; /* without notifications a rescan every 50 ms must find it */
         for (; discover_ports() == 0 && waited < 200; waited += 5)
             g_test_now += 5;
-        EXPECT_LE(waited, notified ? 0 : 100);
+        EXPECT_LE(waited, mode != Unnotified ? 0 : 100);
         EXPECT_EQ(serial_ports_state().autoPortIndex, 0);
         tree.remove("ttyUSB0");
+        loop_wait();
         for (waited = 0; discover_ports() == 1 && waited < 200; waited += 5)
             g_test_now += 5;
-        EXPECT_LE(waited, notified ? 0 : 100);
+        EXPECT_LE(waited, mode != Unnotified ? 0 : 100);
     }
 }
 
