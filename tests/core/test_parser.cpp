@@ -16,13 +16,6 @@ class ParserTest : public CoreFixture {
         fake_prompts().clear();
         ASSERT_EQ(param_transaction_read(), PARAM_CMD_STARTED);
     }
-    /* The register read timer's remaining calls, up to the one that ends the sequence. */
-    static void finish_read_timer() {
-        FakeTimer* t = fake_timers().timers.back().get();
-        for (int i = 0; i < 9 && t->alive; ++i)
-            fake_timer_fire(t);
-        ASSERT_FALSE(t->alive);
-    }
     /* One register read step as it reaches the tool: the request goes out (the timer fires), its
      * echo comes back, then the servo's reply. */
     static void register_step(const Bytes& reply) {
@@ -160,9 +153,12 @@ TEST_F(ParserTest, a_read_after_a_wrong_length_reply_keeps_its_replies_from_the_
     Bytes wrong = reg_reply(0, 0);
     wrong[3] = 0x0A; /* ends the read at step 0 */
     register_step(wrong);
-    finish_read_timer();
+    FakeTimer* t = fake_timers().timers.back().get();
+    for (int i = 0; i < 9 && t->alive; ++i) /* the timer's calls up to the one that ends it */
+        fake_timer_fire(t);
+    ASSERT_FALSE(t->alive);
     ASSERT_EQ(param_transaction_read(), PARAM_CMD_STARTED); /* the next read keeps what the last one left */
-    register_step(reg_reply(0x1111, 0x2222)); /* step 0: OD and OT */
+    register_step(reg_reply(0x1111, 0x2222));               /* step 0: OD and OT */
     uint8_t frame[FRAME_REGISTER_REQUEST_LEN];
     ASSERT_EQ(param_transaction_register_frame(2, frame, sizeof frame), 10); /* code 0x12: OD, OT unchanged */
     EXPECT_EQ(Bytes(frame + 5, frame + 9), (Bytes{0x11, 0x11, 0x22, 0x22})) << "the servo's own bytes of this read";
