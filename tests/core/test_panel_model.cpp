@@ -56,15 +56,4 @@ TEST_F(PanelModelTest,
     }
 }
 
-TEST_F(PanelModelTest, a_block_shown_through_update_par_lands_whole_in_the_entries_and_boxes) {
-    servo_bytes::Bytes block = servo_bytes::DEFAULT_BLOCK;
-    block[14] = 150;
-    block[27] = 0x21;
-    params_show_block(block.data());
-    EXPECT_EQ(text(PanelEntry::Stall1Time), "10000"); /* 150 stored: held at 100, shown in ms */
-    EXPECT_FALSE(panel_model_level_shown(2));
-    EXPECT_FALSE(panel_get_checked(PanelCheck::Direction)); /* byte 27 = 0x21: ArmDir off */
-    EXPECT_TRUE(fake_prompts().empty());
-}
-
 } // namespace

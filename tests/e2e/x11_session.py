@@ -56,6 +56,9 @@ class X11Session:
         self.stderr_path = os.path.join(self.artifacts, "program-stderr.log")
         self.cleanups = []  # called after the program has stopped, last first
 
+    def __fspath__(self):  # a session stands for its artefacts folder, where a test keeps its files
+        return self.artifacts
+
     def start_x(self):
         r, w = os.pipe()
         self.xvfb = subprocess.Popen(
