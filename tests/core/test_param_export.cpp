@@ -48,21 +48,6 @@ TEST_F(Export, configbuffer_overwrites_and_reports_failure_with_an_error_box) {
     EXPECT_EQ(cwd(), start_dir); /* restored on this path too */
 }
 
-TEST_F(Export, register_family_save_writes_wire_values_from_the_panel) {
-    int32_t shown[PARAM_COUNT]; /* the panel as the servo's defaults show it */
-    memcpy(shown, params_state().defaultValues, sizeof shown);
-    update_par(shown, PARAM_COUNT);
-    params_set_source(PARAM_SOURCE_REGISTER);
-    fake_entry(PanelEntry::Stall1Power) = "5";
-    fake_file_dialog().next_path = dir / "jvn.txt";
-    EXPECT_EQ(param_action_save(), PARAM_FILE_OK);
-    EXPECT_EQ(read_file(dir / "jvn.txt"), "KP:65\nKD:50\nLP:4000\nMP:8000\nOD:400\nOT:300000\nMD:8000\nDZ:3\nLA:596\n"
-                                          "MA:3500\nCA:2048\nLD:0\nRS:1\nLS:1\n");
-    EXPECT_EQ(fake_file_dialog().calls, std::vector<std::string>{"save, confirm overwrite"});
-    EXPECT_EQ(fake_prompts().back().text, "JVN参数保存成功!\n路径: " + dir / "jvn.txt");
-    EXPECT_EQ(cwd(), start_dir);
-}
-
 TEST_F(Export, jvn_save_checks_the_extension_and_restores_the_directory_only_on_success) {
     lang_set_chinese(0);
     const int32_t record[REG_FILE_LINES] = {};
@@ -84,6 +69,7 @@ TEST_F(Export, jvn_save_checks_the_extension_and_restores_the_directory_only_on_
         EXPECT_EQ(params_export_jvn(record), c.result);
         EXPECT_EQ(prompt_texts(), c.message.empty() ? std::vector<std::string>{} : std::vector{c.message});
         EXPECT_EQ(cwd(), c.result == PARAM_FILE_OK ? start_dir : dir.path);
+        EXPECT_EQ(fake_file_dialog().calls.back(), "save, confirm overwrite");
         std::filesystem::current_path(start_dir);
     }
 }
