@@ -121,21 +121,18 @@ TEST_F(ParserTest, direction_byte_0_turns_the_switch_off_1_on_and_any_other_leav
     }
 }
 
-TEST_F(ParserTest, a_damaged_register_reply_ends_the_read_without_a_message) {
-    Bytes bad_sum = reg_reply(4000, 8000);
-    bad_sum.back() ^= 0x01;
-    Bytes bad_length = reg_reply(4000, 8000);
-    bad_length[3] = 0x0A;
-    bad_length[8] = sum8(bad_length, 2, 8); /* the checksum would match */
-    for (const Bytes& damaged : {bad_sum, bad_length}) {
-        start_param_read();
-        default_steps(3);
-        register_step(damaged);
-        EXPECT_EQ(fake_entry(PanelEntry::MinPulse), "") << "the damaged reply filled nothing";
-        register_step(reg_reply(596, 3500)); /* the rest of this read is dropped */
-        EXPECT_EQ(fake_entry(PanelEntry::MinAngle), "");
-        EXPECT_TRUE(fake_prompts().empty());
-    }
+/* A reply with a wrong checksum ends the read too: servo_cli's register checksum fault rows. */
+TEST_F(ParserTest, a_register_reply_of_the_wrong_length_ends_the_read_without_a_message) {
+    Bytes damaged = reg_reply(4000, 8000);
+    damaged[3] = 0x0A;
+    damaged[8] = sum8(damaged, 2, 8); /* the checksum would match */
+    start_param_read();
+    default_steps(3);
+    register_step(damaged);
+    EXPECT_EQ(fake_entry(PanelEntry::MinPulse), "") << "the damaged reply filled nothing";
+    register_step(reg_reply(596, 3500)); /* the rest of this read is dropped */
+    EXPECT_EQ(fake_entry(PanelEntry::MinAngle), "");
+    EXPECT_TRUE(fake_prompts().empty());
 }
 
 TEST_F(ParserTest, a_read_after_a_wrong_length_reply_keeps_its_replies_from_the_first_entry) {
