@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""Checks the committed fonts and picture (no node or LVGL needed): python3 tests/test_assets.py"""
+"""Checks the committed fonts (no node or LVGL needed): python3 tests/test_assets.py"""
 import os
 import subprocess
 import sys
@@ -7,9 +7,8 @@ import unittest
 
 ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 FONTS = os.path.join(ROOT, "assets", "fonts")
-sys.path[:0] = [FONTS, os.path.join(ROOT, "tools")]
+sys.path.insert(0, FONTS)
 import fontset  # noqa: E402
-import make_config_picture as picture  # noqa: E402
 
 FONTS_USED = ("font_theme", "font_button", "font_aux", "font_text")
 # Characters of the program's texts; the seven left-out characters occur in some of them on purpose.
@@ -27,18 +26,6 @@ class AssetTests(unittest.TestCase):
             with open(path, encoding="utf-8") as f:
                 chars = {c for _, cps, _ in fontset.parse_cmaps(f.read()) for c in cps}
             self.assertEqual([c for c in PROGRAM_TEXTS if ord(c) not in chars and c not in fontset.ABSENT], [], path)
-
-    def test_picture_is_a_250_by_200_black_panel_with_drawing(self):
-        path = os.path.join(ROOT, "assets", "QRX_V107_config.bin")
-        self.assertTrue(picture.check(path))
-        with open(path, "rb") as f:
-            data = f.read()
-        # Byte layout of lv_image_header_t on a little-endian machine.
-        self.assertEqual(data[:12], bytes([0x19, 0x11, 0, 0, 250, 0, 200, 0, 0xE8, 0x03, 0, 0]))
-        pixels = [data[i:i + 3] for i in range(12, len(data), 4)]  # B, G, R
-        self.assertEqual(pixels[0], b"\0\0\0")  # corner matches the black panel
-        self.assertEqual(set(data[15::4]), {0xFF})
-        self.assertGreater(sum(1 for p in pixels if max(p) > 128), 1000)  # something is drawn, not a blank frame
 
 if __name__ == "__main__":
     unittest.main()

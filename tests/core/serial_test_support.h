@@ -127,10 +127,8 @@ inline long cpu_ms() {
     return (u.ru_utime.tv_sec + u.ru_stime.tv_sec) * 1000L + (u.ru_utime.tv_usec + u.ru_stime.tv_usec) / 1000L;
 }
 
-/* Device folders an adapter's entry can sit under; VIRTUAL has no device at all. */
+/* The device folder of a USB adapter's entry. */
 inline const std::string USB = "pci0000:00/0000:00:14.0/usb1/1-1/1-1:1.0";
-inline const std::string PLATFORM = "pnp0/00:00";
-inline const std::string VIRTUAL = "";
 
 /* A temporary tree shaped like sysfs and /dev: sys() is the tty class directory, dev() the device
  * directory. Its own path holds digits only, so that it never looks like a USB path. */

@@ -10,13 +10,7 @@ using namespace serial_test;
 
 namespace {
 
-class PortDiscoveryTest : public TreeFixture {
-  protected:
-    static std::vector<std::string> names() {
-        const PortTable& t = serial_port_table();
-        return std::vector<std::string>(t.portNames, t.portNames + t.portCount);
-    }
-};
+using PortDiscoveryTest = TreeFixture;
 
 class HotPlugTest : public TreeFixture {
   protected:
@@ -77,7 +71,6 @@ TEST_F(HotPlugTest, pulling_the_only_adapter_closes_the_port_and_tells_the_user_
     pull("ttyUSB0", a);
     EXPECT_GE(ticks_until([] { return !is_open(); }, 50), 0);
     run(100);
-    EXPECT_FALSE(port_handle_valid(serial_link_state().g_comm.hCom));
     expect_panel(false, "#000000 Open Port#");
     EXPECT_TRUE(fake_port_panel().lang_disabled);
     EXPECT_EQ(prompt_texts(), std::vector<std::string>{"Device removed!"});
@@ -132,22 +125,25 @@ TEST_F(HotPlugTest, a_failed_automatic_open_shows_the_box_again_at_the_next_plug
 TEST_F(PortDiscoveryTest, lists_only_usb_ports_with_a_node_in_natural_order) {
     for (const char* name : {"ttyUSB10", "ttyUSB1", "ttyACM0", "ttyUSB0", "rfcomm0" /* not a tty name */})
         tree.add(name, USB);
-    tree.add("ttyS0", PLATFORM);
-    tree.add("tty0", VIRTUAL);
+    tree.add("ttyS0", "pnp0/00:00");
+    tree.add("tty0", "");                         /* virtual: no device at all */
     tree.add("ttyUSB5", USB, "", false);          /* gone from the device directory */
     tree.add("ttyXR0", "platform/exar_vid_04e2"); /* vendor id in the path */
     EXPECT_EQ(enumerate_com_ports_in(tree.sys().c_str(), tree.dev().c_str()), 1);
-    EXPECT_EQ(names(), (std::vector<std::string>{tree.node("ttyACM0"), tree.node("ttyUSB0"), tree.node("ttyUSB1"),
-                                                 tree.node("ttyUSB10"), tree.node("ttyXR0")}));
+    const PortTable& t = serial_port_table();
+    EXPECT_EQ(std::vector<std::string>(t.portNames, t.portNames + t.portCount),
+              (std::vector<std::string>{tree.node("ttyACM0"), tree.node("ttyUSB0"), tree.node("ttyUSB1"),
+                                        tree.node("ttyUSB10"), tree.node("ttyXR0")}));
 }
 
-TEST_F(PortDiscoveryTest, a_port_that_comes_or_goes_is_seen_at_the_next_look) {
-    enum Mode { Read, Waited, Unnotified }; /* notifications read by the check, through the loop's wait, none */
-    for (Mode mode : {Read, Waited, Unnotified}) {
-        SCOPED_TRACE(mode);
-        discovery_set_roots(tree.sys().c_str(), tree.dev().c_str(), mode != Unnotified);
-        const int handle = mode == Waited ? discovery_wait_handle() : -1;
-        if (mode == Waited) {
+/* Read by the hot-plug check, change notifications show a port at once (the hot-plug cases); here
+ * they come through the loop's wait, and without them a rescan every 50 ms finds it. */
+TEST_F(PortDiscoveryTest, a_port_that_comes_or_goes_is_seen_through_the_loops_wait_or_within_100_ms_without_it) {
+    for (bool waited_on : {true, false}) {
+        SCOPED_TRACE(waited_on);
+        discovery_set_roots(tree.sys().c_str(), tree.dev().c_str(), waited_on);
+        const int handle = waited_on ? discovery_wait_handle() : -1;
+        if (waited_on) {
             ASSERT_GE(handle, 0);
         }
         auto loop_wait = [&] { /* sleeps until the handle turns readable, then says so */
@@ -155,19 +151,17 @@ TEST_F(PortDiscoveryTest, a_port_that_comes_or_goes_is_seen_at_the_next_look) {
             if (handle >= 0 && poll(&p, 1, 10000) == 1) discovery_wait_handle_ready();
         };
         EXPECT_EQ(discover_ports(), 0);
-        EXPECT_EQ(serial_ports_state().autoPortIndex, -1);
         tree.add("ttyUSB0", USB);
         loop_wait();
-        int waited = 0; /* without notifications a rescan every 50 ms must find it */
+        int waited = 0;
         for (; discover_ports() == 0 && waited < 200; waited += 5)
             g_test_now += 5;
-        EXPECT_LE(waited, mode != Unnotified ? 0 : 100);
-        EXPECT_EQ(serial_ports_state().autoPortIndex, 0);
+        EXPECT_LE(waited, waited_on ? 0 : 100);
         tree.remove("ttyUSB0");
         loop_wait();
         for (waited = 0; discover_ports() == 1 && waited < 200; waited += 5)
             g_test_now += 5;
-        EXPECT_LE(waited, mode != Unnotified ? 0 : 100);
+        EXPECT_LE(waited, waited_on ? 0 : 100);
     }
 }
 

@@ -21,14 +21,6 @@ class Export : public CoreFixture {
         CoreFixture::TearDown();
     }
     static std::string cwd() { return std::filesystem::current_path().string(); }
-    /* The panel as the servo's defaults show it, with the working values holding them. */
-    static void show_defaults(int source) {
-        int32_t shown[PARAM_COUNT];
-        memcpy(shown, params_state().defaultValues, sizeof shown);
-        update_par(shown, PARAM_COUNT);
-        params_set_working(shown);
-        params_set_source(source);
-    }
     TempDir dir;
     const std::string start_dir = cwd();
 };
@@ -41,16 +33,6 @@ TEST_F(Export, save_without_a_source_refuses_before_any_dialog) {
     EXPECT_TRUE(fake_file_dialog().calls.empty());
 }
 
-TEST_F(Export, block_family_save_writes_the_hand_worked_defaults_file) {
-    show_defaults(PARAM_SOURCE_BLOCK);
-    fake_file_dialog().next_path = dir / "out.txt";
-    EXPECT_EQ(param_action_save(), PARAM_FILE_OK);
-    EXPECT_EQ(read_file(dir / "out.txt"), read_file(SERVO_TEST_DATA_DIR "/configbuffer_defaults.txt"));
-    EXPECT_EQ(fake_file_dialog().calls, std::vector<std::string>{"save"});
-    EXPECT_EQ(fake_prompts().back().text, "保存参数成功!\n文件路径: " + dir / "out.txt");
-    EXPECT_EQ(cwd(), start_dir);
-}
-
 TEST_F(Export, configbuffer_overwrites_and_reports_failure_with_an_error_box) {
     const uint8_t frame[CONFIGBUFFER_LINES] = {64};
     const std::string path = write_file(dir / "exists.txt", std::string(2000, 'x'));
@@ -61,20 +43,9 @@ TEST_F(Export, configbuffer_overwrites_and_reports_failure_with_an_error_box) {
     EXPECT_EQ(written.find_first_of("x\r"), std::string::npos);
     fake_file_dialog().next_path = dir / "no/such/dir.txt";
     EXPECT_EQ(params_export_configbuffer(frame), PARAM_FILE_OPEN_FAILED);
+    EXPECT_EQ(fake_file_dialog().calls, std::vector<std::string>{"save"}) << "no overwrite question for this format";
     EXPECT_EQ(fake_prompts().back().text, "保存参数失败!");
     EXPECT_EQ(cwd(), start_dir); /* restored on this path too */
-}
-
-TEST_F(Export, register_family_save_writes_wire_values_from_the_panel) {
-    show_defaults(PARAM_SOURCE_REGISTER);
-    fake_entry(PanelEntry::Stall1Power) = "5";
-    fake_file_dialog().next_path = dir / "jvn.txt";
-    EXPECT_EQ(param_action_save(), PARAM_FILE_OK);
-    EXPECT_EQ(read_file(dir / "jvn.txt"), "KP:65\nKD:50\nLP:4000\nMP:8000\nOD:400\nOT:300000\nMD:8000\nDZ:3\nLA:596\n"
-                                          "MA:3500\nCA:2048\nLD:0\nRS:1\nLS:1\n");
-    EXPECT_EQ(fake_file_dialog().calls, std::vector<std::string>{"save, confirm overwrite"});
-    EXPECT_EQ(fake_prompts().back().text, "JVN参数保存成功!\n路径: " + dir / "jvn.txt");
-    EXPECT_EQ(cwd(), start_dir);
 }
 
 TEST_F(Export, jvn_save_checks_the_extension_and_restores_the_directory_only_on_success) {
@@ -98,6 +69,7 @@ TEST_F(Export, jvn_save_checks_the_extension_and_restores_the_directory_only_on_
         EXPECT_EQ(params_export_jvn(record), c.result);
         EXPECT_EQ(prompt_texts(), c.message.empty() ? std::vector<std::string>{} : std::vector{c.message});
         EXPECT_EQ(cwd(), c.result == PARAM_FILE_OK ? start_dir : dir.path);
+        EXPECT_EQ(fake_file_dialog().calls.back(), "save, confirm overwrite");
         std::filesystem::current_path(start_dir);
     }
 }

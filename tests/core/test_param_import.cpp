@@ -57,7 +57,6 @@ TEST_F(Import, each_file_gets_its_result_and_messages_line_by_line) {
         {"no_good.txt", "ConfigBuffer[1] = 300;\n", 0, PARAM_FILE_NO_DATA,
          {bad + "1: Value overflow", bad + "0: No valid data"}},
         {"a.dat", "KP:1\n", 0, PARAM_FILE_BAD_EXTENSION, {"File type error! Please select a txt file."}},
-        {"UPPER.TXT", "KP:1\n", 0, PARAM_FILE_OK, {"Successfully imported!"}},
         {"zero.txt", std::string("ConfigBuffer[1] = 8;\0garbage\n", 30), 0, PARAM_FILE_OK, {"Successfully imported!"}},
     };
     /* clang-format on */

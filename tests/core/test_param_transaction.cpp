@@ -73,11 +73,9 @@ TEST_F(ParamTransactionTest, refused_or_failed_writes_send_no_parameters) {
         {"nothing read or imported", PARAM_SOURCE_NONE, "100", "100", "100", 1, false, PARAM_CMD_NO_SOURCE,
          "写入参数失败，请先读取或导入参数!!", Bytes()},
         /* The block write's read request goes before the stall-time check; the first bad time is named. */
-        {"time 1", PARAM_SOURCE_BLOCK, "10100", "100", "99999", 1, false, PARAM_CMD_STALL_TIME,
-         "写入\"堵转1时间\"参数错误!\n请输入 0 - 10000 之间的数字", PARAM_REQUEST},
         {"time 3", PARAM_SOURCE_BLOCK, "100", "100", "10199", 1, false, PARAM_CMD_STALL_TIME,
          "写入\"堵转3时间\"参数错误!\n请输入 0 - 10000 之间的数字", PARAM_REQUEST},
-        {"time 1 in English", PARAM_SOURCE_BLOCK, "10100", "100", "100", 0, false, PARAM_CMD_STALL_TIME,
+        {"time 1 in English", PARAM_SOURCE_BLOCK, "10100", "100", "99999", 0, false, PARAM_CMD_STALL_TIME,
          "Error writing \"Time1\" parameter!\nPlease enter a number between 0 and 10000", PARAM_REQUEST},
         {"no timer for the register sequence", PARAM_SOURCE_REGISTER, "100", "100", "100", 1, true,
          PARAM_CMD_TIMER_FAILED, "", Bytes()},

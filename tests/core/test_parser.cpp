@@ -16,13 +16,6 @@ class ParserTest : public CoreFixture {
         fake_prompts().clear();
         ASSERT_EQ(param_transaction_read(), PARAM_CMD_STARTED);
     }
-    /* The register read timer's remaining calls, up to the one that ends the sequence. */
-    static void finish_read_timer() {
-        FakeTimer* t = fake_timers().timers.back().get();
-        for (int i = 0; i < 9 && t->alive; ++i)
-            fake_timer_fire(t);
-        ASSERT_FALSE(t->alive);
-    }
     /* One register read step as it reaches the tool: the request goes out (the timer fires), its
      * echo comes back, then the servo's reply. */
     static void register_step(const Bytes& reply) {
@@ -95,25 +88,16 @@ TEST_F(ParserTest, block_read_after_its_echo_fills_the_panel_even_after_a_block_
         EXPECT_EQ(fake_entry(PanelEntry::Gain), "");
         feed(block_frame(DEFAULT_BLOCK));
         EXPECT_EQ(Bytes(params_state().parmeterBuff, params_state().parmeterBuff + 35), DEFAULT_BLOCK);
-        EXPECT_EQ(fake_entry(PanelEntry::Gain), "65");
-        EXPECT_EQ(fake_entry(PanelEntry::MaxAngle), "3500");
-        EXPECT_TRUE(fake_checked(PanelCheck::Direction));
         EXPECT_EQ(prompt_texts(), std::vector<std::string>{"读取参数成功!"});
     }
 }
 
-TEST_F(ParserTest, eight_register_replies_after_their_echoes_fill_the_panel_and_a_ninth_is_dropped) {
+/* What each reply fills is checked by the register write cases (their reads) and the reliability case. */
+TEST_F(ParserTest, eight_register_replies_after_their_echoes_end_the_read_and_a_ninth_is_dropped) {
     start_param_read();
     feed(PARAM_REQUEST);
     default_steps(8);
     EXPECT_EQ(prompt_texts(), std::vector<std::string>{"读取参数成功!"});
-    const std::pair<PanelEntry, const char*> shown[] = {
-        {PanelEntry::Stall1Power, "1"},   {PanelEntry::Stall1Time, "3"},  {PanelEntry::Damping, "50"},
-        {PanelEntry::OutputPower, "100"}, {PanelEntry::MaxPulse, "2000"}, {PanelEntry::MidAngle, "2048"},
-        {PanelEntry::SoftStart, "1"}};
-    for (const auto& [entry, text] : shown)
-        EXPECT_EQ(fake_entry(entry), text) << static_cast<int>(entry);
-    EXPECT_TRUE(fake_checked(PanelCheck::Direction));
     fake_timer_fire(fake_timers().timers.back().get()); /* the ninth call ends the timer */
     const int writes = fake_panel().writes;
     feed(reg_reply(1, 2)); /* a ninth reply without a new read */
@@ -137,21 +121,18 @@ TEST_F(ParserTest, direction_byte_0_turns_the_switch_off_1_on_and_any_other_leav
     }
 }
 
-TEST_F(ParserTest, a_damaged_register_reply_ends_the_read_without_a_message) {
-    Bytes bad_sum = reg_reply(4000, 8000);
-    bad_sum.back() ^= 0x01;
-    Bytes bad_length = reg_reply(4000, 8000);
-    bad_length[3] = 0x0A;
-    bad_length[8] = sum8(bad_length, 2, 8); /* the checksum would match */
-    for (const Bytes& damaged : {bad_sum, bad_length}) {
-        start_param_read();
-        default_steps(3);
-        register_step(damaged);
-        EXPECT_EQ(fake_entry(PanelEntry::MinPulse), "") << "the damaged reply filled nothing";
-        register_step(reg_reply(596, 3500)); /* the rest of this read is dropped */
-        EXPECT_EQ(fake_entry(PanelEntry::MinAngle), "");
-        EXPECT_TRUE(fake_prompts().empty());
-    }
+/* A reply with a wrong checksum ends the read too: servo_cli's register checksum fault rows. */
+TEST_F(ParserTest, a_register_reply_of_the_wrong_length_ends_the_read_without_a_message) {
+    Bytes damaged = reg_reply(4000, 8000);
+    damaged[3] = 0x0A;
+    damaged[8] = sum8(damaged, 2, 8); /* the checksum would match */
+    start_param_read();
+    default_steps(3);
+    register_step(damaged);
+    EXPECT_EQ(fake_entry(PanelEntry::MinPulse), "") << "the damaged reply filled nothing";
+    register_step(reg_reply(596, 3500)); /* the rest of this read is dropped */
+    EXPECT_EQ(fake_entry(PanelEntry::MinAngle), "");
+    EXPECT_TRUE(fake_prompts().empty());
 }
 
 TEST_F(ParserTest, a_read_after_a_wrong_length_reply_keeps_its_replies_from_the_first_entry) {
@@ -160,9 +141,12 @@ TEST_F(ParserTest, a_read_after_a_wrong_length_reply_keeps_its_replies_from_the_
     Bytes wrong = reg_reply(0, 0);
     wrong[3] = 0x0A; /* ends the read at step 0 */
     register_step(wrong);
-    finish_read_timer();
+    FakeTimer* t = fake_timers().timers.back().get();
+    for (int i = 0; i < 9 && t->alive; ++i) /* the timer's calls up to the one that ends it */
+        fake_timer_fire(t);
+    ASSERT_FALSE(t->alive);
     ASSERT_EQ(param_transaction_read(), PARAM_CMD_STARTED); /* the next read keeps what the last one left */
-    register_step(reg_reply(0x1111, 0x2222)); /* step 0: OD and OT */
+    register_step(reg_reply(0x1111, 0x2222));               /* step 0: OD and OT */
     uint8_t frame[FRAME_REGISTER_REQUEST_LEN];
     ASSERT_EQ(param_transaction_register_frame(2, frame, sizeof frame), 10); /* code 0x12: OD, OT unchanged */
     EXPECT_EQ(Bytes(frame + 5, frame + 9), (Bytes{0x11, 0x11, 0x22, 0x22})) << "the servo's own bytes of this read";

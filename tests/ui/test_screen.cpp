@@ -1,16 +1,13 @@
-/* The main screen: the language button reaching every panel, the type field's filter, the
- * picture rule; the three prompt boxes: titles by language, red text for alerts and errors, none
+/* The main screen: the language button reaching every panel, the type field's filter, a settled
+ * first frame; the prompt boxes: titles by language, red text for alerts and errors, none
  * replacing another, cut texts, closing. */
 #include "common/lang.h"
 #include "common/prompt.h"
 #include "ui/param_panel.h"
 #include "tests/fakes/common/fake_platform.h"
-#include "tests/support/files.h"
 #include "tests/support/headless.h"
 #include "ui/screen.h"
 #include "ui/text_cursor.h"
-
-#include <unistd.h>
 
 namespace {
 
@@ -81,25 +78,6 @@ TEST_F(ScreenTest, the_first_frame_after_the_build_is_the_settled_screen) {
     for (size_t i = 0; i < first.size(); ++i)
         differing += first[i] != settled[i];
     EXPECT_EQ(differing, 0u) << "fields scrolling or scrollbars fading after the first frame";
-}
-
-TEST_F(ScreenTest, missing_picture_tells_the_user_posts_quit_and_stops_the_build) {
-    const lv_tick_get_cb_t clock = lv_tick_get_cb();
-    char cwd[4096];
-    ASSERT_NE(getcwd(cwd, sizeof cwd), nullptr);
-    bool built = true;
-    {
-        TempDir empty;
-        ASSERT_EQ(chdir(empty.path.c_str()), 0);
-        built = main_ui_build();
-        ASSERT_EQ(chdir(cwd), 0);
-    }
-    EXPECT_FALSE(built);
-    EXPECT_EQ(lv_tick_get_cb(), clock);
-    ASSERT_EQ(fake_platform().message_boxes.size(), 1u);
-    EXPECT_EQ(fake_platform().message_boxes[0].text, "检查是否存在\"QRX_V107_config.bin\"文件");
-    EXPECT_EQ(fake_platform().message_boxes[0].caption, "Error");
-    EXPECT_EQ(fake_platform().quit_codes, std::vector<int>{0});
 }
 
 TEST_F(PromptTest, boxes_have_their_title_by_language_and_red_text_for_alerts_and_errors) {
