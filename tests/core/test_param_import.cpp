@@ -159,4 +159,5 @@ TEST_F(Import, dialog_action_restores_the_directory_only_on_success) {
     EXPECT_EQ(params_import_run(), PARAM_FILE_CANCELLED);
     EXPECT_TRUE(fake_prompts().empty());
     EXPECT_EQ(fake_file_dialog().calls.back(), "open");
+    std::filesystem::current_path(start); /* the folder goes with the test */
 }
