@@ -67,6 +67,29 @@ struct Options {
     int pace_ms = APP_IDLE_TICK_PERIOD_MS;
 } g_opt;
 
+/* How the check learns of a change. */
+enum class Notice {
+    Wait,     /* the program's loop: it sleeps on discovery's wait handle up to the next tick */
+    Read,     /* the check reads the notifications at each tick */
+    Periodic, /* no notifications: the periodic rescan */
+};
+
+/* Sleeps until `until` as the program's loop does. With Notice::Wait a readable wait handle runs
+ * the check at once (app_on_ports_changed) and ends the sleep: returns true then. */
+bool sleep_until_tick(Notice notice, Clock::time_point until) {
+    const int handle = notice == Notice::Wait ? discovery_wait_handle() : -1;
+    if (handle < 0) {
+        std::this_thread::sleep_until(until);
+        return false;
+    }
+    const auto left = std::chrono::duration_cast<std::chrono::microseconds>(until - Clock::now()).count();
+    pollfd p = {handle, POLLIN, 0};
+    if (poll(&p, 1, static_cast<int>((std::max<long long>(left, 0) + 999) / 1000)) <= 0) return false;
+    discovery_wait_handle_ready();
+    hot_plug_check();
+    return true;
+}
+
 void bench_check_cost() {
     printf("\n1. Hot-plug check on this machine's /sys/class/tty and /dev, at a tick every %d ms for %d s\n"
            "   (min / median / max over %d runs)\n",
@@ -101,7 +124,7 @@ void bench_check_cost() {
             tick.push_back(us);
             sum += us;
             next += std::chrono::milliseconds(g_opt.pace_ms);
-            std::this_thread::sleep_until(next);
+            sleep_until_tick(Notice::Wait, next); /* the loop holds the wait handle: the check reads nothing */
         }
         tick_med.push_back(median_of(tick));
         tick_p99.push_back(percentile_of(tick, 0.99));
@@ -155,28 +178,6 @@ std::string tmpfs_dir() {
     return "";
 }
 
-/* How the check learns of a change. */
-enum class Notice {
-    Wait,     /* the program's loop: it sleeps on discovery's wait handle up to the next tick */
-    Read,     /* the check reads the notifications at each tick */
-    Periodic, /* no notifications: the periodic rescan */
-};
-
-/* Sleeps until `until` as the program's loop does. With Notice::Wait a readable wait handle runs
- * the check at once (app_on_ports_changed) and ends the sleep: returns true then. */
-bool sleep_until_tick(Notice notice, Clock::time_point until) {
-    const int handle = notice == Notice::Wait ? discovery_wait_handle() : -1;
-    if (handle < 0) {
-        std::this_thread::sleep_until(until);
-        return false;
-    }
-    const auto left = std::chrono::duration_cast<std::chrono::microseconds>(until - Clock::now()).count();
-    pollfd p = {handle, POLLIN, 0};
-    if (poll(&p, 1, static_cast<int>((std::max<long long>(left, 0) + 999) / 1000)) <= 0) return false;
-    discovery_wait_handle_ready();
-    hot_plug_check();
-    return true;
-}
 
 /* Milliseconds from the completed change until the check at the tick pace notices it. */
 double detection_ms(const std::string& base, bool plug_in, Notice notice) {
