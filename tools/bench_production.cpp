@@ -3,6 +3,7 @@
  * against servo_sim on a pseudo-terminal, through the real port, notifier thread, ring and parser.
  * Min/median/max over the runs, set against the wire time of the bytes the cycle waits for at
  * 115200 8N2 and the pauses the protocol itself takes (the window's sleeps and timer periods). */
+#include "tools/bench_sim.h"
 #include "cli/cli_production.h"
 #include "cli/cli_session.h"
 
@@ -10,13 +11,10 @@
 #include <csignal>
 #include <cstdio>
 #include <poll.h>
-#include <spawn.h>
 #include <string>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <vector>
-
-extern char** environ;
 
 namespace {
 
@@ -39,36 +37,9 @@ const FamilyCase CASES[] = {
      "write 12x10, 50 ms apart; read 4, then 8x10 10 ms apart, 8x9 replies"},
 };
 
-/* Starts the simulator; returns its pid (-1 on failure) and the pty path. */
-pid_t start_sim(const char* family, std::string& path) {
-    int out[2];
-    if (pipe(out) != 0) return -1;
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_adddup2(&actions, out[1], STDOUT_FILENO);
-    posix_spawn_file_actions_addclose(&actions, out[0]);
-    std::string prog = SERVO_SIM_PATH, opt = "--family", fam = family;
-    char* argv[] = {&prog[0], &opt[0], &fam[0], nullptr};
-    pid_t pid = -1;
-    const int rc = posix_spawn(&pid, SERVO_SIM_PATH, &actions, nullptr, argv, environ);
-    posix_spawn_file_actions_destroy(&actions);
-    close(out[1]);
-    std::string line;
-    while (rc == 0 && line.find('\n') == std::string::npos) {
-        pollfd p = {out[0], POLLIN, 0};
-        char buf[256];
-        const ssize_t n = poll(&p, 1, 5000) > 0 ? read(out[0], buf, sizeof buf) : 0;
-        if (n <= 0) break;
-        line.append(buf, static_cast<size_t>(n));
-    }
-    close(out[0]);
-    path = line.substr(0, line.find('\n'));
-    return rc == 0 ? pid : -1;
-}
-
 void run_family(const FamilyCase& c) {
     std::string pty;
-    const pid_t sim = start_sim(c.name, pty);
+    const pid_t sim = bench_start_sim(SERVO_SIM_PATH, c.name, pty);
     if (sim < 0 || pty.empty()) {
         printf("%s: the simulator did not start\n", c.name);
         return;

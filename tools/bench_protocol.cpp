@@ -6,6 +6,7 @@
  *     its echo, an information reply with its echo, idle bytes), against the line rate.
  * The UI thread is played by this program: it sleeps until the notifier thread's wake-up, as
  * the window's event loop does. Screen calls go to the recording stand-ins of the tests. */
+#include "tools/bench_sim.h"
 #include "common/clock.h"
 #include "common/debug_log.h"
 #include "common/platform.h"
@@ -24,13 +25,10 @@
 #include <cstdio>
 #include <cstring>
 #include <poll.h>
-#include <spawn.h>
 #include <string>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <vector>
-
-extern char** environ;
 
 namespace {
 
@@ -43,38 +41,6 @@ constexpr double TICK_MS = 5.0;
 
 void quiet_log(const char*) {}
 
-/* Starts the simulator; returns its pid (or -1) and the pty path. */
-pid_t start_sim(std::string& path) {
-    int out[2];
-    if (pipe(out) != 0) return -1;
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_adddup2(&actions, out[1], STDOUT_FILENO);
-    posix_spawn_file_actions_addclose(&actions, out[0]);
-    char prog[] = SERVO_SIM_PATH, family[] = "--family", block[] = "block";
-    char* argv[] = {prog, family, block, nullptr};
-    pid_t pid = -1;
-    const int rc = posix_spawn(&pid, SERVO_SIM_PATH, &actions, nullptr, argv, environ);
-    posix_spawn_file_actions_destroy(&actions);
-    close(out[1]);
-    if (rc != 0) {
-        close(out[0]);
-        return -1;
-    }
-    std::string line;
-    while (line.find('\n') == std::string::npos) {
-        pollfd p = {out[0], POLLIN, 0};
-        if (poll(&p, 1, 5000) <= 0) break;
-        char buf[256];
-        const ssize_t n = read(out[0], buf, sizeof buf);
-        if (n <= 0) break;
-        line.append(buf, static_cast<size_t>(n));
-    }
-    close(out[0]);
-    path = line.substr(0, line.find('\n'));
-    return pid;
-}
-
 /* The UI thread's receive hand-over: sleeps until the notifier posts, then drains. */
 bool wait_and_drain(Clock::time_point deadline) {
     if (!bench_wait_serial_rx(deadline)) return false;
@@ -85,7 +51,7 @@ bool wait_and_drain(Clock::time_point deadline) {
 
 void bench_info_round_trip() {
     std::string path;
-    const pid_t sim = start_sim(path);
+    const pid_t sim = bench_start_sim(SERVO_SIM_PATH, "block", path);
     if (sim <= 0 || path.empty()) {
         printf("1. information round trip: the simulator could not be started (%s)\n", SERVO_SIM_PATH);
         return;
